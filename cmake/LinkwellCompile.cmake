@@ -1,0 +1,33 @@
+# linkwell_compile(<target>): how every target of this project is compiled: C++20 without extensions, wide characters
+# in the Windows headers, warnings as errors, and no path of the build machine in what is built.
+function(linkwell_compile target)
+    target_compile_features(${target} PUBLIC cxx_std_20)
+    set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF)
+    target_include_directories(${target} PUBLIC "${PROJECT_SOURCE_DIR}")
+    target_compile_definitions(${target} PRIVATE
+        UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX WINVER=0x0A00 _WIN32_WINNT=0x0A00)
+    if(MSVC)
+        target_compile_options(${target} PRIVATE /W4 /WX /permissive- /utf-8 /Zc:__cplusplus /EHsc)
+        target_link_options(${target} PRIVATE /Brepro)
+    else()
+        target_compile_options(${target} PRIVATE
+            -ffunction-sections -fdata-sections # so that the linker leaves out what nothing calls
+            -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror
+            # The last matching map holds: file names in messages are bare names, as a compiler on Windows makes them
+            # after the last backslash.
+            "-ffile-prefix-map=${PROJECT_SOURCE_DIR}/="
+            "-ffile-prefix-map=${PROJECT_BINARY_DIR}/="
+            "-ffile-prefix-map=${CMAKE_CURRENT_SOURCE_DIR}/=")
+    endif()
+endfunction()
+
+# linkwell_program(<target>): how a program or DLL is linked: nothing beside Windows' own modules at run time, and the
+# same bytes from the same sources.
+function(linkwell_program target)
+    set_target_properties(${target} PROPERTIES
+        RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin"
+        LIBRARY_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin")
+    if(NOT MSVC)
+        target_link_options(${target} PRIVATE -static -Wl,--gc-sections,--no-insert-timestamp $<$<CONFIG:Release>:-s>)
+    endif()
+endfunction()

@@ -1,0 +1,71 @@
+# GoogleTest and GoogleMock from their sources, as Debian's package "googletest" installs them, and one way to make a
+# test program of them.
+set(LINKWELL_GOOGLETEST_DIR "/usr/src/googletest" CACHE PATH "Sources of GoogleTest and GoogleMock")
+if(NOT EXISTS "${LINKWELL_GOOGLETEST_DIR}/CMakeLists.txt")
+    message(FATAL_ERROR "No GoogleTest sources in '${LINKWELL_GOOGLETEST_DIR}'. Install Debian's package 'googletest' "
+                        "(scripts/setup does so), name another folder in LINKWELL_GOOGLETEST_DIR, or configure with "
+                        "-DLINKWELL_BUILD_TESTS=OFF.")
+endif()
+
+# Set here and not in the cache: they concern the sources below and nothing else.
+set(INSTALL_GTEST OFF)
+set(BUILD_GMOCK ON)
+set(CMAKE_POLICY_DEFAULT_CMP0077 NEW) # its options are these variables
+set(CMAKE_WARN_DEPRECATED OFF)        # what its sources ask of CMake is older than what CMake still likes
+add_subdirectory("${LINKWELL_GOOGLETEST_DIR}" "${PROJECT_BINARY_DIR}/googletest" EXCLUDE_FROM_ALL)
+unset(CMAKE_WARN_DEPRECATED)
+unset(CMAKE_POLICY_DEFAULT_CMP0077)
+foreach(library gtest gmock)
+    target_compile_features(${library} PUBLIC cxx_std_20)
+endforeach()
+
+# linkwell_compile_tests(<target>): as the rest of the project, but for quick building: tests are compiled more often than
+# they run, and reading the headers of Windows and GoogleMock costs more than most of them.
+function(linkwell_compile_tests target)
+    linkwell_compile(${target})
+    # Each of GoogleMock's many templates has sections of its own, more than an ordinary object file can count.
+    if(MSVC)
+        target_compile_options(${target} PRIVATE /bigobj)
+    else()
+        target_compile_options(${target} PRIVATE -Og -Wa,-mbig-obj)
+    endif()
+    if(target STREQUAL "linkwell_test_support")
+        target_precompile_headers(${target} PRIVATE "${PROJECT_SOURCE_DIR}/tests/support/Precompiled.h")
+    else()
+        target_precompile_headers(${target} REUSE_FROM linkwell_test_support)
+    endif()
+endfunction()
+
+# linkwell_add_tests(<target> SOURCES <file>... [LIBRARIES <target>...] [LABELS <label>...]
+#                    [ENVIRONMENT <NAME=value>...] [TIMEOUT <seconds>] [RESOURCE_LOCK <name>...])
+#
+# One test program, and one ctest entry for it: starting a program under Wine costs far more than most tests do, and
+# GoogleTest runs single cases by --gtest_filter. Its main function is that of tests/support. Entries may run in any
+# order and at the same time, so programs that serve the host's pipe by its one fixed name, CorvenaLinkwell, share
+# RESOURCE_LOCK host-pipe.
+function(linkwell_add_tests target)
+    cmake_parse_arguments(PARSE_ARGV 1 TESTS "" "TIMEOUT" "SOURCES;LIBRARIES;LABELS;ENVIRONMENT;RESOURCE_LOCK")
+    if(TESTS_UNPARSED_ARGUMENTS OR NOT TESTS_SOURCES)
+        message(FATAL_ERROR "linkwell_add_tests(${target}): SOURCES missing, or unknown: ${TESTS_UNPARSED_ARGUMENTS}")
+    endif()
+    if(NOT TESTS_TIMEOUT)
+        set(TESTS_TIMEOUT 120)
+    endif()
+
+    add_executable(${target} ${TESTS_SOURCES})
+    linkwell_compile_tests(${target})
+    linkwell_program(${target})
+    if(NOT MSVC)
+        target_link_options(${target} PRIVATE -mconsole)
+    endif()
+    target_link_libraries(${target} PRIVATE linkwell_test_support ${TESTS_LIBRARIES})
+
+    # CMake puts CMAKE_CROSSCOMPILING_EMULATOR in front of the program.
+    add_test(NAME ${target} COMMAND ${target})
+    set_tests_properties(${target} PROPERTIES TIMEOUT ${TESTS_TIMEOUT})
+    foreach(property LABELS ENVIRONMENT RESOURCE_LOCK)
+        if(TESTS_${property})
+            set_tests_properties(${target} PROPERTIES ${property} "${TESTS_${property}}")
+        endif()
+    endforeach()
+endfunction()
