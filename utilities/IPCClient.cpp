@@ -1,0 +1,35 @@
+#include "utilities/IPCClient.h"
+
+#include <vector>
+
+#include "utilities/NamedPipe.h"
+#include "utilities/Utf8Text.h"
+
+namespace
+{
+constexpr const wchar_t* pipeName = L"CorvenaLinkwell"; // the same for every process, user and logon
+const std::vector<BYTE> acknowledgement = {'a', 'c', 'k'};
+
+std::vector<BYTE> makeRequest(const std::wstring& text)
+{
+    utilities::Utf8Text utf8(text);
+    const std::string_view bytes = utf8.bytes();
+
+    std::vector<BYTE> request;
+    request.reserve(4 + bytes.size());
+    for (const int shift : {24, 16, 8, 0})
+        request.push_back(static_cast<BYTE>(bytes.size() >> shift & 0xFF));
+    request.insert(request.end(), bytes.begin(), bytes.end());
+    return request;
+}
+} // namespace
+
+bool IPCClient::send(const std::wstring& text)
+{
+    utilities::NamedPipe pipe(pipeName);
+    if (!pipe.isUsable())
+        return false;
+    if (text.empty())
+        return true;
+    return pipe.send(makeRequest(text)) == acknowledgement;
+}

@@ -1,0 +1,174 @@
+#include "utilities/Logger.h"
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+
+#include "utilities/Utf8Text.h"
+
+namespace utilities
+{
+namespace
+{
+/// Appends a number in decimal, filled with zeros to `width`.
+void appendNumber(std::wstring& text, unsigned number, std::size_t width)
+{
+    const std::wstring digits = std::to_wstring(number);
+    if (digits.size() < width)
+        text.append(width - digits.size(), L'0');
+    text += digits;
+}
+
+/// Each line feed as carriage return and line feed. One pass: a record can be a whole snapshot.
+std::wstring withWindowsLineEnds(std::wstring text)
+{
+    std::wstring result;
+    result.reserve(text.size() + static_cast<std::size_t>(std::count(text.begin(), text.end(), L'\n')));
+    for (const wchar_t character : text)
+    {
+        if (character == L'\n')
+            result += L'\r';
+        result += character;
+    }
+    return result;
+}
+} // namespace
+
+Logger& Logger::instance()
+{
+    static Logger s_instance;
+    return s_instance;
+}
+
+Logger::~Logger()
+{
+    finish();
+}
+
+void Logger::init(const std::wstring& newPath)
+{
+    if (newPath != path)
+        close();
+    path = newPath;
+    open();
+    if (currentSize != 0 && currentSize != invalidSize)
+    {
+        // An empty line sets this run apart from the one before it.
+        writeRaw(L"\n\n");
+        lastChar = 0;
+    }
+    writeBanner(L"Logging started ");
+}
+
+void Logger::write(const std::wstring& text)
+{
+    if (text.empty())
+        return;
+
+    const std::wstring stamp = timestamp();
+    std::wstring record;
+    record.reserve(1 + stamp.size() + text.size());
+    if (lastChar != 0 && lastChar != L'\n')
+        record += L'\n';
+    record += stamp;
+    record += text;
+    writeRaw(std::move(record));
+
+    if (currentSize >= maxSize)
+        rotate();
+}
+
+void Logger::finish()
+{
+    writeBanner(L"Logging finished");
+    close();
+}
+
+void Logger::open()
+{
+    if (file != INVALID_HANDLE_VALUE)
+    {
+        write(L"Logger::init called for initialized log. Log file is already opened, ignore the call.");
+        return;
+    }
+
+    file = CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_ALWAYS,
+                       FILE_ATTRIBUTE_NORMAL | FILE_FLAG_WRITE_THROUGH, nullptr);
+    if (file == INVALID_HANDLE_VALUE)
+    {
+        currentSize = 0;
+        return;
+    }
+    SetFilePointer(file, 0, nullptr, FILE_END);
+
+    WIN32_FILE_ATTRIBUTE_DATA data{};
+    if (!GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &data) ||
+        (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0)
+        currentSize = invalidSize;
+    else
+        currentSize = std::uint64_t{data.nFileSizeHigh} << 32 | data.nFileSizeLow;
+}
+
+void Logger::close() noexcept
+{
+    if (file != INVALID_HANDLE_VALUE)
+        CloseHandle(file);
+    file = INVALID_HANDLE_VALUE;
+    lastChar = 0;
+}
+
+void Logger::rotate()
+{
+    writeRaw(L"(continue to the next log file)"); // directly behind the last record, without a line break
+    if (!path.empty())
+    {
+        close();
+        MoveFileExW(path.c_str(), (path + L".bak").c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH);
+        open();
+    }
+    writeRaw(L"(continue logging)\n");
+}
+
+void Logger::writeRaw(std::wstring text)
+{
+    lastChar = 0;
+    if (file == INVALID_HANDLE_VALUE)
+        return;
+    if (!text.empty())
+        lastChar = text.back();
+
+    Utf8Text utf8(withWindowsLineEnds(std::move(text)));
+    const std::string_view bytes = utf8.bytes();
+    DWORD written = 0;
+    WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
+    currentSize += written;
+}
+
+void Logger::writeBanner(const std::wstring& text)
+{
+    write(text + L"  --------------------------------");
+}
+
+std::wstring Logger::timestamp()
+{
+    SYSTEMTIME now{};
+    GetLocalTime(&now);
+
+    std::wstring stamp;
+    appendNumber(stamp, now.wDay, 2);
+    stamp += L'.';
+    appendNumber(stamp, now.wMonth, 2);
+    stamp += L'.';
+    appendNumber(stamp, now.wYear, 0);
+    stamp += L' ';
+    appendNumber(stamp, now.wHour, 2);
+    stamp += L':';
+    appendNumber(stamp, now.wMinute, 2);
+    stamp += L':';
+    appendNumber(stamp, now.wSecond, 2);
+    stamp += L'.';
+    appendNumber(stamp, now.wMilliseconds, 3);
+    stamp += L"  ";
+    return stamp;
+}
+} // namespace utilities

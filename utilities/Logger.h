@@ -1,0 +1,58 @@
+// Logger.h: the agent's one log, a UTF-8 file of time-stamped records with a size limit and a single backup.
+//
+// Callers never test whether logging is on: without a file every record is dropped at the last step. No operation fails
+// for a file problem. There is no lock, on purpose: a record reaches the file in one write, which keeps it together;
+// records that two threads write at one moment may lose the line break between them.
+#pragma once
+
+#include <windows.h>
+
+#include <cstdint>
+#include <string>
+
+namespace utilities
+{
+class Logger
+{
+public:
+    /// The one instance; made on the first call, from whichever thread. At the end of the process it finishes the log.
+    static Logger& instance();
+
+    Logger(const Logger&) = delete;
+    Logger& operator=(const Logger&) = delete;
+
+    /// Opens the log at `newPath`, behind what the file already holds, and writes the header. Creates the file, but no
+    /// folder. Before any other thread logs.
+    void init(const std::wstring& newPath);
+
+    /// Writes one record: the local time and `text`, whose line feeds stay inside the record. Nothing for an empty text.
+    /// At 1,048,576 bytes the file is moved to its path plus ".bak", and a new one begun.
+    void write(const std::wstring& text);
+
+    /// Writes the footer and closes the file; records are dropped from then on.
+    void finish();
+
+private:
+    Logger() = default;
+    ~Logger();
+
+    void open();
+    void close() noexcept;
+    void rotate();
+    void writeRaw(std::wstring text);
+    void writeBanner(const std::wstring& text);
+    [[nodiscard]] static std::wstring timestamp();
+
+    /// The value of `currentSize` that means that the size could not be read.
+    const std::uint64_t invalidSize = ~std::uint64_t{0};
+    /// Bytes at which the file is moved to its backup.
+    const std::uint64_t maxSize = 0x100000;
+    /// Bytes in the file, by our own count after the first reading. Counts on modulo 2^64 from `invalidSize`.
+    std::uint64_t currentSize = 0;
+    /// Empty: no file was asked for.
+    std::wstring path;
+    /// The last character of the last text; 0: no line break is owed.
+    wchar_t lastChar = 0;
+    HANDLE file = INVALID_HANDLE_VALUE;
+};
+} // namespace utilities

@@ -1,0 +1,40 @@
+// NamedPipe.h: the client end of a named pipe that a server has created.
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+#include <vector>
+
+#include "utilities/noncopyable.h"
+
+namespace utilities
+{
+/// Opens a pipe by name, makes one request and reads the reply, and closes the pipe when it is destroyed. Knows nothing
+/// of what the bytes mean. Belongs to one thread. Neither writing nor reading has a time-out: a server that never reads
+/// or never answers holds the caller.
+class NamedPipe : private noncopyable
+{
+public:
+    /// Opens the pipe. Logs a failure and does not throw: the user asks `isUsable`.
+    explicit NamedPipe(const std::wstring& name);
+    virtual ~NamedPipe();
+
+    /// Closes what is open and opens `\\.\pipe\<name>` by CreateFileW; waits up to 5 seconds, again and again, while
+    /// all instances of the pipe are busy. False on any other error and for an empty name; logs nothing.
+    bool open(const std::wstring& name);
+
+    /// Whether the pipe is open.
+    [[nodiscard]] bool isUsable() const noexcept;
+
+    /// Writes the request and reads the reply, up to the first read that ends a message. Empty on every failure, which
+    /// is logged, unless no instance of the pipe was free before the read. Throws for a request of 4 GB or more.
+    std::vector<BYTE> send(const std::vector<BYTE>& request);
+
+private:
+    void close() noexcept;
+
+    std::wstring m_name; // without the prefix; empty unless the pipe is open
+    HANDLE m_handle = INVALID_HANDLE_VALUE;
+};
+} // namespace utilities
