@@ -1,0 +1,173 @@
+#include "agent/mapi/MapiSession.h"
+
+#include "agent/mapi/MapiRuntime.h"
+#include "agent/mapi/MapiTags.h"
+#include "agent/mapi/PropReaders.h"
+#include "agent/mapi/PropTagArray.h"
+#include "agent/mapi/Rowset.h"
+#include "utilities/Failure.h"
+#include "utilities/Logger.h"
+
+namespace mapi
+{
+using utilities::checkCondition;
+using utilities::checkHresult;
+using utilities::Logger;
+using utilities::logHresult;
+
+IMAPISessionPtr Session::s_session;
+
+namespace
+{
+constexpr ULONG logonFlags = MAPI_UNICODE | MAPI_USE_DEFAULT | MAPI_EXTENDED | MAPI_NEW_SESSION | MAPI_LOGON_UI;
+constexpr ULONG openStoreFlags = MAPI_BEST_ACCESS | MDB_NO_DIALOG;
+constexpr ULONG sameObject = 1; // another value that isn't 0 does not count
+
+constexpr utilities::Precondition sessionActive{L"MAPI session is not active"};
+
+/// A step of the fast shutdown, done or logged. Any result but 0 ends the sequence, a warning as well.
+bool stepDone(HRESULT result, std::wstring_view failure,
+              utilities::SourceLocation where = utilities::SourceLocation::current())
+{
+    if (result != S_OK)
+        logHresult(L"mapi::Session::shutdown", result, failure, where);
+    return result == S_OK;
+}
+
+std::wstring text(const SPropValue& value)
+{
+    return impl::Reader<_SPropValue, wchar_t*>::read(&value);
+}
+
+EntryId bytes(const SPropValue& value)
+{
+    return impl::Reader<_SPropValue, SBinary>::read(&value);
+}
+
+MsgStoreInfo storeInfo(const Rowset::TableRow& row)
+{
+    MsgStoreInfo info;
+    for (const SPropValue& value : row.values())
+    {
+        switch (value.ulPropTag) // the whole tag, so that an error in place of a value is passed over
+        {
+        case PR_ENTRYID:
+            info.entryId = bytes(value);
+            break;
+        case PR_DISPLAY_NAME_W:
+            info.displayName = text(value);
+            break;
+        case PR_PROVIDER_DISPLAY_W:
+            info.providerName = text(value);
+            break;
+        case PR_DEFAULT_STORE:
+            info.isDefault = value.Value.b != 0;
+            break;
+        case PR_MDB_PROVIDER:
+            info.isPublic = isPublicProvider(bytes(value));
+            break;
+        default:
+            break;
+        }
+    }
+    return info;
+}
+} // namespace
+
+Session::Session()
+{
+    checkHresult(L"mapi::Session::Session", MAPIInitialize(nullptr), L"Initialize MAPI");
+}
+
+Session::~Session()
+{
+    MAPIUninitialize();
+}
+
+void Session::open()
+{
+    constexpr std::wstring_view function = L"mapi::Session::open";
+    if (s_session)
+        checkCondition(utilities::Precondition{L"MAPI session is already active"}, function);
+
+    IMAPISessionPtr session;
+    checkHresult(function, MAPILogonEx(0, nullptr, nullptr, logonFlags, &session), L"Logon to MAPI");
+    s_session = session;
+}
+
+void Session::logoff()
+{
+    if (!s_session)
+        return;
+    Logger::instance().write(L"Logoff...");
+    const HRESULT result = s_session->Logoff(0, 0, 0);
+    if (result != S_OK)
+        logHresult(L"mapi::Session::logoff", result);
+}
+
+HRESULT Session::shutdown()
+{
+    if (!s_session)
+        return S_OK;
+    Logger::instance().write(L"Try to shutdown MAPI fast (if we can do this, failed MAPI calls may be reported.)");
+
+    IMAPIClientShutdownPtr client;
+    HRESULT result = s_session->QueryInterface(IID_IMAPIClientShutdown, reinterpret_cast<void**>(&client));
+    if (!stepDone(result, L"Fast shutdown is not supported"))
+        return result;
+    result = client->QueryFastShutdown();
+    if (!stepDone(result, L"Fast shutdown is either not supported or disabled by system administrator"))
+        return result;
+    result = client->NotifyProcessShutdown();
+    if (!stepDone(result, L"Fast shutdown notification failed"))
+        return result;
+    result = client->DoFastShutdown();
+    stepDone(result, L"Fast shutdown failed");
+    return result;
+}
+
+IMsgStorePtr Session::openStore(ULONG entryIdSize, ENTRYID* entryId)
+{
+    constexpr std::wstring_view function = L"mapi::Session::openStore";
+    if (!s_session)
+        checkCondition(sessionActive, function);
+
+    IMsgStorePtr store;
+    checkHresult(function, s_session->OpenMsgStore(0, entryIdSize, entryId, &IID_IMsgStore, openStoreFlags, &store));
+    return store;
+}
+
+void Session::enumerateStores(const StoreFunction& storeFunction)
+{
+    constexpr std::wstring_view function = L"mapi::Session::enumerateStores";
+    if (!s_session)
+        checkCondition(sessionActive, function);
+    if (!storeFunction)
+        checkCondition(utilities::Precondition{L"enumerator function is not specified"}, function);
+
+    IMAPITablePtr table;
+    checkHresult(function, s_session->GetMsgStoresTable(0, &table));
+    const PropTagArray columns{PR_ENTRYID, PR_DISPLAY_NAME_W, PR_DEFAULT_STORE, PR_MDB_PROVIDER, PR_PROVIDER_DISPLAY_W};
+    Rowset::enumerate(table, columns.get(),
+                      [&storeFunction](const Rowset::TableRow& row) { storeFunction(storeInfo(row)); });
+}
+
+bool Session::isSameObject(const EntryId& first, const EntryId& second)
+{
+    constexpr std::wstring_view function = L"mapi::Session::isSameObject";
+    if (!s_session)
+        checkCondition(utilities::Condition{L"s_session"}, function);
+    if (first.empty() || second.empty())
+        return false;
+
+    ULONG same = 0;
+    const HRESULT result = s_session->CompareEntryIDs(entryIdSize(first), entryIdBytes(first), entryIdSize(second),
+                                                      entryIdBytes(second), 0, &same);
+    if (result != S_OK)
+    {
+        logHresult(function, result);
+        return false;
+    }
+    return same == sameObject;
+}
+} // namespace mapi

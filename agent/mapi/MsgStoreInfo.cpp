@@ -1,0 +1,13 @@
+#include "agent/mapi/MsgStoreInfo.h"
+
+#include "agent/mapi/MapiTags.h"
+
+#include <algorithm>
+
+namespace mapi
+{
+bool isPublicProvider(std::span<const BYTE> provider) noexcept
+{
+    return std::ranges::equal(provider, pbExchangeProviderPublicGuid);
+}
+} // namespace mapi

@@ -1,0 +1,26 @@
+#include "agent/mapi/PropTagArray.h"
+
+#include "agent/mapi/MapiMemory.h"
+#include "utilities/Failure.h"
+
+namespace mapi
+{
+PropTagArray::PropTagArray(std::span<const ULONG> tags)
+{
+    const ULONG count = utilities::narrow_cast<ULONG>(tags.size());
+    reset(allocate<SPropTagArray>(count));
+    get()->cValues = count;
+    for (std::size_t index = 0; index < tags.size(); ++index)
+        at(index) = tags[index];
+}
+
+PropTagArray::PropTagArray(std::initializer_list<ULONG> tags) : PropTagArray(std::span(tags.begin(), tags.size())) {}
+
+ULONG& PropTagArray::at(std::size_t index) const
+{
+    SPropTagArray* const array = get();
+    if (array == nullptr || array->cValues == 0 || index >= array->cValues || index == npos)
+        throw utilities::exception(utilities::formatMessage(L"mapi::PropTagArray::at", L"index is out of scope"));
+    return array->aulPropTag[index];
+}
+} // namespace mapi
