@@ -1,0 +1,91 @@
+#include "agent/AsyncMapiHelper.h"
+
+#include <chrono>
+#include <memory>
+#include <thread>
+
+#include "agent/ContactWatcher.h"
+#include "agent/SyncManager.h"
+#include "agent/mapi/MapiSession.h"
+#include "utilities/Failure.h"
+#include "utilities/Logger.h"
+#include "utilities/ScopeGuard.h"
+#include "utilities/StopRequested.h"
+
+using utilities::Logger;
+
+namespace
+{
+constexpr std::wstring_view runName = L"AsyncMapiHelper::run";
+constexpr std::chrono::milliseconds pumpPeriod{1};
+
+void dispatchWaitingMessages()
+{
+    MSG message{};
+    while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE))
+    {
+        if (message.message == WM_QUIT)
+            return;
+        DispatchMessageW(&message);
+    }
+}
+
+/// Sleeps until the time has passed, also when the system wakes the thread early. In whole milliseconds, since the
+/// system's sleep rounds down: what is left below one would be no sleep at all.
+void sleepFor(std::chrono::milliseconds duration)
+{
+    using Clock = std::chrono::steady_clock;
+    const auto deadline = Clock::now() + duration;
+    for (auto now = Clock::now(); now < deadline; now = Clock::now())
+        std::this_thread::sleep_for(std::chrono::ceil<std::chrono::milliseconds>(deadline - now));
+}
+} // namespace
+
+void AsyncMapiHelper::run(DWORD mainThreadId)
+{
+    try
+    {
+        syncThread();
+    }
+    catch (const utilities::exception& caught)
+    {
+        utilities::reportException(caught, runName);
+    }
+    catch (...)
+    {
+        utilities::logLine(runName, L"Unknown exception");
+    }
+    utilities::requestStop();
+    if (mainThreadId != 0)
+        PostThreadMessageW(mainThreadId, WM_CLOSE, 0, 0);
+    Logger::instance().write(L"MAPI thread finished");
+}
+
+void AsyncMapiHelper::syncThread()
+{
+    Logger::instance().write(L"Start MAPI thread...");
+    const mapi::Session mapiOfThisThread;
+    const utilities::ScopeGuard stopAtTheEnd(utilities::requestStop);
+
+    // All stores are read and sent before the first is subscribed: so no change is told twice, by a snapshot and by a
+    // notification. A change between the two is told by neither.
+    SyncManager manager;
+    manager.createWatchers();
+    manager.createSnapshot();
+    for (std::size_t index = 0; index < manager.watchers().size(); ++index)
+    {
+        const std::shared_ptr<ContactWatcher> watcher = manager.watchers()[index];
+        watcher->subscribe([&manager](const Changes& changes) { manager.sendChanges(changes); });
+    }
+
+    pumpUntilStopped();
+}
+
+void pumpUntilStopped()
+{
+    while (!utilities::stopRequested)
+    {
+        dispatchWaitingMessages();
+        sleepFor(pumpPeriod);
+    }
+}

@@ -1,0 +1,44 @@
+#include "agent/MapiSide.h"
+
+#include <windows.h>
+
+#include <chrono>
+
+#include "agent/AsyncMapiHelper.h"
+#include "utilities/Logger.h"
+#include "utilities/StopRequested.h"
+
+using utilities::Logger;
+
+namespace
+{
+constexpr std::chrono::milliseconds gracePeriod{500}; // all that the worker gets for an orderly end
+
+void closeSession(bool workerHasEnded)
+{
+    if (!mapi::Session::s_session)
+        return;
+    Logger::instance().write(L"Closing MAPI session...");
+    // A worker that still runs may be inside a MAPI call, which a logoff would wait for.
+    if (workerHasEnded || mapi::Session::shutdown() != S_OK)
+        mapi::Session::logoff();
+    mapi::Session::s_session = nullptr;
+    Logger::instance().write(L"MAPI session closed");
+}
+} // namespace
+
+MapiSide::MapiSide()
+{
+    mapi::Session::open();
+    const DWORD mainThreadId = GetCurrentThreadId();
+    m_worker = std::async(std::launch::async, AsyncMapiHelper::run, mainThreadId);
+}
+
+void MapiSide::shutdown()
+{
+    utilities::requestStop();
+    const std::future_status status = m_worker.wait_for(gracePeriod);
+    closeSession(status == std::future_status::ready);
+    m_worker.wait();
+    Logger::instance().write(L"Done");
+}

@@ -1,0 +1,169 @@
+#include "agent/OutlookContact.h"
+
+#include "agent/mapi/MapiTags.h"
+
+#include <array>
+
+#include "agent/HexString.h"
+#include "agent/PropertyReading.h"
+#include "agent/mapi/MapiMessageStore.h"
+#include "agent/mapi/MapiRuntime.h"
+#include "agent/mapi/MapiSession.h"
+#include "agent/mapi/PropTagArray.h"
+#include "utilities/Failure.h"
+
+namespace
+{
+/// What is asked of a contact's message. Not the order of the wire.
+constexpr std::array<ULONG, 12> contactTags = {
+    PR_DISPLAY_NAME_W,
+    PR_GIVEN_NAME_W,
+    PR_MIDDLE_NAME_W,
+    PR_SURNAME_W,
+    PR_COMPANY_NAME_W,
+    PR_SMTP_ADDRESS_W, // dropped when it comes back: the e-mail resolution fills its place
+    PR_BUSINESS_TELEPHONE_NUMBER_W,
+    PR_MOBILE_TELEPHONE_NUMBER_W,
+    PR_HOME_TELEPHONE_NUMBER_W,
+    PR_BUSINESS_FAX_NUMBER_W,
+    PR_ENTRYID,
+    PR_PARENT_ENTRYID,
+};
+
+/// The fields of a contact's line, in the order that hosts rely on: home before mobile.
+constexpr std::array<ULONG, 12> wireFields = {
+    PR_DISPLAY_NAME_W,
+    PR_GIVEN_NAME_W,
+    PR_MIDDLE_NAME_W,
+    PR_SURNAME_W,
+    PR_COMPANY_NAME_W,
+    PR_SMTP_ADDRESS_W,
+    PR_BUSINESS_TELEPHONE_NUMBER_W,
+    PR_HOME_TELEPHONE_NUMBER_W,
+    PR_MOBILE_TELEPHONE_NUMBER_W,
+    PR_BUSINESS_FAX_NUMBER_W,
+    PR_ENTRYID,
+    PR_PARENT_ENTRYID,
+};
+
+constexpr std::wstring_view exchangeAddressType = L"EX"; // exactly: "ex" is an address of an unknown kind
+
+std::wstring textOf(const SPropValue& value)
+{
+    return value.Value.lpszW != nullptr ? std::wstring(value.Value.lpszW) : std::wstring();
+}
+
+EntryId bytesOf(const SPropValue& value)
+{
+    return mapi::makeEntryId(value.Value.bin.cb, value.Value.bin.lpb);
+}
+
+/// A value as the record holds it; empty for what the record does not hold, such as the error in place of a value.
+std::wstring recordText(const SPropValue& value)
+{
+    if (value.ulPropTag == PR_SMTP_ADDRESS_W)
+        return {};
+    switch (PROP_TYPE(value.ulPropTag))
+    {
+    case PT_UNICODE:
+        return textOf(value);
+    case PT_BINARY:
+        return toHexString(bytesOf(value));
+    default:
+        return {};
+    }
+}
+
+/// The SMTP address of an entry of the address book, asked of the session; empty when it can't be had.
+std::wstring readSmtpAddress(const EntryId& entryId)
+{
+    if (!mapi::Session::s_session)
+        return {};
+
+    IMAPIPropPtr entry;
+    ULONG objectType = 0;
+    const HRESULT opened =
+        mapi::Session::s_session->OpenEntry(mapi::entryIdSize(entryId), mapi::entryIdBytes(entryId), &IID_IMAPIProp,
+                                            MAPI_BEST_ACCESS, &objectType, mapi::impl::unknownSlot(entry));
+    if (FAILED(opened) || !entry)
+        return {};
+
+    SPropValue* value = nullptr; // stays allocated: this path does not free it, and is kept so
+    const HRESULT read = mapi::HrGetOneProp(entry, PR_SMTP_ADDRESS_W, &value);
+    if (FAILED(read) || value == nullptr || value->ulPropTag != PR_SMTP_ADDRESS_W || value->Value.lpszW == nullptr)
+        return {};
+    return value->Value.lpszW;
+}
+} // namespace
+
+OutlookContact::OutlookContact(const EntryId& entryId, const EntryId& parentEntryId)
+{
+    if (!entryId.empty())
+        m_values[PR_ENTRYID] = toHexString(entryId);
+    if (!parentEntryId.empty())
+        m_values[PR_PARENT_ENTRYID] = toHexString(parentEntryId);
+}
+
+void OutlookContact::load(IMAPIPropPtr message)
+{
+    if (!message)
+        return;
+
+    const mapi::PropTagArray tags{contactTags};
+    std::map<ULONG, std::wstring> values;
+    const HRESULT result = readProperties(message, tags.get(),
+                                          [&values](const SPropValue& value)
+                                          {
+                                              if (std::wstring text = recordText(value); !text.empty())
+                                                  values[value.ulPropTag] = std::move(text);
+                                          });
+    utilities::checkHresult(L"OutlookContact::load", result);
+    values[PR_SMTP_ADDRESS_W] = resolveEmailAddress(message);
+    m_values.swap(values);
+}
+
+std::wstring OutlookContact::toString() const
+{
+    std::wstring line;
+    if (m_values.empty())
+        return line;
+    for (const ULONG tag : wireFields)
+    {
+        if (tag != wireFields.front())
+            line += L';';
+        if (const auto found = m_values.find(tag); found != m_values.end())
+            line += found->second;
+    }
+    return line;
+}
+
+std::wstring OutlookContact::resolveEmailAddress(IMAPIPropPtr message)
+{
+    if (!message)
+        return {};
+
+    mapi::PropTagArray tags;
+    // What this returns does not matter: without tags the first access to them throws.
+    getNamedPropertyTags({PidLidEmail1AddressType, PidLidEmail1EmailAddress, PidLidEmail1OriginalEntryId}, message,
+                         tags);
+    const ULONG typeTag = tags.at(0) = CHANGE_PROP_TYPE(tags.at(0), PT_UNICODE);
+    const ULONG addressTag = tags.at(1) = CHANGE_PROP_TYPE(tags.at(1), PT_UNICODE);
+    const ULONG entryIdTag = tags.at(2) = CHANGE_PROP_TYPE(tags.at(2), PT_BINARY);
+
+    bool isExchange = false;
+    std::wstring address;
+    EntryId entryId;
+    const HRESULT result = readProperties(message, tags.get(),
+                                          [&](const SPropValue& value)
+                                          {
+                                              if (value.ulPropTag == entryIdTag)
+                                                  entryId = bytesOf(value);
+                                              else if (value.ulPropTag == typeTag)
+                                                  isExchange = textOf(value) == exchangeAddressType;
+                                              else if (value.ulPropTag == addressTag)
+                                                  address = textOf(value);
+                                          });
+    if (FAILED(result))
+        return {};
+    return isExchange ? readSmtpAddress(entryId) : address;
+}

@@ -1,0 +1,36 @@
+// OutlookContact.h: a contact, for as long as it takes to write its line.
+#pragma once
+
+#include <map>
+#include <string>
+
+#include "agent/mapi/EntryId.h"
+#include "agent/mapi/MapiPointers.h"
+
+/// A contact as texts by property tag, EntryIds in hexadecimal. There is no entry for an empty value, except for the
+/// e-mail address of a loaded contact.
+class OutlookContact
+{
+public:
+    /// An empty record.
+    OutlookContact() = default;
+    /// A record of identifiers alone, without any MAPI call; none for an empty identifier.
+    OutlookContact(const EntryId& entryId, const EntryId& parentEntryId);
+
+    /// Reads the contact from its message, replacing what was there; nothing for a null message. Throws, with the record
+    /// as it was, when the message or its named properties can't be read. Properties that the contact does not have are
+    /// no failure.
+    void load(IMAPIPropPtr message);
+
+    /// The contact's line as it goes to the host: twelve fields with ";" between them, copied without any escaping.
+    /// Empty for a record without entries.
+    [[nodiscard]] std::wstring toString() const;
+
+    /// The address of the contact's first e-mail slot: as it stands, or, for an Exchange address, the SMTP address of
+    /// the entry that it names. Empty when there is none and, without a word, when it can't be resolved. Throws when the
+    /// named properties can't be had.
+    [[nodiscard]] static std::wstring resolveEmailAddress(IMAPIPropPtr message);
+
+private:
+    std::map<ULONG, std::wstring> m_values;
+};

@@ -1,0 +1,40 @@
+#include "agent/SyncItem.h"
+
+#include <utility>
+
+#include "agent/HexString.h"
+#include "agent/OutlookContact.h"
+
+namespace
+{
+std::wstring loadContactText(IMAPIPropPtr message)
+{
+    OutlookContact contact;
+    contact.load(std::move(message));
+    return contact.toString();
+}
+} // namespace
+
+SyncItem::SyncItem(IMAPIPropPtr message) : isFolder(false), text(loadContactText(std::move(message))) {}
+
+SyncItem::SyncItem(const EntryId& entryId, bool isFolderItem)
+    : isFolder(isFolderItem), text(isFolderItem ? toHexString(entryId) : OutlookContact(entryId, {}).toString())
+{
+}
+
+std::wstring joinItemTexts(std::span<const SyncItem> items)
+{
+    std::size_t size = 0;
+    for (const SyncItem& item : items)
+        size += item.text.size() + 1;
+
+    std::wstring body;
+    body.reserve(size);
+    for (const SyncItem& item : items)
+    {
+        if (&item != &items.front())
+            body += L'\n';
+        body += item.text;
+    }
+    return body;
+}
