@@ -1,0 +1,81 @@
+#include "sandbox/mailbox/Folder.h"
+
+#include <utility>
+
+#include "agent/mapi/MapiTags.h"
+#include "sandbox/mailbox/EntryIds.h"
+#include "sandbox/mailbox/PlaceProperties.h"
+#include "sandbox/mailbox/Store.h"
+
+namespace sandbox
+{
+namespace
+{
+constexpr ULONG PR_CONTAINER_HIERARCHY = PROP_TAG(PT_OBJECT, 0x360E);
+constexpr ULONG PR_CONTAINER_CONTENTS = PROP_TAG(PT_OBJECT, 0x360F);
+} // namespace
+
+Folder::Folder(const Store& store, const std::shared_ptr<Folder>& parent, std::uint64_t number,
+               FolderDescription description)
+    : MailboxObject(std::move(description.object)),
+      m_store(store),
+      m_parent(parent),
+      m_isRoot(parent == nullptr),
+      m_number(number),
+      m_name(std::move(description.name)),
+      m_containerClass(std::move(description.containerClass)),
+      m_hidden(description.hidden),
+      m_shortTermIds(description.shortTermIds)
+{
+}
+
+Bytes Folder::shortTermId() const
+{
+    return shortTermFolderId(m_store.uid(), m_number);
+}
+
+Bytes Folder::generatedEntryId() const
+{
+    return folderEntryId(m_store.uid(), m_number);
+}
+
+std::optional<Property> Folder::builtIn(ULONG id) const
+{
+    switch (id)
+    {
+    case PROP_ID(PR_PARENT_ENTRYID):
+        if (m_isRoot)
+            return Property{PR_PARENT_ENTRYID, entryId()};
+        if (const std::shared_ptr<Folder> parent = m_parent.lock())
+            return Property{PR_PARENT_ENTRYID, parent->entryId()};
+        return std::nullopt;
+    case PROP_ID(PR_DISPLAY_NAME_W):
+        return Property{PR_DISPLAY_NAME_W, m_name};
+    case PROP_ID(PR_FOLDER_TYPE):
+        return Property{PR_FOLDER_TYPE, static_cast<std::int32_t>(m_isRoot ? FOLDER_ROOT : FOLDER_GENERIC)};
+    case PROP_ID(PR_CONTENT_COUNT):
+        return Property{PR_CONTENT_COUNT, static_cast<std::int32_t>(m_messages.size())};
+    case PROP_ID(PR_SUBFOLDERS):
+        return Property{PR_SUBFOLDERS, !m_folders.empty()};
+    case PROP_ID(PR_CONTAINER_HIERARCHY):
+        return Property{PR_CONTAINER_HIERARCHY, std::monostate()};
+    case PROP_ID(PR_CONTAINER_CONTENTS):
+        return Property{PR_CONTAINER_CONTENTS, std::monostate()};
+    case PROP_ID(PR_CONTAINER_CLASS_W):
+        return m_containerClass ? std::optional(Property{PR_CONTAINER_CLASS_W, *m_containerClass}) : std::nullopt;
+    case PROP_ID(PR_ATTR_HIDDEN):
+        return m_hidden ? std::optional(Property{PR_ATTR_HIDDEN, *m_hidden}) : std::nullopt;
+    default:
+        return placeProperty(id, *this, m_store);
+    }
+}
+
+std::vector<ULONG> Folder::builtInIds() const
+{
+    std::vector<ULONG> ids = placePropertyIds();
+    ids.insert(ids.end(), {PROP_ID(PR_PARENT_ENTRYID), PROP_ID(PR_DISPLAY_NAME_W), PROP_ID(PR_FOLDER_TYPE),
+                           PROP_ID(PR_CONTENT_COUNT), PROP_ID(PR_SUBFOLDERS), PROP_ID(PR_CONTAINER_HIERARCHY),
+                           PROP_ID(PR_CONTAINER_CONTENTS), PROP_ID(PR_CONTAINER_CLASS_W), PROP_ID(PR_ATTR_HIDDEN)});
+    return ids;
+}
+} // namespace sandbox

@@ -1,0 +1,74 @@
+// Mailbox.h: what the sandbox serves: stores with folders and messages, an address book, and planned answers.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <unordered_map>
+#include <vector>
+
+#include "sandbox/mailbox/AddressEntry.h"
+#include "sandbox/mailbox/Bytes.h"
+#include "sandbox/mailbox/Folder.h"
+#include "sandbox/mailbox/Message.h"
+#include "sandbox/mailbox/Results.h"
+#include "sandbox/mailbox/Store.h"
+
+namespace sandbox
+{
+/// The whole mailbox of one profile. It owns every object in it and knows each by all its entry identifiers. Its parts
+/// take no locks: whoever serves it to several threads holds `mutex` during each use.
+class Mailbox
+{
+public:
+    Mailbox();
+    Mailbox(const Mailbox&) = delete;
+    Mailbox& operator=(const Mailbox&) = delete;
+
+    [[nodiscard]] std::mutex& mutex() const noexcept { return m_mutex; }
+
+    // Making it. Each call throws MailboxRuleError when an identifier is used twice; addFolder and addMessage leave all but
+    // the numbers of later objects as it was then.
+
+    /// The mapping of named properties for the next store.
+    [[nodiscard]] std::shared_ptr<NameMapping> namesOfNextStore() const;
+    std::shared_ptr<Store> addStore(StoreDescription store, FolderDescription root, FolderDescription ipmSubtree);
+    std::shared_ptr<Folder> addFolder(Store& store, const std::shared_ptr<Folder>& parent,
+                                      FolderDescription description);
+    std::shared_ptr<Message> addMessage(Store& store, const std::shared_ptr<Folder>& folder,
+                                        ObjectDescription description);
+    void addGeneratedContacts(Store& store, const std::shared_ptr<Folder>& folder, std::uint32_t count,
+                              std::uint32_t seed);
+    std::shared_ptr<AddressEntry> addAddressEntry(AddressEntryDescription description);
+
+    /// Planned answers of the flat functions, the session, its fast shutdown and its stores table.
+    void setResults(Results results) noexcept { m_results = std::move(results); }
+    void setFastShutdown(bool supported) noexcept { m_fastShutdown = supported; }
+    /// @param rows  the most rows of one QueryRows, 0 for no limit.
+    void setRowsPerQuery(std::uint32_t rows) noexcept { m_rowsPerQuery = rows; }
+
+    // Reading it.
+
+    [[nodiscard]] const std::vector<std::shared_ptr<Store>>& stores() const noexcept { return m_stores; }
+    [[nodiscard]] const Results& results() const noexcept { return m_results; }
+    [[nodiscard]] bool supportsFastShutdown() const noexcept { return m_fastShutdown; }
+    [[nodiscard]] std::uint32_t rowsPerQuery() const noexcept { return m_rowsPerQuery; }
+
+    /// The object that an identifier, of whatever form, stands for; null if there is none.
+    [[nodiscard]] std::shared_ptr<MailboxObject> find(const Bytes& entryId) const;
+
+private:
+    void registerObject(const std::shared_ptr<MailboxObject>& object, const std::vector<Bytes>& ids);
+    [[nodiscard]] std::shared_ptr<Message> findMessage(const Bytes& entryId) const;
+    void insertMessage(Store& store, const std::shared_ptr<Folder>& folder, std::uint64_t number,
+                       std::shared_ptr<Message> message);
+
+    mutable std::mutex m_mutex;
+    std::vector<std::shared_ptr<Store>> m_stores;
+    // All identifiers but those that messages have by rule, which are many and say themselves whose they are.
+    std::unordered_map<Bytes, std::shared_ptr<MailboxObject>, BytesHash> m_objects;
+    Results m_results;
+    bool m_fastShutdown = true;
+    std::uint32_t m_rowsPerQuery = 0;
+};
+} // namespace sandbox

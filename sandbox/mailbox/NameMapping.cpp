@@ -1,0 +1,44 @@
+#include "sandbox/mailbox/NameMapping.h"
+
+#include <cstring>
+
+namespace sandbox
+{
+namespace
+{
+constexpr ULONG s_lastId = 0xFFFE;
+}
+
+bool PropertyNameLess::operator()(const PropertyName& a, const PropertyName& b) const noexcept
+{
+    const int sets = std::memcmp(&a.set, &b.set, sizeof(GUID));
+    return sets != 0 ? sets < 0 : a.name < b.name;
+}
+
+NameMapping::NameMapping(ULONG firstId) : m_firstId(firstId) {}
+
+std::optional<ULONG> NameMapping::find(const PropertyName& name) const
+{
+    const auto place = m_ids.find(name);
+    return place != m_ids.end() ? std::optional(place->second) : std::nullopt;
+}
+
+std::optional<ULONG> NameMapping::findOrCreate(const PropertyName& name)
+{
+    if (const std::optional<ULONG> known = find(name))
+        return known;
+    const ULONG id = m_firstId + static_cast<ULONG>(m_ids.size());
+    if (id > s_lastId)
+        return std::nullopt;
+    m_ids.emplace(name, id);
+    return id;
+}
+
+std::vector<ULONG> NameMapping::ids() const
+{
+    std::vector<ULONG> ids;
+    for (std::size_t count = 0; count < m_ids.size(); ++count)
+        ids.push_back(m_firstId + static_cast<ULONG>(count));
+    return ids;
+}
+} // namespace sandbox

@@ -1,0 +1,208 @@
+#include "sandbox/runtime/EntryPoints.h"
+
+#include <objbase.h>
+
+#include <cstddef>
+
+#include "sandbox/runtime/AdviseSinkWrapper.h"
+#include "sandbox/runtime/Call.h"
+#include "sandbox/runtime/Ledger.h"
+#include "sandbox/runtime/MapiFailure.h"
+#include "sandbox/runtime/Memory.h"
+#include "sandbox/runtime/Runtime.h"
+#include "sandbox/runtime/SessionObject.h"
+
+namespace
+{
+using namespace sandbox;
+
+/// MAPIINIT_0, what MAPIInitialize may be given.
+struct InitParameters
+{
+    ULONG version;
+    ULONG flags;
+};
+constexpr ULONG s_noCoInit = 0x8; // MAPI_NO_COINIT
+constexpr ULONG s_initFlags = s_noCoInit | 0x1 /* MAPI_MULTITHREAD_NOTIFICATIONS */ | 0x10000 /* MAPI_NT_SERVICE */;
+
+constexpr ULONG s_logonFlags =
+    MAPI_UNICODE | MAPI_LOGON_UI | MAPI_NEW_SESSION | MAPI_EXTENDED | MAPI_USE_DEFAULT | 0x4 /* MAPI_APP_PROFILE */ |
+    0x8 /* MAPI_ALLOW_OTHERS */ | 0x10 /* MAPI_EXPLICIT_PROFILE */ | 0x1000 /* MAPI_FORCE_DOWNLOAD */ |
+    0x2000 /* MAPI_SERVICE_UI_ALWAYS */ | 0x8000 /* MAPI_NO_MAIL */ | 0x10000 /* MAPI_NT_SERVICE */ |
+    0x20000 /* MAPI_PASSWORD_UI */ | 0x100000 /* MAPI_TIMEOUT_SHORT */ | 0x200000 /* MAPI_BG_SESSION */;
+
+/// The thread's calls of CoInitialize that its calls of MAPIUninitialize undo.
+constinit thread_local unsigned s_comInitializations = 0;
+
+void requireInitialized()
+{
+    require(Runtime::instance().isInitialized(), MAPI_E_NOT_INITIALIZED);
+}
+
+/// Runs the body of a flat function. The mailbox is held while its planned answers are looked at.
+template <class Work>
+HRESULT serveFlat(const char* name, Work&& work) noexcept
+{
+    std::shared_ptr<Mailbox> mailbox;
+    try
+    {
+        if (Runtime::instance().isInitialized())
+            mailbox = Runtime::instance().mailbox();
+    }
+    catch (...)
+    {
+        return MAPI_E_NOT_ENOUGH_MEMORY;
+    }
+    return serve(name, mailbox ? &mailbox->results() : nullptr, {},
+                 [&]
+                 {
+                     requireInitialized();
+                     return work(mailbox);
+                 });
+}
+} // namespace
+
+HRESULT STDAPICALLTYPE MAPIInitialize(void* init)
+{
+    std::shared_ptr<Mailbox> mailbox;
+    try
+    {
+        mailbox = Runtime::instance().mailbox();
+    }
+    catch (...)
+    {
+        return MAPI_E_NOT_ENOUGH_MEMORY;
+    }
+    return serve("MAPIInitialize", mailbox ? &mailbox->results() : nullptr, {},
+                 [init]
+                 {
+                     ULONG flags = 0;
+                     if (init != nullptr)
+                     {
+                         const auto* parameters = static_cast<const InitParameters*>(init);
+                         require(parameters->version == 0);
+                         flags = parameters->flags;
+                     }
+                     requireFlags(flags, s_initFlags);
+                     if ((flags & s_noCoInit) == 0 && SUCCEEDED(CoInitialize(nullptr)))
+                         ++s_comInitializations;
+                     Runtime::instance().initialize();
+                     return S_OK;
+                 });
+}
+
+void STDAPICALLTYPE MAPIUninitialize()
+{
+    (void)serve("MAPIUninitialize", nullptr, {},
+                []
+                {
+                    if (!Runtime::instance().uninitialize())
+                        ledger::noteMisuse("the runtime was not initialised", Call::current());
+                    if (s_comInitializations != 0)
+                    {
+                        --s_comInitializations;
+                        CoUninitialize();
+                    }
+                    return S_OK;
+                });
+}
+
+HRESULT STDAPICALLTYPE MAPILogonEx(ULONG_PTR, void*, void*, ULONG flags, IMAPISession** session)
+{
+    return serveFlat("MAPILogonEx",
+                     [&](const std::shared_ptr<Mailbox>& mailbox)
+                     {
+                         require(session != nullptr);
+                         *session = nullptr;
+                         requireFlags(flags, s_logonFlags);
+                         require((flags & MAPI_EXTENDED) != 0); // there is no other interface here
+                         if (!mailbox)
+                         {
+                             complain("LinkwellSandbox: " + Runtime::instance().failure());
+                             throw MapiFailure(MAPI_E_LOGON_FAILED);
+                         }
+                         *session = new SessionObject(mailbox);
+                         return S_OK;
+                     });
+}
+
+SCODE STDAPICALLTYPE MAPIAllocateBuffer(ULONG size, void** block)
+{
+    return serveFlat("MAPIAllocateBuffer",
+                     [&](const std::shared_ptr<Mailbox>&)
+                     {
+                         require(block != nullptr);
+                         *block = nullptr;
+                         *block = memory::allocate(size);
+                         return S_OK;
+                     });
+}
+
+SCODE STDAPICALLTYPE MAPIAllocateMore(ULONG size, void* root, void** block)
+{
+    return serveFlat("MAPIAllocateMore",
+                     [&](const std::shared_ptr<Mailbox>&)
+                     {
+                         require(block != nullptr);
+                         *block = nullptr;
+                         *block = memory::allocateMore(size, root);
+                         return S_OK;
+                     });
+}
+
+ULONG STDAPICALLTYPE MAPIFreeBuffer(void* block)
+{
+    return static_cast<ULONG>(serve("MAPIFreeBuffer", nullptr, {}, [block] { return memory::free(block); }));
+}
+
+void STDAPICALLTYPE FreeProws(SRowSet* rows)
+{
+    (void)serve("FreeProws", nullptr, {},
+                [rows]
+                {
+                    if (rows == nullptr)
+                        return S_OK;
+                    // Only of a block of our own can it be known that there are as many rows as it says.
+                    if (memory::isRoot(rows, sizeof(SRowSet)) &&
+                        memory::isRoot(rows, offsetof(SRowSet, aRow) + std::size_t(rows->cRows) * sizeof(SRow)))
+                    {
+                        for (ULONG index = 0; index < rows->cRows; ++index)
+                            (void)memory::free(rows->aRow[index].lpProps);
+                    }
+                    return memory::free(rows);
+                });
+}
+
+HRESULT STDAPICALLTYPE HrGetOneProp(IMAPIProp* object, ULONG tag, SPropValue** value)
+{
+    return serveFlat("HrGetOneProp",
+                     [&](const std::shared_ptr<Mailbox>&)
+                     {
+                         require(object != nullptr && value != nullptr);
+                         *value = nullptr;
+                         SPropTagArray tags = {1, {tag}};
+                         ULONG count = 0;
+                         SPropValue* values = nullptr;
+                         const HRESULT result = object->GetProps(&tags, 0, &count, &values);
+                         require(SUCCEEDED(result), result);
+                         memory::Owner owner(values);
+                         require(count == 1 && values != nullptr, MAPI_E_CALL_FAILED);
+                         require(result != MAPI_W_ERRORS_RETURNED || PROP_TYPE(values->ulPropTag) != PT_ERROR,
+                                 values->Value.err);
+                         (void)owner.release();
+                         *value = values;
+                         return result;
+                     });
+}
+
+HRESULT STDAPICALLTYPE HrThisThreadAdviseSink(IMAPIAdviseSink* sink, IMAPIAdviseSink** wrapper)
+{
+    return serveFlat("HrThisThreadAdviseSink",
+                     [&](const std::shared_ptr<Mailbox>&)
+                     {
+                         require(sink != nullptr && wrapper != nullptr);
+                         *wrapper = nullptr;
+                         *wrapper = new AdviseSinkWrapper(sink);
+                         return S_OK;
+                     });
+}

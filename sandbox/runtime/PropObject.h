@@ -1,0 +1,66 @@
+// PropObject.h: an opened object of the mailbox, as its IMAPIProp.
+#pragma once
+
+#include <memory>
+#include <utility>
+
+#include "sandbox/mailbox/MailboxObject.h"
+#include "sandbox/runtime/PropServing.h"
+#include "sandbox/runtime/Refusals.h"
+#include "sandbox/runtime/SessionState.h"
+
+namespace sandbox
+{
+/// Serves the properties of one object of the mailbox; read-only.
+/// @tparam Interface  IMAPIProp or an interface derived from it.
+template <class Interface>
+class PropObject : public RefusingProp<Interface>
+{
+public:
+    HRESULT STDMETHODCALLTYPE GetProps(SPropTagArray* tags, ULONG flags, ULONG* count, SPropValue** values) override
+    {
+        return served("IMAPIProp::GetProps", [&] { return getProps(*m_object, tags, flags, count, values); });
+    }
+
+    HRESULT STDMETHODCALLTYPE GetPropList(ULONG flags, SPropTagArray** tags) override
+    {
+        return served("IMAPIProp::GetPropList", [&] { return getPropList(*m_object, flags, tags); });
+    }
+
+    HRESULT STDMETHODCALLTYPE GetIDsFromNames(ULONG count, MAPINAMEID** names, ULONG flags,
+                                              SPropTagArray** tags) override
+    {
+        return served("IMAPIProp::GetIDsFromNames",
+                      [&]
+                      {
+                          require(m_names != nullptr, MAPI_E_NO_SUPPORT);
+                          return getIDsFromNames(*m_names, count, names, flags, tags);
+                      });
+    }
+
+protected:
+    /// @param names  the mapping of the object's store, which outlives the session; null for an object without one.
+    PropObject(const char* interfaceName, std::shared_ptr<SessionState> session, std::shared_ptr<MailboxObject> object,
+               NameMapping* names) noexcept
+        : RefusingProp<Interface>(interfaceName),
+          m_session(std::move(session)),
+          m_object(std::move(object)),
+          m_names(names)
+    {
+    }
+
+    /// Runs the body of a method with the mailbox locked.
+    template <class Work>
+    [[nodiscard]] HRESULT served(const char* name, Work&& work) noexcept
+    {
+        return m_session->serveLocked(name, &m_object->results(), {}, std::forward<Work>(work));
+    }
+
+    [[nodiscard]] const std::shared_ptr<SessionState>& session() const noexcept { return m_session; }
+
+private:
+    const std::shared_ptr<SessionState> m_session;
+    const std::shared_ptr<MailboxObject> m_object;
+    NameMapping* const m_names; // borrowed from the store, which the session's mailbox owns
+};
+} // namespace sandbox

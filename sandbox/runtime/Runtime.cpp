@@ -1,0 +1,100 @@
+#include "sandbox/runtime/Runtime.h"
+
+#include <windows.h>
+
+#include <exception>
+#include <filesystem>
+#include <utility>
+
+#include "sandbox/mailbox/MailboxReader.h"
+#include "sandbox/mailbox/Text.h"
+#include "sandbox/runtime/Environment.h"
+#include "sandbox/runtime/Ledger.h"
+
+namespace sandbox
+{
+Runtime& Runtime::instance()
+{
+    static Runtime& s_runtime = *new Runtime;
+    return s_runtime;
+}
+
+std::shared_ptr<Mailbox> Runtime::mailbox()
+{
+    const std::lock_guard lock(m_mutex);
+    if (m_given)
+        return m_given;
+    if (!m_fromFile && m_failure.empty())
+        load();
+    return m_fromFile;
+}
+
+std::string Runtime::failure()
+{
+    const std::lock_guard lock(m_mutex);
+    return m_given ? std::string() : m_failure;
+}
+
+void Runtime::initialize()
+{
+    const std::lock_guard lock(m_mutex);
+    ++m_initializations;
+    ++ledger::initializations();
+}
+
+bool Runtime::uninitialize()
+{
+    const std::lock_guard lock(m_mutex);
+    if (m_initializations == 0)
+        return false;
+    --ledger::initializations();
+    if (--m_initializations == 0)
+    {
+        m_fromFile.reset();
+        m_failure.clear();
+    }
+    return true;
+}
+
+bool Runtime::isInitialized()
+{
+    const std::lock_guard lock(m_mutex);
+    return m_initializations != 0;
+}
+
+void Runtime::give(std::shared_ptr<Mailbox> mailbox)
+{
+    const std::lock_guard lock(m_mutex);
+    m_given = std::move(mailbox);
+    m_fromFile.reset();
+    m_failure.clear();
+}
+
+void Runtime::load()
+{
+    const std::optional<std::wstring> path = mailboxPath();
+    if (!path)
+    {
+        m_failure = "no mailbox: LINKWELL_SANDBOX_MAILBOX names no file";
+        return;
+    }
+    try
+    {
+        m_fromFile = readMailboxFile(std::filesystem::path(*path));
+    }
+    catch (const std::exception& error)
+    {
+        m_failure = toUtf8(*path) + ": " + error.what();
+    }
+}
+
+void complain(const std::string& text) noexcept
+{
+    const HANDLE standardError = GetStdHandle(STD_ERROR_HANDLE);
+    if (standardError == nullptr || standardError == INVALID_HANDLE_VALUE)
+        return;
+    DWORD written = 0;
+    WriteFile(standardError, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
+    WriteFile(standardError, "\n", 1, &written, nullptr);
+}
+} // namespace sandbox

@@ -1,0 +1,48 @@
+// Runtime.h: the state of the runtime in this process.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "sandbox/mailbox/Mailbox.h"
+
+namespace sandbox
+{
+/// Initialised or not, and with which mailbox. Used by any thread.
+class Runtime
+{
+public:
+    /// The one of this process; never destroyed.
+    [[nodiscard]] static Runtime& instance();
+
+    /// The mailbox that the first initialisation reads; null if it can't be read. Read again after the last one ended.
+    [[nodiscard]] std::shared_ptr<Mailbox> mailbox();
+    /// Why there is no mailbox, for a person; empty if there is one.
+    [[nodiscard]] std::string failure();
+
+    /// MAPIInitialize: counts one more. The mailbox must have been asked for before.
+    void initialize();
+    /// MAPIUninitialize; false if there was nothing to end.
+    bool uninitialize();
+    [[nodiscard]] bool isInitialized();
+
+    /// Serves this mailbox from now on, to sessions that begin later, instead of that of the file; null goes back to the
+    /// file.
+    void give(std::shared_ptr<Mailbox> mailbox);
+
+private:
+    Runtime() = default;
+    void load();
+
+    std::mutex m_mutex;
+    std::int64_t m_initializations = 0;
+    std::shared_ptr<Mailbox> m_given;
+    std::shared_ptr<Mailbox> m_fromFile;
+    std::string m_failure;
+};
+
+/// A line on standard error, UTF-8.
+void complain(const std::string& text) noexcept;
+} // namespace sandbox

@@ -1,0 +1,31 @@
+// SandboxExports.h: what LinkwellSandbox.dll exports beside the MAPI functions, for tests that load it into their own
+// process. Texts are UTF-8. Every function may be called by any thread at any time.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+extern "C"
+{
+    /// Memory blocks that are allocated, chained ones included; objects that are referenced; their references together.
+    std::int64_t sandboxLiveBlocks();
+    std::int64_t sandboxLiveObjects();
+    std::int64_t sandboxLiveReferences();
+
+    /// The report of docs/sandbox.md as it would be written now, with what the blocks freed last show. Copies as much as fits
+    /// with a terminating zero, and gives the length of the whole without it.
+    std::size_t sandboxReport(char* buffer, std::size_t size);
+
+    /// Serves the mailbox of this JSON text, instead of that of the file, to sessions that begin later. Gives 1; or 0 with
+    /// the reader's complaint in `error`, cut to fit with a terminating zero, and changes nothing.
+    int sandboxLoadMailbox(const char* json, char* error, std::size_t size);
+
+    /// Goes back to the mailbox file, which is read anew, and forgets every misuse noted so far.
+    void sandboxReset();
+}
+
+// For GetProcAddress.
+using SandboxCountFunction = decltype(&sandboxLiveBlocks);
+using SandboxReportFunction = decltype(&sandboxReport);
+using SandboxLoadMailboxFunction = decltype(&sandboxLoadMailbox);
+using SandboxResetFunction = decltype(&sandboxReset);

@@ -1,0 +1,41 @@
+// SessionState.h: what all objects of one session share.
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <utility>
+
+#include "sandbox/mailbox/Mailbox.h"
+#include "sandbox/runtime/Call.h"
+
+namespace sandbox
+{
+/// A session's mailbox, and whether the session is over. Objects that are still held then answer
+/// MAPI_E_END_OF_SESSION.
+class SessionState
+{
+public:
+    explicit SessionState(std::shared_ptr<Mailbox> mailbox) noexcept : m_mailbox(std::move(mailbox)) {}
+
+    [[nodiscard]] Mailbox& mailbox() const noexcept { return *m_mailbox; }
+    void end() noexcept { m_ended = true; }
+
+    /// Runs the body of a method, as `serve` does, of a session that is not over, with the mailbox locked.
+    template <class Work>
+    [[nodiscard]] HRESULT serveLocked(const char* name, const Results* results, std::string_view table,
+                                      Work&& work) noexcept
+    {
+        return serve(name, results, table,
+                     [&]
+                     {
+                         require(!m_ended, MAPI_E_END_OF_SESSION);
+                         const std::lock_guard lock(m_mailbox->mutex());
+                         return work();
+                     });
+    }
+
+private:
+    const std::shared_ptr<Mailbox> m_mailbox;
+    std::atomic<bool> m_ended{false};
+};
+} // namespace sandbox
