@@ -1,0 +1,30 @@
+# The contact model and the sync engine.
+linkwell_add_tests(linkwell_sync_tests
+    SOURCES
+        ContactFixture.h
+        ContactLoadingTests.cpp
+        ContactWatcherTests.cpp
+        EmailAddressTests.cpp
+        HexStringTests.cpp
+        HostPipe.h
+        LinearCost.h
+        LogWatch.h
+        MailboxMocks.cpp MailboxMocks.h
+        OutlookContactTests.cpp
+        PropertyReadingTests.cpp
+        SyncFaultTests.cpp
+        SyncItemTests.cpp
+        SyncManagerSnapshotTests.cpp
+        SyncManagerStoresTests.cpp
+        SyncManagerTests.cpp
+        SyncSequenceTests.cpp
+    LIBRARIES linkwell_agent linkwell_test_mapi
+    RESOURCE_LOCK host-pipe)
+
+if(TARGET LinkwellSandbox)
+    target_sources(linkwell_sync_tests PRIVATE
+        SandboxSyncTests.cpp
+        ../sandbox/RegisteredSandbox.cpp ../sandbox/RegisteredSandbox.h
+        ../sandbox/SandboxDll.cpp ../sandbox/SandboxDll.h)
+    add_dependencies(linkwell_sync_tests LinkwellSandbox)
+endif()

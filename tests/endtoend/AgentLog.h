@@ -1,0 +1,41 @@
+// AgentLog.h: the agent's log file as the list of its records, also while the agent still writes it.
+#pragma once
+
+#include <windows.h>
+
+#include <chrono>
+#include <filesystem>
+#include <iosfwd>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tests/support/Platform.h"
+
+namespace endtoend
+{
+/// The texts of records. GoogleTest shows how two lists of them differ, line by line.
+struct Records : std::vector<std::string>
+{
+    using vector::vector;
+};
+void PrintTo(const Records& records, std::ostream* stream);
+
+/// The texts of the records, in UTF-8: without the stamps, whose form is checked, and with single line feeds inside a
+/// record, as the agent had them. A source line in a failure's text, "line 94", shows as "line N". An empty line
+/// between two runs shows as a line feed at the end of the record in front of it. The first text of a file that followed
+/// on a full one counts as a record. Throws on what no log can have.
+[[nodiscard]] Records logRecords(std::string_view bytes);
+
+/// `logRecords` of a file; none for a file that isn't there. Keeps nobody from writing to it or moving it meanwhile.
+[[nodiscard]] Records readLog(const std::filesystem::path& file);
+
+/// Waits until a record with this text stands in the file. False when `process` ends before, or after `limit`. Woken by
+/// changes in the file's folder.
+[[nodiscard]] bool waitForRecord(const std::filesystem::path& file, std::string_view text, HANDLE process,
+                                 std::chrono::milliseconds limit = support::deadline);
+
+/// The record by which the worker takes leave, "MAPI thread finished", comes at the same time as the first two of the
+/// main thread when the worker ends by itself. Puts it in front of them when it stands between or right behind them.
+void orderEndOfWorker(Records& records);
+} // namespace endtoend

@@ -1,0 +1,58 @@
+// AgentProcess.h: LinkwellAgent.exe as a process, as whoever uses the agent starts it and ends it.
+#pragma once
+
+#include <windows.h>
+
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <string>
+
+#include "tests/support/Handle.h"
+
+namespace endtoend
+{
+/// The folder of this test program, in which the build puts the agent and the sandbox too.
+[[nodiscard]] std::filesystem::path programFolder();
+
+/// Variables that the agent's environment has beside this process's own. An empty value takes a variable away.
+using Environment = std::map<std::wstring, std::wstring>;
+
+/// Starts the agent in the constructor. The destructor ends a process that still runs, so none outlives its test; nor
+/// does one outlive a test program that is itself ended.
+class AgentProcess
+{
+public:
+    /// @param arguments      what follows the program on the command line, as it stands there; may be empty.
+    /// @param standardError  the file that receives what is written to the process's standard error.
+    AgentProcess(const std::wstring& arguments, const Environment& environment,
+                 const std::filesystem::path& standardError);
+    ~AgentProcess();
+    AgentProcess(const AgentProcess&) = delete;
+    AgentProcess& operator=(const AgentProcess&) = delete;
+
+    [[nodiscard]] const std::wstring& commandLine() const noexcept { return m_commandLine; }
+    /// Signalled when the process has ended; borrowed.
+    [[nodiscard]] HANDLE process() const noexcept { return m_process.get(); }
+
+    /// Waits for the end of the process and gives its exit value; nothing after `support::deadline`.
+    [[nodiscard]] std::optional<DWORD> waitForExit() const;
+
+    /// The hidden window; null before it is made, and when it is gone.
+    [[nodiscard]] HWND window() const;
+
+    // Requests. Each says whether it could be posted; none waits.
+    [[nodiscard]] bool postToWindow(UINT message, WPARAM wParam = 0, LPARAM lParam = 0) const;
+    [[nodiscard]] bool postToMainThread(UINT message) const;
+    /// Alt+F4 as the keyboard brings it to the window, with the state of the Alt key. The calling thread shares its
+    /// input state with the agent until the agent ends.
+    [[nodiscard]] bool pressAltF4() const;
+
+private:
+    std::wstring m_commandLine;
+    support::Handle m_job; // ends the process when its last handle goes
+    support::Handle m_process;
+    DWORD m_processId = 0;
+    DWORD m_mainThreadId = 0;
+};
+} // namespace endtoend

@@ -1,0 +1,158 @@
+// The command line and the log file that it names.
+#include <filesystem>
+#include <set>
+
+#include "tests/endtoend/EndToEndTest.h"
+#include "tests/support/LogFile.h"
+
+namespace endtoend
+{
+namespace
+{
+using testing::EndsWith;
+using testing::StartsWith;
+
+constexpr std::string_view oneContact = R"({"stores": [{"name": "Mailbox", "default": true, "folders": [
+    {"name": "Contacts", "class": "IPF.Contact", "messages": [{"displayName": "Anna Berg"}]}]}]})";
+
+class AgentCommandLineTest : public EndToEndTest
+{
+protected:
+    static std::string message()
+    {
+        return lines({"2;snapshot;contact;0;1",
+                      "Anna Berg;;;;;;;;;;" + messageId(1, firstFolder, 1) + ";" + folderId(1, firstFolder)});
+    }
+
+    /// The log of a run on `oneContact` that ended by the closing of the window.
+    Records wholeLog() const
+    {
+        return logOfClosedWindow({"Message Store found: Mailbox (Sandbox Message Store), Default: true, Public: false, "
+                                  "EntryId: " +
+                                      storeId(1),
+                                  "createSnapshot for \"Mailbox\" started", "subfolder found: Contacts",
+                                  "createSnapshot for \"Mailbox\": 1 contact(s) found", "Sending data:\n" + message(),
+                                  "Subscribe to Mailbox"});
+    }
+
+    /// Runs the agent with these arguments until it has sent its message and written the log file, and closes it.
+    AgentRun runWithLog(const std::wstring& arguments, const std::filesystem::path& log)
+    {
+        writeMailbox(oneContact);
+        serveHost();
+        startAgent(arguments);
+        EXPECT_TRUE(waitForRecord(log, "Subscribe to Mailbox", agent().process()));
+        EXPECT_TRUE(agent().postToWindow(WM_CLOSE));
+        return finish();
+    }
+
+    std::set<std::wstring> filesInFolder() const
+    {
+        std::set<std::wstring> names;
+        for (const auto& entry : std::filesystem::directory_iterator(std::filesystem::path(logFile()).parent_path()))
+            names.insert(entry.path().filename().wstring());
+        return names;
+    }
+};
+
+TEST_F(AgentCommandLineTest, LogsToTheGivenFile)
+{
+    const AgentRun run = runWithLog(L"/log=" + logFile(), logFile());
+    EXPECT_EQ(run.exitValue, 0U);
+    EXPECT_EQ(run.messages, std::vector{message()});
+    EXPECT_EQ(run.log, wholeLog());
+    EXPECT_EQ(run.report, nothingHeld);
+    EXPECT_EQ(run.standardError, "");
+}
+
+TEST_F(AgentCommandLineTest, WritesTheLogWithoutByteOrderMarkAndWithoutALastLineEnd)
+{
+    runWithLog(L"/log=" + logFile(), logFile());
+    const std::string bytes = support::readBytes(logFile());
+    EXPECT_TRUE(support::hasLogStamp(bytes));
+    EXPECT_THAT(bytes, EndsWith("  Logging finished  --------------------------------"));
+}
+
+TEST_F(AgentCommandLineTest, TakesTheLastLogOption)
+{
+    const std::wstring other = file(L"other.log");
+    const AgentRun run = runWithLog(L"/log=" + other + L" /log=" + logFile(), logFile());
+    EXPECT_EQ(run.exitValue, 0U);
+    EXPECT_EQ(run.log, wholeLog());
+    EXPECT_FALSE(std::filesystem::exists(other));
+}
+
+TEST_F(AgentCommandLineTest, IgnoresABareLogOptionBehindAnother)
+{
+    const AgentRun run = runWithLog(L"/log=" + logFile() + L" /log=", logFile());
+    EXPECT_EQ(run.exitValue, 0U);
+    EXPECT_EQ(run.log, wholeLog());
+}
+
+TEST_F(AgentCommandLineTest, IgnoresOtherArguments)
+{
+    const AgentRun run = runWithLog(L"-v \"x y\" /log=" + logFile() + L" /quiet", logFile());
+    EXPECT_EQ(run.exitValue, 0U);
+    EXPECT_EQ(run.log, wholeLog());
+}
+
+TEST_F(AgentCommandLineTest, LogsToAQuotedPathWithBlanksInAnyScript)
+{
+    const std::wstring path = file(L"журнал 日誌.log");
+    const AgentRun run = runWithLog(L"\"/log=" + path + L"\"", path);
+    EXPECT_EQ(run.exitValue, 0U);
+    EXPECT_EQ(readLog(path), wholeLog()); // with the command line as it was given, in UTF-8
+}
+
+TEST_F(AgentCommandLineTest, AppendsASecondRunBehindAnEmptyLine)
+{
+    Records twice = runWithLog(L"/log=" + logFile(), logFile()).log;
+    EXPECT_EQ(twice, wholeLog());
+
+    writeMailbox(R"({"stores": []})");
+    startAgent();
+    AgentRun second = finish();
+    orderEndOfWorker(second.log);
+    twice.back() += '\n'; // an empty line
+    const Records added = logOfEndedWorker({"An exception has been caught in AsyncMapiHelper::run : "
+                                            "SyncManager::createWatchers: "
+                                            "Cannot find message stores for synchronization"});
+    twice.insert(twice.end(), added.begin(), added.end());
+    EXPECT_EQ(second.exitValue, 0U);
+    EXPECT_EQ(second.log, twice);
+}
+
+TEST_F(AgentCommandLineTest, WritesNoEmptyLineIntoAnEmptyFile)
+{
+    support::writeBytes(logFile(), "");
+    const AgentRun run = runWithLog(L"/log=" + logFile(), logFile());
+    EXPECT_EQ(run.log, wholeLog());
+}
+
+/// Arguments that name no log file; "<file>" stands for a path.
+class AgentWithoutLogTest : public AgentCommandLineTest, public testing::WithParamInterface<const wchar_t*>
+{
+};
+
+TEST_P(AgentWithoutLogTest, RunsAsUsualAndKeepsNoLog)
+{
+    std::wstring arguments = GetParam();
+    if (const auto place = arguments.find(L"<file>"); place != std::wstring::npos)
+        arguments.replace(place, 6, logFile());
+
+    writeMailbox(oneContact);
+    serveHost();
+    startAgent(arguments);
+    EXPECT_TRUE(host().waitForRequests(1));
+    EXPECT_TRUE(agent().postToWindow(WM_CLOSE));
+    const AgentRun run = finish();
+    EXPECT_EQ(run.exitValue, 0U);
+    EXPECT_EQ(run.messages, std::vector{message()});
+    EXPECT_EQ(filesInFolder(), (std::set<std::wstring>{L"mailbox.json", L"report.txt", L"stderr.txt"}));
+}
+
+INSTANTIATE_TEST_SUITE_P(CommandLines, AgentWithoutLogTest,
+                         testing::Values(L"", L"/log=", L"/log= /log=", L"/LOG=<file>", L"x/log=<file>", L"/log <file>",
+                                         L"/log=<file>\\no-such-folder\\agent.log"));
+} // namespace
+} // namespace endtoend

@@ -1,0 +1,55 @@
+// ProgramFile.h: what the file of a Windows program tells about it, read as data: nothing of it is run.
+#pragma once
+
+#include <windows.h>
+
+#include <cstring>
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace endtoend
+{
+class ProgramFile
+{
+public:
+    /// Throws when the file can't be read or is no 64-bit program.
+    explicit ProgramFile(const std::filesystem::path& file);
+    ~ProgramFile();
+    ProgramFile(const ProgramFile&) = delete;
+    ProgramFile& operator=(const ProgramFile&) = delete;
+
+    [[nodiscard]] const std::string& bytes() const noexcept { return m_bytes; }
+    [[nodiscard]] const IMAGE_NT_HEADERS64& headers() const noexcept { return m_headers; }
+    [[nodiscard]] const std::vector<IMAGE_SECTION_HEADER>& sections() const noexcept { return m_sections; }
+
+    /// The names of the modules in the import table, as they stand there, in order.
+    [[nodiscard]] std::vector<std::string> importedModules() const;
+
+    /// The types and, of one type, the names of the resources, all of which must be numbers; in ascending order.
+    [[nodiscard]] std::vector<unsigned> resourceTypes() const;
+    [[nodiscard]] std::vector<unsigned> resourceIds(unsigned type) const;
+    /// A resource's bytes; throws when there is none.
+    [[nodiscard]] std::string resource(unsigned type, unsigned id) const;
+
+private:
+    [[nodiscard]] std::size_t offsetOf(DWORD address) const;
+
+    std::string m_bytes;
+    IMAGE_NT_HEADERS64 m_headers{};
+    std::vector<IMAGE_SECTION_HEADER> m_sections;
+    HMODULE m_data = nullptr; // loaded as a data file
+};
+
+/// A structure at a place in some bytes; throws when they end before.
+template <class Structure>
+[[nodiscard]] Structure structureAt(const std::string& bytes, std::size_t offset)
+{
+    if (offset > bytes.size() || bytes.size() - offset < sizeof(Structure))
+        throw std::runtime_error("a structure that reaches beyond the end");
+    Structure structure;
+    std::memcpy(&structure, bytes.data() + offset, sizeof(structure));
+    return structure;
+}
+} // namespace endtoend

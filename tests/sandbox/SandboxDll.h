@@ -1,0 +1,48 @@
+// SandboxDll.h: LinkwellSandbox.dll, loaded as a client loads a MAPI runtime, for tests of the DLL itself.
+#pragma once
+
+#include <string>
+#include <utility>
+
+#include "sandbox/runtime/EntryPoints.h"
+#include "sandbox/runtime/SandboxExports.h"
+
+namespace sandboxtest
+{
+/// Loads the DLL that lies beside the test program, and unloads it, with all its state. Throws if a name is missing.
+class SandboxDll
+{
+public:
+    SandboxDll();
+    SandboxDll(const SandboxDll&) = delete;
+    SandboxDll& operator=(const SandboxDll&) = delete;
+    ~SandboxDll();
+
+    decltype(&::MAPIInitialize) MAPIInitialize;
+    decltype(&::MAPIUninitialize) MAPIUninitialize;
+    decltype(&::MAPILogonEx) MAPILogonEx;
+    decltype(&::MAPIAllocateBuffer) MAPIAllocateBuffer;
+    decltype(&::MAPIAllocateMore) MAPIAllocateMore;
+    decltype(&::MAPIFreeBuffer) MAPIFreeBuffer;
+    decltype(&::FreeProws) FreeProws;
+    decltype(&::HrGetOneProp) HrGetOneProp;
+    decltype(&::HrThisThreadAdviseSink) HrThisThreadAdviseSink;
+    SandboxCountFunction sandboxLiveBlocks;
+    SandboxCountFunction sandboxLiveObjects;
+    SandboxCountFunction sandboxLiveReferences;
+    SandboxReportFunction sandboxReport;
+    SandboxLoadMailboxFunction sandboxLoadMailbox;
+    SandboxResetFunction sandboxReset;
+
+    [[nodiscard]] std::string report() const;
+
+private:
+    template <class Function>
+    void bind(Function& function, const char* name);
+
+    HMODULE m_module;
+};
+
+/// The full path of a file beside the test program.
+[[nodiscard]] std::wstring besideThisProgram(const std::wstring& name);
+} // namespace sandboxtest

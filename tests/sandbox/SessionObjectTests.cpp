@@ -1,0 +1,205 @@
+// The session: its stores table, its end, and its fast shutdown.
+#include "tests/sandbox/SandboxTest.h"
+
+#include <atomic>
+#include <thread>
+
+using namespace sandboxtest;
+using sandbox::Bytes;
+using testing::ElementsAre;
+
+namespace
+{
+class SessionObjectTest : public SandboxTest
+{
+protected:
+    IMAPIClientShutdownPtr shutdownOf(IMAPISession* session)
+    {
+        IMAPIClientShutdownPtr shutdown;
+        checkOk(session->QueryInterface(IID_IMAPIClientShutdown, reinterpret_cast<void**>(&shutdown)));
+        return shutdown;
+    }
+};
+} // namespace
+
+TEST_F(SessionObjectTest, ListsTheStores)
+{
+    const IMAPISessionPtr session =
+        logonTo(R"({"stores":[{"name":"A"},{"name":"B","provider":"P","default":true},{"name":"C","public":true}]})");
+    const IMAPITablePtr table = storesTable(session, 0);
+    const Rows rows =
+        queryRows(table, {PR_ENTRYID, PR_DISPLAY_NAME_W, PR_DEFAULT_STORE, PR_MDB_PROVIDER, PR_PROVIDER_DISPLAY_W});
+    EXPECT_THAT(rows.texts(1), ElementsAre(L"A", L"B", L"C"));
+    EXPECT_THAT(rows.texts(4), ElementsAre(L"Sandbox Message Store", L"P", L"Sandbox Message Store"));
+    EXPECT_EQ(rows.at(0, 2).Value.b, 0);
+    EXPECT_EQ(rows.at(1, 2).Value.b, 1);
+    EXPECT_EQ(bytesOf(rows.at(2, 3)), Bytes(pbExchangeProviderPublicGuid.begin(), pbExchangeProviderPublicGuid.end()));
+}
+
+TEST_F(SessionObjectTest, ListsAStoreAsItsRowSays)
+{
+    const IMAPISessionPtr session = logonTo(
+        R"({"stores":[{"name":"A","row":{"PR_DEFAULT_STORE":null,"PR_DISPLAY_NAME":"Row",
+            "PR_MDB_PROVIDER":"78B2FA70AFF711CD9BC800AA002FC4"}}]})");
+    const IMAPITablePtr table = storesTable(session);
+    const Rows rows = queryRows(table, {PR_DEFAULT_STORE, PR_DISPLAY_NAME_W, PR_MDB_PROVIDER});
+    EXPECT_EQ(rows.at(0, 0).ulPropTag, CHANGE_PROP_TYPE(PR_DEFAULT_STORE, PT_ERROR));
+    EXPECT_EQ(rows.at(0, 0).Value.err, MAPI_E_NOT_FOUND);
+    EXPECT_STREQ(rows.at(0, 1).Value.lpszW, L"Row");
+    EXPECT_EQ(rows.at(0, 2).Value.bin.cb, 15u);
+    const IMsgStorePtr store = openStore(session);
+    EXPECT_EQ(textOf(store, PR_DISPLAY_NAME_W), L"A");
+    EXPECT_EQ(binaryOf(store, PR_MDB_PROVIDER).size(), 16u);
+}
+
+TEST_F(SessionObjectTest, GivesTheStoresPropertiesOfTheFile)
+{
+    const IMAPISessionPtr session =
+        logonTo(R"({"stores":[{"name":"A","properties":{"PR_IPM_SUBTREE_ENTRYID":null,"PR_MDB_PROVIDER":"AB"}}]})");
+    const IMsgStorePtr store = openStore(session);
+    const Values values = getProps(store, {PR_IPM_SUBTREE_ENTRYID, PR_MDB_PROVIDER}, MAPI_W_ERRORS_RETURNED);
+    EXPECT_EQ(values.at(0).Value.err, MAPI_E_NOT_FOUND);
+    EXPECT_EQ(bytesOf(values.at(1)), Bytes({0xAB}));
+}
+
+TEST_F(SessionObjectTest, EndsWithLogoff)
+{
+    const IMAPISessionPtr session = logonTo(R"({"stores":[{"name":"A"}]})");
+    const IMsgStorePtr store = openStore(session);
+    const IMAPIFolderPtr folder = openIpmSubtree(store);
+    const IMAPITablePtr contents = contentsTable(folder);
+    EXPECT_EQ(session->Logoff(0, 4, 0), MAPI_E_UNKNOWN_FLAGS);
+    EXPECT_EQ(session->Logoff(0, 0, 1), MAPI_E_INVALID_PARAMETER);
+    ASSERT_EQ(session->Logoff(0, 0, 0), S_OK);
+    IMAPITablePtr table;
+    SPropTagArray* tags = nullptr;
+    ULONG count = 0;
+    EXPECT_EQ(session->GetMsgStoresTable(0, &table), MAPI_E_END_OF_SESSION);
+    EXPECT_EQ(session->Logoff(0, 0, 0), MAPI_E_END_OF_SESSION);
+    EXPECT_EQ(store->GetPropList(0, &tags), MAPI_E_END_OF_SESSION);
+    EXPECT_EQ(folder->GetContentsTable(0, &table), MAPI_E_END_OF_SESSION);
+    EXPECT_EQ(contents->GetRowCount(0, &count), MAPI_E_END_OF_SESSION);
+}
+
+TEST_F(SessionObjectTest, LeavesOtherSessionsAlone)
+{
+    const IMAPISessionPtr first = logonTo("{}");
+    const IMAPISessionPtr second = logon();
+    ASSERT_EQ(first->Logoff(0, 0, 0), S_OK);
+    IMAPITablePtr table;
+    EXPECT_EQ(second->GetMsgStoresTable(0, &table), S_OK);
+}
+
+TEST_F(SessionObjectTest, ShutsDownFast)
+{
+    const IMAPISessionPtr session = logonTo("{}");
+    const IMAPIClientShutdownPtr shutdown = shutdownOf(session);
+    EXPECT_EQ(shutdown->QueryFastShutdown(), S_OK);
+    EXPECT_EQ(shutdown->NotifyProcessShutdown(), S_OK);
+    EXPECT_EQ(shutdown->DoFastShutdown(), S_OK);
+    IMAPITablePtr table;
+    EXPECT_EQ(session->GetMsgStoresTable(0, &table), MAPI_E_END_OF_SESSION);
+}
+
+TEST_F(SessionObjectTest, SharesItsIdentityWithItsFastShutdown)
+{
+    const IMAPISessionPtr session = logonTo("{}");
+    const IMAPIClientShutdownPtr shutdown = shutdownOf(session);
+    UnknownPtr ofSession;
+    UnknownPtr ofShutdown;
+    IMAPISessionPtr back;
+    ASSERT_EQ(session->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(&ofSession)), S_OK);
+    ASSERT_EQ(shutdown->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(&ofShutdown)), S_OK);
+    ASSERT_EQ(shutdown->QueryInterface(IID_IMAPISession, reinterpret_cast<void**>(&back)), S_OK);
+    EXPECT_EQ(ofSession.GetInterfacePtr(), ofShutdown.GetInterfacePtr());
+    EXPECT_EQ(back.GetInterfacePtr(), session.GetInterfacePtr());
+    EXPECT_EQ(dll.sandboxLiveObjects(), 1);
+    EXPECT_EQ(dll.sandboxLiveReferences(), 5);
+}
+
+TEST_F(SessionObjectTest, HasNoFastShutdownWhenTheMailboxSaysSo)
+{
+    const IMAPISessionPtr session = logonTo(R"({"fastShutdown":"unsupported"})");
+    void* shutdown = nullptr;
+    EXPECT_EQ(session->QueryInterface(IID_IMAPIClientShutdown, &shutdown), MAPI_E_INTERFACE_NOT_SUPPORTED);
+    EXPECT_EQ(shutdown, nullptr);
+}
+
+TEST_F(SessionObjectTest, AnswersWhatIsPlanned)
+{
+    const IMAPISessionPtr session = logonTo(
+        R"({"results":{"GetMsgStoresTable":"MAPI_E_BUSY","OpenMsgStore":"E_FAIL","OpenEntry":"MAPI_E_NO_ACCESS",
+            "CompareEntryIDs":"MAPI_E_UNKNOWN_ENTRYID","QueryFastShutdown":"0x00000001",
+            "NotifyProcessShutdown":"MAPI_E_NO_SUPPORT","DoFastShutdown":"MAPI_E_CALL_FAILED","Logoff":"0x00040203"}})");
+    const IMAPIClientShutdownPtr shutdown = shutdownOf(session);
+    IMAPITablePtr table;
+    IMsgStorePtr store;
+    ULONG same = 0;
+    const Bytes id(5, 0);
+    EXPECT_EQ(session->GetMsgStoresTable(0, &table), mapiResult(0x8004010B));
+    EXPECT_EQ(session->OpenMsgStore(0, 5, entryId(id), nullptr, 0, &store), E_FAIL);
+    EXPECT_EQ(session->OpenEntry(5, entryId(id), nullptr, 0, nullptr, nullptr), MAPI_E_NO_ACCESS);
+    EXPECT_EQ(session->CompareEntryIDs(5, entryId(id), 5, entryId(id), 0, &same), MAPI_E_UNKNOWN_ENTRYID);
+    EXPECT_EQ(shutdown->QueryFastShutdown(), S_FALSE);
+    EXPECT_EQ(shutdown->NotifyProcessShutdown(), MAPI_E_NO_SUPPORT);
+    EXPECT_EQ(shutdown->DoFastShutdown(), MAPI_E_CALL_FAILED);
+    EXPECT_EQ(session->Logoff(0, 0, 0), mapiResult(0x00040203));
+    EXPECT_EQ(session->Logoff(0, 0, 0), MAPI_E_END_OF_SESSION);
+}
+
+TEST_F(SessionObjectTest, AnswersWhatIsPlannedForItsTable)
+{
+    const IMAPISessionPtr session =
+        logonTo(R"({"stores":[{"name":"A"}],"results":{"StoresTable.QueryRows":"MAPI_E_BUSY"}})");
+    const IMAPITablePtr table = storesTable(session);
+    SRowSet* rows = nullptr;
+    EXPECT_EQ(table->QueryRows(1, 0, &rows), mapiResult(0x8004010B));
+    EXPECT_EQ(rows, nullptr);
+}
+
+TEST_F(SessionObjectTest, ServesSeveralThreadsAtOnce)
+{
+    const IMAPISessionPtr session =
+        logonTo(R"({"stores":[{"name":"S","folders":[{"name":"F","generate":{"contacts":50}}]}]})");
+    const IMAPIFolderPtr folder = openSubfolder(openIpmSubtree(openStore(session)));
+    std::atomic<int> read = 0;
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 4; ++thread)
+    {
+        threads.emplace_back(
+            [&]
+            {
+                const IMAPITablePtr table = contentsTable(folder);
+                const Rows rows = queryRows(table, {PR_ENTRYID});
+                for (ULONG row = 0; row < rows.count(); ++row)
+                {
+                    const IMAPIPropPtr contact(openEntry(static_cast<IMAPIFolder*>(folder), bytesOf(rows.at(row, 0))));
+                    read += textOf(contact, PR_DISPLAY_NAME_W).empty() ? 0 : 1;
+                }
+            });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(read, 4 * 50);
+}
+
+TEST_F(SessionObjectTest, RefusesTheRest)
+{
+    const IMAPISessionPtr session = logonTo(R"({"stores":[{"name":"A"}]})");
+    EXPECT_EQ(session->GetLastError(S_OK, 0, nullptr), MAPI_E_NO_SUPPORT);
+    EXPECT_EQ(session->OpenAddressBook(0, nullptr, 0, nullptr), MAPI_E_NO_SUPPORT);
+    EXPECT_EQ(session->GetStatusTable(0, nullptr), MAPI_E_NO_SUPPORT);
+    EXPECT_EQ(session->Advise(0, nullptr, 0, nullptr, nullptr), MAPI_E_NO_SUPPORT);
+    EXPECT_EQ(session->QueryIdentity(nullptr, nullptr), MAPI_E_NO_SUPPORT);
+    EXPECT_EQ(session->PrepareForm(nullptr, nullptr, nullptr), MAPI_E_NO_SUPPORT);
+    const IMsgStorePtr store = openStore(session);
+    ULONG_PTR connection = 0;
+    EXPECT_EQ(store->Advise(0, nullptr, 0xFC, nullptr, &connection), MAPI_E_NO_SUPPORT);
+    EXPECT_EQ(store->Unadvise(1), MAPI_E_NO_SUPPORT);
+    EXPECT_EQ(store->GetReceiveFolderTable(0, nullptr), MAPI_E_NO_SUPPORT);
+    EXPECT_EQ(store->NotifyNewMail(nullptr), MAPI_E_NO_SUPPORT);
+    const IMAPIFolderPtr folder = openIpmSubtree(store);
+    EXPECT_EQ(folder->CreateMessage(nullptr, 0, nullptr), MAPI_E_NO_SUPPORT);
+    EXPECT_EQ(folder->EmptyFolder(0, nullptr, 0), MAPI_E_NO_SUPPORT);
+    EXPECT_EQ(folder->GetSearchCriteria(0, nullptr, nullptr, nullptr), MAPI_E_NO_SUPPORT);
+}

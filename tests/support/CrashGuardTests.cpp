@@ -1,0 +1,40 @@
+#include "tests/support/CrashGuard.h"
+
+#include <windows.h>
+
+#include <future>
+
+#include <gtest/gtest.h>
+
+namespace
+{
+/// An address at which there is never anything; volatile, so that no compiler sees that.
+int* volatile s_nowhere = nullptr;
+
+TEST(CrashGuardDeathTest, EndsTheProgramWithTheTestsNameWhenItCrashes)
+{
+    EXPECT_EXIT(*s_nowhere = 1, testing::ExitedWithCode(support::CrashGuard::exitCode),
+                "CrashGuardDeathTest.EndsTheProgramWithTheTestsNameWhenItCrashes crashed: exception 0xc0000005 at ");
+}
+
+TEST(CrashGuardDeathTest, EndsTheProgramWhenAnotherThreadCrashes)
+{
+    EXPECT_EXIT(std::async(std::launch::async, [] { *s_nowhere = 1; }).wait(),
+                testing::ExitedWithCode(support::CrashGuard::exitCode), "crashed: exception 0xc0000005");
+}
+
+TEST(CrashGuardDeathTest, EndsTheProgramWhenItCrashesAfterOtherThreadsHaveRun)
+{
+    const auto crashLater = []
+    {
+        std::async(std::launch::async, [] {}).wait();
+        *s_nowhere = 1;
+    };
+    EXPECT_EXIT(crashLater(), testing::ExitedWithCode(support::CrashGuard::exitCode), "crashed");
+}
+
+TEST(CrashGuardTest, LeavesExceptionsOfTheLanguageAlone)
+{
+    EXPECT_THROW(throw 42, int);
+}
+} // namespace

@@ -1,0 +1,301 @@
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <tuple>
+#include <vector>
+
+#include "tests/support/Handle.h"
+#include "tests/support/Platform.h"
+#include "tests/utilities/LoggerFixture.h"
+#include "utilities/Logger.h"
+
+namespace
+{
+using support::countImport;
+using support::hookImport;
+using testing::ElementsAre;
+using testing::EndsWith;
+
+class LoggerRotationTest : public LoggerFixture
+{
+protected:
+    const std::string m_end = "(continue to the next log file)";
+    const std::string m_beginning = "(continue logging)\r\n";
+};
+
+TEST_F(LoggerRotationTest, KeepsTheFileBelowTheLimit)
+{
+    m_log.init(m_file);
+    fillTo(limit - 1, m_header.size());
+    EXPECT_FALSE(hasBackup());
+    EXPECT_EQ(bytes().size(), limit - 1);
+}
+
+TEST_F(LoggerRotationTest, MovesTheFileWhenARecordReachesTheLimitExactly)
+{
+    m_log.init(m_file);
+    fillTo(limit, m_header.size());
+    ASSERT_TRUE(hasBackup());
+    EXPECT_EQ(backupBytes().size(), limit + m_end.size());
+    EXPECT_THAT(backupBytes(), EndsWith("x" + m_end)); // directly behind the record
+    EXPECT_EQ(bytes(), m_beginning);
+}
+
+TEST_F(LoggerRotationTest, KeepsARecordWholeWhenItPassesTheLimit)
+{
+    m_log.init(m_file);
+    m_log.write(std::wstring(2 * limit, L'y'));
+    EXPECT_EQ(backupBytes(), m_header + "\r\n" + m_stamp + std::string(2 * limit, 'y') + m_end);
+    EXPECT_EQ(bytes(), m_beginning);
+}
+
+TEST_F(LoggerRotationTest, GoesOnInTheNewFileWithoutAHeaderOrAnotherLineBreak)
+{
+    m_log.init(m_file);
+    fillTo(limit, m_header.size());
+    m_log.write(L"one");
+    m_log.write(L"two");
+    EXPECT_EQ(bytes(), m_beginning + m_stamp + "one\r\n" + m_stamp + "two");
+}
+
+TEST_F(LoggerRotationTest, StandsBehindALineBreakWhenTheRecordEndsInOne)
+{
+    m_log.init(m_file);
+    m_log.write(std::wstring(limit, L'x') + L'\n');
+    EXPECT_THAT(backupBytes(), EndsWith("x\r\n" + m_end));
+}
+
+TEST_F(LoggerRotationTest, ReplacesTheOldBackup)
+{
+    support::writeBytes(m_backup, "backup of long ago");
+    m_log.init(m_file);
+    fillTo(limit, m_header.size());
+    EXPECT_EQ(backupBytes().size(), limit + m_end.size());
+}
+
+TEST_F(LoggerRotationTest, RotatesAgainAtTheLimitOfTheNewFile)
+{
+    m_log.init(m_file);
+    fillTo(limit, m_header.size());
+    m_log.write(L"one");
+    fillTo(limit - 1, m_beginning.size() + m_stamp.size() + 3);
+    EXPECT_THAT(bytes(), testing::StartsWith(m_beginning));
+    m_log.write(L"two");
+    EXPECT_THAT(backupBytes(), testing::StartsWith(m_beginning + m_stamp + "one\r\n"));
+    EXPECT_THAT(backupBytes(), EndsWith("two" + m_end));
+    EXPECT_EQ(bytes(), m_beginning);
+}
+
+TEST_F(LoggerRotationTest, CountsWhatTheFileHeldBefore)
+{
+    support::writeBytes(m_file, std::string(limit - 4 - m_header.size() - 1, 'o')); // 4: the empty line
+    m_log.init(m_file);
+    EXPECT_FALSE(hasBackup());
+    EXPECT_EQ(bytes().size(), limit - 1);
+    m_log.write(L"x");
+    EXPECT_THAT(backupBytes(), EndsWith(m_stamp + "x" + m_end));
+}
+
+TEST_F(LoggerRotationTest, RotatesOnTheHeaderWhenTheFileIsFull)
+{
+    support::writeBytes(m_file, std::string(limit, 'o'));
+    m_log.init(m_file);
+    EXPECT_EQ(backupBytes(), std::string(limit, 'o') + "\r\n\r\n" + m_header + m_end);
+    EXPECT_EQ(bytes(), m_beginning);
+}
+
+TEST_F(LoggerRotationTest, CanRotateOnTheFooter)
+{
+    m_log.init(m_file);
+    fillTo(limit - 1, m_header.size());
+    m_log.finish();
+    EXPECT_THAT(backupBytes(), EndsWith("\r\n" + m_footer + m_end));
+    EXPECT_EQ(bytes(), m_beginning);
+    m_log.write(L"record");
+    EXPECT_EQ(bytes(), m_beginning); // closed
+}
+
+TEST_F(LoggerRotationTest, ClosesBeforeItMovesAndOpensAfterwards)
+{
+    m_log.init(m_file);
+    std::vector<std::string> order;
+    std::vector<std::tuple<std::wstring, std::wstring, DWORD>> moves;
+    const auto close = hookImport<"CloseHandle">(CloseHandle,
+                                                 [&](auto original, HANDLE handle)
+                                                 {
+                                                     order.emplace_back("close");
+                                                     return original(handle);
+                                                 });
+    const auto move = hookImport<"MoveFileExW">(MoveFileExW,
+                                                [&](auto original, LPCWSTR from, LPCWSTR to, DWORD flags)
+                                                {
+                                                    order.emplace_back("move");
+                                                    moves.emplace_back(from, to, flags);
+                                                    return original(from, to, flags);
+                                                });
+    const auto create =
+        hookImport<"CreateFileW">(CreateFileW,
+                                  [&](auto original, LPCWSTR name, DWORD access, DWORD share,
+                                      LPSECURITY_ATTRIBUTES security, DWORD disposition, DWORD flags, HANDLE other)
+                                  {
+                                      order.emplace_back("open");
+                                      return original(name, access, share, security, disposition, flags, other);
+                                  });
+    fillTo(limit, m_header.size());
+    EXPECT_THAT(order, ElementsAre("close", "move", "open"));
+    EXPECT_THAT(moves, ElementsAre(std::tuple(m_file, m_backup, 9u)));
+}
+
+// ---- Moves that fail -----------------------------------------------------------------------------------------------
+
+TEST_F(LoggerRotationTest, GoesOnInTheSameFileWhenTheBackupIsAFolder)
+{
+    std::filesystem::create_directories(std::filesystem::path(m_backup) / L"content");
+    m_log.init(m_file);
+    fillTo(limit, m_header.size());
+    m_log.write(L"one");
+    m_log.write(L"two");
+    const std::string text = bytes();
+    ASSERT_GE(text.size(), limit);
+    EXPECT_EQ(text.substr(limit),
+              m_end + m_beginning + m_stamp + "one" + m_end + m_beginning + m_stamp + "two" + m_end + m_beginning);
+}
+
+TEST_F(LoggerRotationTest, GoesOnInTheSameFileWhileTheMoveFails)
+{
+    m_log.init(m_file);
+    {
+        const auto hook = hookImport<"MoveFileExW">(MoveFileExW,
+                                                    [](auto, LPCWSTR, LPCWSTR, DWORD)
+                                                    {
+                                                        SetLastError(ERROR_SHARING_VIOLATION);
+                                                        return FALSE;
+                                                    });
+        fillTo(limit, m_header.size());
+        m_log.write(L"one");
+        EXPECT_EQ(hook.count(), 2u);
+        EXPECT_EQ(bytes().substr(limit), m_end + m_beginning + m_stamp + "one" + m_end + m_beginning);
+    }
+    m_log.write(L"two");
+    EXPECT_THAT(backupBytes(), EndsWith(m_beginning + m_stamp + "two" + m_end));
+    EXPECT_EQ(bytes(), m_beginning);
+}
+
+TEST_F(LoggerRotationTest, DropsRecordsAndTriesNoMoreWhenTheFileCannotBeReopened)
+{
+    m_log.init(m_file);
+    unsigned attempts = 0;
+    {
+        const auto hook =
+            hookImport<"CreateFileW">(CreateFileW,
+                                      [&](auto, LPCWSTR, DWORD, DWORD, LPSECURITY_ATTRIBUTES, DWORD, DWORD, HANDLE)
+                                      {
+                                          ++attempts;
+                                          SetLastError(ERROR_ACCESS_DENIED);
+                                          return INVALID_HANDLE_VALUE;
+                                      });
+        fillTo(limit, m_header.size());
+        m_log.write(L"one");
+    }
+    m_log.write(std::wstring(limit, L'x'));
+    EXPECT_EQ(attempts, 1u);
+    EXPECT_TRUE(hasBackup());
+    EXPECT_FALSE(std::filesystem::exists(m_file));
+}
+
+// ---- The count of bytes --------------------------------------------------------------------------------------------
+
+TEST_F(LoggerRotationTest, CountsBytesAndNotCharacters)
+{
+    m_log.init(m_file);
+    m_log.write(std::wstring(limit / 3 + 1, L'\u20ac')); // three bytes each
+    EXPECT_TRUE(hasBackup());
+}
+
+TEST_F(LoggerRotationTest, CountsTheLineEndsThatItWrites)
+{
+    m_log.init(m_file);
+    m_log.write(std::wstring(limit / 2, L'\n'));
+    EXPECT_TRUE(hasBackup());
+}
+
+TEST_F(LoggerRotationTest, DoesNotCountWhatWasNotWritten)
+{
+    m_log.init(m_file);
+    {
+        const auto hook = hookImport<"WriteFile">(WriteFile,
+                                                  [](auto, HANDLE, LPCVOID, DWORD, LPDWORD written, LPOVERLAPPED)
+                                                  {
+                                                      *written = 0;
+                                                      return FALSE;
+                                                  });
+        for (int i = 0; i < 3; ++i)
+            m_log.write(std::wstring(limit, L'x'));
+    }
+    m_log.write(L"one");
+    EXPECT_FALSE(hasBackup());
+    EXPECT_EQ(bytes(), m_header + "\r\n" + m_stamp + "one");
+}
+
+TEST_F(LoggerRotationTest, CountsWhatTheCallSaysEvenWhenItFails)
+{
+    m_log.init(m_file);
+    {
+        const auto hook = hookImport<"WriteFile">(WriteFile,
+                                                  [](auto, HANDLE, LPCVOID, DWORD, LPDWORD written, LPOVERLAPPED)
+                                                  {
+                                                      *written = limit / 2;
+                                                      return FALSE;
+                                                  });
+        m_log.write(L"lost");
+    }
+    EXPECT_FALSE(hasBackup());
+    m_log.write(std::wstring(limit / 2, L'x'));
+    EXPECT_TRUE(hasBackup());
+}
+
+TEST_F(LoggerRotationTest, CountsFromOneBelowZeroWhenTheSizeCannotBeRead)
+{
+    {
+        const auto hook = hookImport<"GetFileAttributesExW">(
+            GetFileAttributesExW, [](auto, LPCWSTR, GET_FILEEX_INFO_LEVELS, LPVOID) { return FALSE; });
+        m_log.init(m_file);
+    }
+    EXPECT_EQ(bytes(), m_header); // and no rotation, though the count was the largest of all before it
+    fillTo(limit, m_header.size());
+    EXPECT_FALSE(hasBackup());
+    m_log.write(L"\n");
+    EXPECT_TRUE(hasBackup());
+}
+
+// ---- Long records --------------------------------------------------------------------------------------------------
+
+/// The shortest of some runs: the time that writing a record of so many line feeds takes, without the file.
+std::chrono::nanoseconds timeOf(utilities::Logger& log, std::size_t lineFeeds)
+{
+    const auto hook = hookImport<"WriteFile">(WriteFile,
+                                              [](auto, HANDLE, LPCVOID, DWORD, LPDWORD written, LPOVERLAPPED)
+                                              {
+                                                  *written = 0;
+                                                  return TRUE;
+                                              });
+    const std::wstring text(lineFeeds, L'\n');
+    auto shortest = std::chrono::nanoseconds::max();
+    for (int i = 0; i < 3; ++i)
+    {
+        const auto start = std::chrono::steady_clock::now();
+        log.write(text);
+        shortest = std::min<std::chrono::nanoseconds>(shortest, std::chrono::steady_clock::now() - start);
+    }
+    return shortest;
+}
+
+// Replacing line feeds one by one in place would take hours here, and the square of the length.
+TEST_F(LoggerRotationTest, TakesTimeInProportionToTheLengthOfARecord)
+{
+    m_log.init(m_file);
+    const auto once = timeOf(m_log, 4 << 20);
+    const auto fourfold = timeOf(m_log, 16 << 20);
+    EXPECT_LT(fourfold / 4, once * 3);
+}
+} // namespace
