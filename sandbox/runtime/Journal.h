@@ -1,0 +1,46 @@
+// Journal.h: the record of the calls that clients make.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "agent/mapi/MapiTypes.h"
+#include "sandbox/mailbox/Bytes.h"
+
+namespace sandbox
+{
+/// The arguments of a call: the published name, and the value as JSON text.
+using Arguments = std::vector<std::pair<std::string, std::string>>;
+
+/// One call that has ended.
+struct JournalEntry
+{
+    std::string call; // as in Plan::method
+    Bytes on;         // long-term identifier of the object; empty for functions and the session
+    Arguments arguments;
+    HRESULT result = S_OK;
+    unsigned thread = 0; // 1, 2, ... in the order of their first call of the process
+};
+
+/// The journal of the process; off at first. Used by any thread.
+namespace journal
+{
+/// The most calls that are kept; the oldest go first.
+inline constexpr std::size_t capacity = 100000;
+
+void start();
+void stop();
+void clear();
+[[nodiscard]] bool isOn() noexcept;
+
+struct Reading
+{
+    std::vector<JournalEntry> calls; // in the order in which they began
+    std::uint64_t lost = 0;          // how many of the oldest no longer fit
+};
+/// What stands in it. Calls that have not ended yet are not among them.
+[[nodiscard]] Reading read();
+} // namespace journal
+} // namespace sandbox

@@ -1,0 +1,44 @@
+// Plans.h: what calls to come are to answer, and how slowly.
+#pragma once
+
+#include <windows.h>
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "sandbox/mailbox/Bytes.h"
+
+namespace sandbox
+{
+/// A plan as docs/sandbox-control.md tells it.
+struct Plan
+{
+    std::string method;         // "IMAPIProp::GetProps", "MAPIAllocateBuffer"
+    Bytes on;                   // long-term identifier of the one object that is meant; empty for any
+    std::uint64_t call = 1;     // the first call that it applies to, counted from when it was made
+    std::uint64_t times = 1;    // for so many calls; 0: for all that follow
+    std::optional<HRESULT> result;
+    std::chrono::milliseconds delay{0};
+    std::string hold; // calls wait until this is released; empty: they don't
+};
+
+/// The plans of the process. Used by any thread.
+namespace plans
+{
+void add(Plan plan);
+/// Forgets all plans and lets go what they hold.
+void clear();
+/// Lets the calls that a hold keeps waiting go on, and those that would come to wait. False if no plan has this hold.
+bool release(std::string_view hold);
+/// Waits until a call waits at this hold. False after `timeout`, or when `stop` is signalled.
+[[nodiscard]] bool waitUntilHeld(std::string_view hold, std::chrono::milliseconds timeout, HANDLE stop);
+
+/// Counts a call that a client makes, waits as planned, and gives what it is to answer, if that is planned. Cheap while
+/// there are no plans.
+/// @param on  long-term identifier of the object; empty for functions and the session.
+[[nodiscard]] std::optional<HRESULT> apply(std::string_view method, const Bytes& on);
+} // namespace plans
+} // namespace sandbox
