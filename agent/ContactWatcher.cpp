@@ -1,22 +1,20 @@
 #include "agent/ContactWatcher.h"
 
-#include "agent/mapi/MapiTags.h"
-
 #include <utility>
 
 #include "agent/ContactLoading.h"
+#include "agent/ContactWatcherData.h"
+#include "agent/mapi/MapiTags.h"
 #include "agent/mapi/Restriction.h"
 #include "utilities/Failure.h"
 #include "utilities/Logger.h"
 
-struct ContactWatcher::Data
-{
-    mapi::MessageStore store;
-    std::wstring displayName;
-};
+using utilities::Logger;
 
 namespace
 {
+constexpr std::wstring_view subscribeName = L"ContactWatcher::subscribe";
+
 /// Lets visible folders through: those without the hidden attribute, and those for which it is false.
 mapi::Restriction visibleFolders()
 {
@@ -28,18 +26,56 @@ mapi::Restriction visibleFolders()
 } // namespace
 
 ContactWatcher::ContactWatcher(mapi::MessageStore store, const std::wstring& displayName)
-    : m_data(std::make_unique<Data>(Data{std::move(store), {}}))
+    : m_data(new Data{std::move(store), {}, {}, {}, {}})
 {
     if (!m_data->store)
         utilities::checkCondition(utilities::Condition{L"m_data->store"}, L"ContactWatcher::ContactWatcher");
     m_data->displayName = displayName;
 }
 
-ContactWatcher::~ContactWatcher() = default;
-
-void ContactWatcher::subscribe(const ChangesCallback&)
+ContactWatcher::~ContactWatcher()
 {
-    utilities::Logger::instance().write(L"Subscribe to " + m_data->displayName);
+    m_data->sink.unadvise(); // from here on no notification arrives
+    m_data->knownFolders.clear();
+}
+
+void ContactWatcher::subscribe(const ChangesCallback& onChanges)
+{
+    Logger::instance().write(L"Subscribe to " + m_data->displayName);
+    if (!m_data->store)
+    {
+        utilities::logLine(subscribeName, L"store is not set!");
+        return;
+    }
+    if (m_data->store.isPublic())
+    {
+        Logger::instance().write(L"Event tracking for public store is not implemented.");
+        return;
+    }
+    if (!m_data->sink.isAdvised())
+        m_data->sink.advise(m_data->store.store(), [this](ULONG count, const NOTIFICATION* notifications)
+                            { onNotification(count, notifications); });
+    if (!m_data->sink.isAdvised())
+        return; // the sink has logged why
+    m_data->onChanges = onChanges;
+    processWatchedFolders([this](IMAPIFolderPtr folder) { subscribe(std::move(folder)); });
+}
+
+void ContactWatcher::subscribe(IMAPIFolderPtr folder)
+{
+    if (!m_data->sink.isAdvised())
+        utilities::checkCondition(utilities::Condition{L"m_data->sink.isAdvised()"}, subscribeName);
+    if (!folder)
+    {
+        utilities::logLine(subscribeName, L"Null-pointer passed.");
+        return;
+    }
+    if (!mapi::maybeContactFolder(folder))
+        return;
+    EntryId id = mapi::entryId(folder);
+    Logger::instance().write(L"Maybe Contacts folder " + mapi::displayName(folder) +
+                             L" registered as known notification source");
+    m_data->knownFolders.insert(std::move(id));
 }
 
 void ContactWatcher::processWatchedFolders(const mapi::FolderVisitor& visitor) const

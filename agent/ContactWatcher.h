@@ -1,4 +1,7 @@
 // ContactWatcher.h: stands for one message store of the profile.
+//
+// It remembers which folders count, and nothing of any contact: what it tells of one comes from the notification and from
+// opening the object at that moment.
 #pragma once
 
 #include <memory>
@@ -11,16 +14,21 @@
 #include "agent/mapi/MapiUtilities.h"
 #include "utilities/noncopyable.h"
 
-/// Walks a store's visible folders and collects their contacts. It keeps no record of any contact. Used by the worker.
+/// Walks a store's visible folders and collects their contacts; once subscribed, turns the store's notifications into
+/// `Changes`. Used by the worker alone: notifications arrive inside its message pump, one batch at a time.
 class ContactWatcher : private utilities::noncopyable
 {
 public:
     /// Throws when `store` holds none.
     /// @param displayName  the store's name, for log lines.
     ContactWatcher(mapi::MessageStore store, const std::wstring& displayName);
+    /// Ends the subscription.
     virtual ~ContactWatcher();
 
-    /// Begins to watch the store. So far it writes its log line and watches nothing.
+    /// Begins to watch the store: advises it, and registers its contact folders. Public stores are not watched, which is
+    /// logged; nor is a store that can't be advised. A second call takes the new callback and looks for folders anew.
+    /// Throws when the walk fails; the store stays advised then.
+    /// @param onChanges  receives what each batch has changed, if it has changed anything; copied.
     void subscribe(const ChangesCallback& onChanges);
 
     /// Visits the store's visible folders, from the root of what users see, depth first. Throws when the walk fails and
@@ -36,6 +44,28 @@ public:
 
 private:
     struct Data;
+
+    /// Registers a folder as a known source if it may be a contact folder. Throws when the store is not advised, and when
+    /// the folder's identifier can't be read.
+    void subscribe(IMAPIFolderPtr folder);
+
+    /// Handles one batch, and hands what it has changed to the callback. What it throws loses the whole batch.
+    void onNotification(ULONG count, const NOTIFICATION* notifications);
+    void onObject(ULONG eventType, const OBJECT_NOTIFICATION& notification, Changes& changes);
+
+    /// Whether objects of this type count when they lie in this folder: messages in known folders alone, folders anywhere
+    /// below the root of what users see, so that new contact folders are found.
+    [[nodiscard]] bool isKnownSource(ULONG objectType, const EntryId& parentId) const;
+    [[nodiscard]] bool isFromKnownParent(const OBJECT_NOTIFICATION& notification) const;
+    [[nodiscard]] bool isFromKnownOldParent(const OBJECT_NOTIFICATION& notification) const;
+
+    void onNewObject(const OBJECT_NOTIFICATION& notification, Changes& changes);
+    /// @param isDeletion  false for an object that has moved away, which is told by its former identifier.
+    void onObjectDeleted(const OBJECT_NOTIFICATION& notification, Changes& changes, bool isDeletion);
+    void onContactChanged(const OBJECT_NOTIFICATION& notification, Changes& changes);
+    /// Tells of the known folders that the walk no longer finds, whichever folder the notification was about, and forgets
+    /// them.
+    void onFolderRemoved(std::vector<SyncItem>& deletedFolders);
 
     const std::unique_ptr<Data> m_data; // never null
 };
