@@ -37,21 +37,32 @@ std::string Runtime::failure()
 
 void Runtime::initialize()
 {
-    const std::lock_guard lock(m_mutex);
-    ++m_initializations;
-    ++ledger::initializations();
+    bool isFirst = false;
+    {
+        const std::lock_guard lock(m_mutex);
+        isFirst = m_initializations++ == 0;
+        ++ledger::initializations();
+    }
+    if (isFirst)
+        m_companion.follow([this] { return isInitialized(); });
 }
 
 bool Runtime::uninitialize()
 {
-    const std::lock_guard lock(m_mutex);
-    if (m_initializations == 0)
-        return false;
-    --ledger::initializations();
-    if (--m_initializations == 0)
+    bool isLast = false;
     {
-        m_fromFile.reset();
-        m_failure.clear();
+        const std::lock_guard lock(m_mutex);
+        if (m_initializations == 0)
+            return false;
+        --ledger::initializations();
+        isLast = --m_initializations == 0;
+    }
+    if (isLast)
+    {
+        m_companion.follow([this] { return isInitialized(); });
+        const std::lock_guard lock(m_mutex);
+        if (m_initializations == 0) // unless another thread has initialised it meanwhile, with this mailbox
+            forgetFile();
     }
     return true;
 }
@@ -66,8 +77,7 @@ void Runtime::give(std::shared_ptr<Mailbox> mailbox)
 {
     const std::lock_guard lock(m_mutex);
     m_given = std::move(mailbox);
-    m_fromFile.reset();
-    m_failure.clear();
+    forgetFile();
 }
 
 void Runtime::load()
@@ -86,6 +96,12 @@ void Runtime::load()
     {
         m_failure = toUtf8(*path) + ": " + error.what();
     }
+}
+
+void Runtime::forgetFile()
+{
+    m_fromFile.reset();
+    m_failure.clear();
 }
 
 void complain(const std::string& text) noexcept

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "sandbox/mailbox/Mailbox.h"
+#include "sandbox/runtime/Companion.h"
 
 namespace sandbox
 {
@@ -22,6 +23,10 @@ public:
     /// Why there is no mailbox, for a person; empty if there is one.
     [[nodiscard]] std::string failure();
 
+    /// What runs beside the runtime: `begin` is called during the first MAPIInitialize, `end` during the last
+    /// MAPIUninitialize, one at a time and with no lock held. To be told before the first MAPIInitialize.
+    void accompanyBy(Companion::Step begin, Companion::Step end) noexcept { m_companion.set(begin, end); }
+
     /// MAPIInitialize: counts one more. The mailbox must have been asked for before.
     void initialize();
     /// MAPIUninitialize; false if there was nothing to end.
@@ -35,12 +40,14 @@ public:
 private:
     Runtime() = default;
     void load();
+    void forgetFile();
 
     std::mutex m_mutex;
     std::int64_t m_initializations = 0;
     std::shared_ptr<Mailbox> m_given;
     std::shared_ptr<Mailbox> m_fromFile;
     std::string m_failure;
+    Companion m_companion;
 };
 
 /// A line on standard error, UTF-8.
