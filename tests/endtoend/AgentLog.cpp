@@ -15,6 +15,10 @@ namespace endtoend
 {
 namespace
 {
+constexpr std::string_view subscribeStart = "Subscribe to ";
+constexpr std::string_view notTracked = "Event tracking for public store is not implemented.";
+constexpr std::string_view adviseFailure = "HRESULT logged: mapi::NotificationSink::adviseInternal";
+constexpr std::string_view closed = "WM_CLOSE received";
 constexpr std::size_t stampSize = 25; // "05.03.2024 14:07:09.042  "
 constexpr std::string_view lineEnd = "\r\n";
 constexpr std::string_view workerEnd = "MAPI thread finished";
@@ -101,6 +105,11 @@ bool hasRecord(const std::filesystem::path& file, std::string_view text)
     const Records records = readLog(file);
     return std::find(records.begin(), records.end(), text) != records.end();
 }
+
+bool isSubscribe(const std::string& record)
+{
+    return record.starts_with(subscribeStart);
+}
 } // namespace
 
 void PrintTo(const Records& records, std::ostream* stream)
@@ -173,5 +182,34 @@ void orderEndOfWorker(Records& records)
     const auto finished = std::find(close, close + behind, workerEnd);
     if (finished != close + behind)
         std::rotate(close, finished, finished + 1);
+}
+
+std::ptrdiff_t advisedStores(const Records& records)
+{
+    const auto isRefused = [](const std::string& record)
+    {
+        return record == notTracked || record.starts_with(adviseFailure);
+    };
+    return std::ranges::count_if(records, isSubscribe) - std::ranges::count_if(records, isRefused);
+}
+
+Records takeSubscribing(Records& records)
+{
+    Records kept;
+    Records taken;
+    bool subscribing = false;
+    for (std::string& record : records)
+    {
+        if (isSubscribe(record) || record == closed)
+            subscribing = isSubscribe(record);
+        else if (subscribing && record != notTracked && !record.starts_with(adviseFailure))
+        {
+            taken.push_back(std::move(record));
+            continue;
+        }
+        kept.push_back(std::move(record));
+    }
+    records = std::move(kept);
+    return taken;
 }
 } // namespace endtoend

@@ -4,6 +4,7 @@
 #include <windows.h>
 
 #include <chrono>
+#include <cstddef>
 #include <filesystem>
 #include <iosfwd>
 #include <string>
@@ -38,4 +39,10 @@ void PrintTo(const Records& records, std::ostream* stream);
 /// The record by which the worker takes leave, "MAPI thread finished", comes at the same time as the first two of the
 /// main thread when the worker ends by itself. Puts it in front of them when it stands between or right behind them.
 void orderEndOfWorker(Records& records);
+/// How many stores these records subscribe to, but for public ones and those that refuse.
+[[nodiscard]] std::ptrdiff_t advisedStores(const Records& records);
+
+/// Takes out what stands between each "Subscribe to ..." and the next one or "WM_CLOSE received", and gives it. That a
+/// public store isn't tracked, and that a store refuses to be advised, stays.
+[[nodiscard]] Records takeSubscribing(Records& records);
 } // namespace endtoend

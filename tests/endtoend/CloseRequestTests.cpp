@@ -15,7 +15,7 @@ protected:
     {
         writeMailbox(mailbox);
         startAgent();
-        ASSERT_TRUE(waitForLog("Subscribe to Mailbox"));
+        ASSERT_TRUE(waitUntilSubscribed("Mailbox"));
     }
 
     /// The whole log of a run on a mailbox without contacts, with these records behind the last of the start.
@@ -27,10 +27,8 @@ protected:
                        "Message Store found: Mailbox (Sandbox Message Store), Default: true, Public: false, EntryId: " +
                            storeId(1),
                        "createSnapshot for \"Mailbox\" started",
-                       "createSnapshot for \"Mailbox\": 0 contact(s) found",
-                       "Subscribe to Mailbox"};
-        all.insert(all.end(), ending.begin(), ending.end());
-        return all;
+                       "createSnapshot for \"Mailbox\": 0 contact(s) found"};
+        return joined({all, subscribed("Mailbox"), Records(ending.begin(), ending.end())});
     }
 };
 
@@ -40,8 +38,8 @@ TEST_F(AgentCloseTest, EndsWhenItsWindowIsClosed)
     ASSERT_TRUE(agent().postToWindow(WM_CLOSE));
     const AgentRun run = finish();
     EXPECT_EQ(run.exitValue, 0U);
-    EXPECT_EQ(run.log, wholeLog({"WM_CLOSE received", "Shutdown...", "MAPI thread finished", "Closing MAPI session...",
-                                 "Logoff...", "MAPI session closed", "Done",
+    EXPECT_EQ(run.log, wholeLog({"WM_CLOSE received", "Shutdown...", "Unadvise hr = 0", "MAPI thread finished",
+                                 "Closing MAPI session...", "Logoff...", "MAPI session closed", "Done",
                                  "Logging finished  --------------------------------"}));
     EXPECT_EQ(run.report, nothingHeld);
 }
@@ -52,9 +50,9 @@ TEST_F(AgentCloseTest, EndsWhenItsMainThreadIsToldToClose)
     ASSERT_TRUE(agent().postToMainThread(WM_CLOSE));
     const AgentRun run = finish();
     EXPECT_EQ(run.exitValue, 0U);
-    EXPECT_EQ(run.log, wholeLog({"WM_CLOSE for thread received, will quit", "Shutdown...", "MAPI thread finished",
-                                 "Closing MAPI session...", "Logoff...", "MAPI session closed", "Done",
-                                 "Logging finished  --------------------------------"}));
+    EXPECT_EQ(run.log, wholeLog({"WM_CLOSE for thread received, will quit", "Shutdown...", "Unadvise hr = 0",
+                                 "MAPI thread finished", "Closing MAPI session...", "Logoff...", "MAPI session closed",
+                                 "Done", "Logging finished  --------------------------------"}));
     EXPECT_EQ(run.report, nothingHeld);
 }
 
@@ -64,8 +62,9 @@ TEST_F(AgentCloseTest, EndsByAltF4WithoutACloseRecord)
     ASSERT_TRUE(agent().pressAltF4());
     const AgentRun run = finish();
     EXPECT_EQ(run.exitValue, 0U);
-    EXPECT_EQ(run.log, wholeLog({"Shutdown...", "MAPI thread finished", "Closing MAPI session...", "Logoff...",
-                                 "MAPI session closed", "Done", "Logging finished  --------------------------------"}));
+    EXPECT_EQ(run.log, wholeLog({"Shutdown...", "Unadvise hr = 0", "MAPI thread finished", "Closing MAPI session...",
+                                 "Logoff...", "MAPI session closed", "Done",
+                                 "Logging finished  --------------------------------"}));
     EXPECT_EQ(run.report, nothingHeld);
 }
 
@@ -75,8 +74,9 @@ TEST_F(AgentCloseTest, EndsByTheCommandOfTheAccelerator)
     ASSERT_TRUE(agent().postToWindow(WM_COMMAND, MAKEWPARAM(8, 0)));
     const AgentRun run = finish();
     EXPECT_EQ(run.exitValue, 0U);
-    EXPECT_EQ(run.log, wholeLog({"Shutdown...", "MAPI thread finished", "Closing MAPI session...", "Logoff...",
-                                 "MAPI session closed", "Done", "Logging finished  --------------------------------"}));
+    EXPECT_EQ(run.log, wholeLog({"Shutdown...", "Unadvise hr = 0", "MAPI thread finished", "Closing MAPI session...",
+                                 "Logoff...", "MAPI session closed", "Done",
+                                 "Logging finished  --------------------------------"}));
 }
 
 TEST_F(AgentCloseTest, StaysWithAnotherCommandUntilItIsClosed)
@@ -86,8 +86,8 @@ TEST_F(AgentCloseTest, StaysWithAnotherCommandUntilItIsClosed)
     ASSERT_TRUE(agent().postToWindow(WM_CLOSE)); // behind it in the same queue
     const AgentRun run = finish();
     EXPECT_EQ(run.exitValue, 0U);
-    EXPECT_EQ(run.log, wholeLog({"WM_CLOSE received", "Shutdown...", "MAPI thread finished", "Closing MAPI session...",
-                                 "Logoff...", "MAPI session closed", "Done",
+    EXPECT_EQ(run.log, wholeLog({"WM_CLOSE received", "Shutdown...", "Unadvise hr = 0", "MAPI thread finished",
+                                 "Closing MAPI session...", "Logoff...", "MAPI session closed", "Done",
                                  "Logging finished  --------------------------------"}));
 }
 
@@ -97,8 +97,9 @@ TEST_F(AgentCloseTest, LogsOffWhenItsMainThreadIsToldToQuit)
     ASSERT_TRUE(agent().postToMainThread(WM_QUIT));
     const AgentRun run = finish();
     EXPECT_EQ(run.exitValue, 0U);
-    EXPECT_EQ(run.log, wholeLog({"Shutdown...", "MAPI thread finished", "Closing MAPI session...", "Logoff...",
-                                 "MAPI session closed", "Done", "Logging finished  --------------------------------"}));
+    EXPECT_EQ(run.log, wholeLog({"Shutdown...", "Unadvise hr = 0", "MAPI thread finished", "Closing MAPI session...",
+                                 "Logoff...", "MAPI session closed", "Done",
+                                 "Logging finished  --------------------------------"}));
 }
 
 TEST_F(AgentCloseTest, KeepsItsWindowHiddenAndWithoutAMenu)
@@ -121,8 +122,9 @@ TEST_F(AgentCloseTest, LogsALogoffThatFails)
     ASSERT_TRUE(agent().postToWindow(WM_CLOSE));
     const AgentRun run = finish();
     EXPECT_EQ(run.exitValue, 0U);
-    EXPECT_EQ(run.log, wholeLog({"WM_CLOSE received", "Shutdown...", "MAPI thread finished", "Closing MAPI session...",
-                                 "Logoff...", "HRESULT logged: mapi::Session::logoff, line N: hr = 0x80040115",
+    EXPECT_EQ(run.log, wholeLog({"WM_CLOSE received", "Shutdown...", "Unadvise hr = 0", "MAPI thread finished",
+                                 "Closing MAPI session...", "Logoff...",
+                                 "HRESULT logged: mapi::Session::logoff, line N: hr = 0x80040115",
                                  "MAPI session closed", "Done", "Logging finished  --------------------------------"}));
 }
 
@@ -132,9 +134,10 @@ TEST_F(AgentCloseTest, LogsALogoffThatWarns)
     ASSERT_TRUE(agent().postToWindow(WM_CLOSE));
     const AgentRun run = finish();
     EXPECT_EQ(run.exitValue, 0U);
-    EXPECT_EQ(run.log, wholeLog({"WM_CLOSE received", "Shutdown...", "MAPI thread finished", "Closing MAPI session...",
-                                 "Logoff...", "HRESULT logged: mapi::Session::logoff, line N: hr = 0x40380",
-                                 "MAPI session closed", "Done", "Logging finished  --------------------------------"}));
+    EXPECT_EQ(run.log, wholeLog({"WM_CLOSE received", "Shutdown...", "Unadvise hr = 0", "MAPI thread finished",
+                                 "Closing MAPI session...", "Logoff...",
+                                 "HRESULT logged: mapi::Session::logoff, line N: hr = 0x40380", "MAPI session closed",
+                                 "Done", "Logging finished  --------------------------------"}));
 }
 } // namespace
 } // namespace endtoend

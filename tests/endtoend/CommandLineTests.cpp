@@ -27,12 +27,10 @@ protected:
     /// The log of a run on `oneContact` that ended by the closing of the window.
     Records wholeLog() const
     {
-        return logOfClosedWindow({"Message Store found: Mailbox (Sandbox Message Store), Default: true, Public: false, "
-                                  "EntryId: " +
-                                      storeId(1),
-                                  "createSnapshot for \"Mailbox\" started", "subfolder found: Contacts",
-                                  "createSnapshot for \"Mailbox\": 1 contact(s) found", "Sending data:\n" + message(),
-                                  "Subscribe to Mailbox"});
+        return logOfClosedWindow(joined(
+            {{storeFound("Mailbox", 1, true), "createSnapshot for \"Mailbox\" started", "subfolder found: Contacts",
+              "createSnapshot for \"Mailbox\": 1 contact(s) found", "Sending data:\n" + message()},
+             subscribed("Mailbox", {"Contacts"})}));
     }
 
     /// Runs the agent with these arguments until it has sent its message and written the log file, and closes it.
@@ -41,7 +39,8 @@ protected:
         writeMailbox(oneContact);
         serveHost();
         startAgent(arguments);
-        EXPECT_TRUE(waitForRecord(log, "Subscribe to Mailbox", agent().process()));
+        EXPECT_TRUE(waitForRecord(log, subscribed("Mailbox", {"Contacts"}).back(), agent().process()));
+        ask({{"do", "wait"}, {"for", "idle"}}); // until the walk has ended
         EXPECT_TRUE(agent().postToWindow(WM_CLOSE));
         return finish();
     }

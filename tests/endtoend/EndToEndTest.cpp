@@ -37,6 +37,12 @@ std::string messageText(const std::string& request)
     return text;
 }
 
+/// The sandbox's pipe: a name of this test program's own.
+std::wstring controlPipe()
+{
+    return L"linkwell-endtoend-" + std::to_wstring(GetCurrentProcessId());
+}
+
 support::PipeServerOptions hostOptions()
 {
     support::PipeServerOptions options;
@@ -80,6 +86,28 @@ std::string storeFound(std::string_view name, unsigned store, bool isDefault, bo
            ", Public: " + (isPublic ? "true" : "false") + ", EntryId: " + storeId(store);
 }
 
+Records subscribed(std::string_view store, std::initializer_list<std::string_view> folders)
+{
+    const auto registered = [](std::string_view folder)
+    {
+        return "Maybe Contacts folder " + std::string(folder) + " registered as known notification source";
+    };
+    Records records = {"Subscribe to " + std::string(store), registered("IPM_SUBTREE")};
+    for (const std::string_view folder : folders)
+        records.push_back("subfolder found: " + std::string(folder));
+    for (const std::string_view folder : folders)
+        records.push_back(registered(folder));
+    return records;
+}
+
+Records joined(std::initializer_list<Records> parts)
+{
+    Records all;
+    for (const Records& part : parts)
+        all.insert(all.end(), part.begin(), part.end());
+    return all;
+}
+
 void EndToEndTest::SetUp()
 {
     const std::string wrong = wrongInRegistration();
@@ -87,6 +115,7 @@ void EndToEndTest::SetUp()
     setVariable(L"LINKWELL_SANDBOX_DLL", (programFolder() / L"LinkwellSandbox.dll").wstring());
     setVariable(L"LINKWELL_SANDBOX_MAILBOX", file(L"mailbox.json"));
     setVariable(L"LINKWELL_SANDBOX_REPORT", file(L"report.txt"));
+    setVariable(L"LINKWELL_SANDBOX_CONTROL", controlPipe());
 }
 
 void EndToEndTest::writeMailbox(std::string_view json) const
@@ -125,10 +154,42 @@ bool EndToEndTest::waitForLog(std::string_view text, std::chrono::milliseconds l
     return waitForRecord(m_logFile, text, m_agent->process(), limit);
 }
 
+Json EndToEndTest::ask(const Json& request)
+{
+    if (!m_control)
+        m_control = std::make_unique<sandbox::ControlClient>(controlPipe(), support::deadline);
+    return m_control->request(request);
+}
+
+bool EndToEndTest::waitUntilSubscribed(std::string_view lastStore, std::chrono::milliseconds limit)
+{
+    if (!waitForLog("Subscribe to " + std::string(lastStore), limit))
+        return false;
+    constexpr std::chrono::milliseconds look{100};
+    for (const auto end = std::chrono::steady_clock::now() + limit; std::chrono::steady_clock::now() < end;)
+    {
+        // Whether the last store refuses stands in the log a little later, so the number is taken anew each time.
+        try
+        {
+            ask({{"do", "wait"},
+                 {"for", "advised"},
+                 {"count", advisedStores(readLog(m_logFile))},
+                 {"timeout", look.count()}});
+            ask({{"do", "wait"}, {"for", "idle"}, {"timeout", limit.count()}});
+            return true;
+        }
+        catch (const sandbox::Refusal&)
+        {
+        }
+    }
+    return false;
+}
+
 AgentRun EndToEndTest::finish()
 {
     AgentRun run;
     run.exitValue = m_agent->waitForExit();
+    m_control.reset();
     m_agent.reset();
     run.log = readLog(m_logFile);
     if (m_host)
@@ -148,9 +209,15 @@ AgentRun EndToEndTest::runUntilSubscribed(std::string_view json, std::string_vie
     if (!m_host)
         serveHost();
     startAgent();
-    EXPECT_TRUE(waitForLog("Subscribe to " + std::string(lastStore), limit));
+    EXPECT_TRUE(waitUntilSubscribed(lastStore, limit));
+    return closeAndFinish();
+}
+
+AgentRun EndToEndTest::closeAndFinish()
+{
     EXPECT_TRUE(agent().postToWindow(WM_CLOSE));
     AgentRun run = finish();
+    run.subscribing = takeSubscribing(run.log);
     EXPECT_EQ(run.standardError, "");
     return run;
 }
@@ -169,8 +236,10 @@ Records EndToEndTest::logOfClosedWindow(const Records& records) const
 {
     Records all = {std::string(support::logHeader), startedRecord(), "Start MAPI thread..."};
     all.insert(all.end(), records.begin(), records.end());
-    all.insert(all.end(), {"WM_CLOSE received", "Shutdown...", "MAPI thread finished", "Closing MAPI session...",
-                           "Logoff...", "MAPI session closed", "Done", std::string(support::logFooter)});
+    all.insert(all.end(), {"WM_CLOSE received", "Shutdown..."});
+    all.insert(all.end(), static_cast<std::size_t>(advisedStores(records)), "Unadvise hr = 0");
+    all.insert(all.end(), {"MAPI thread finished", "Closing MAPI session...", "Logoff...", "MAPI session closed",
+                           "Done", std::string(support::logFooter)});
     return all;
 }
 

@@ -13,6 +13,7 @@
 
 #include <gmock/gmock.h>
 
+#include "sandbox/control/ControlClient.h"
 #include "tests/endtoend/AgentLog.h"
 #include "tests/endtoend/AgentProcess.h"
 #include "tests/endtoend/EntryIds.h"
@@ -27,11 +28,14 @@ inline constexpr std::wstring_view hostPipeName = L"CorvenaLinkwell";
 /// What the sandbox's end report says when all memory and all interfaces have come back.
 inline constexpr std::string_view nothingHeld = "Nothing is held.\n";
 
+using Json = nlohmann::json;
+
 /// What is left of an agent that has ended.
 struct AgentRun
 {
     std::optional<DWORD> exitValue;    // none when it did not end in time
     Records log;                       // none without a log file
+    Records subscribing;               // what `closeAndFinish` has taken out of the log
     std::vector<std::string> messages; // in UTF-8, without the length in front of them, which has been checked
     std::string report;                // the sandbox's end report
     std::string standardError;
@@ -51,6 +55,12 @@ struct AgentRun
 /// The record of a store in the message stores table whose provider's name is the sandbox's own.
 [[nodiscard]] std::string storeFound(std::string_view name, unsigned store, bool isDefault = false,
                                      bool isPublic = false);
+
+/// The records of the subscription of a store whose only folders are these, all contact folders, and whose IPM subtree
+/// itself looks like one, being empty.
+[[nodiscard]] Records subscribed(std::string_view store, std::initializer_list<std::string_view> folders = {});
+/// These records one behind the other.
+[[nodiscard]] Records joined(std::initializer_list<Records> parts);
 
 class EndToEndTest : public testing::Test
 {
@@ -77,11 +87,22 @@ protected:
     [[nodiscard]] support::PipeServer& host() { return *m_host; }
     /// Waits for a record in the agent's log; false when the agent ends without it, or after `limit`.
     [[nodiscard]] bool waitForLog(std::string_view text, std::chrono::milliseconds limit = support::deadline) const;
+    /// Asks the sandbox of the running agent, as docs/sandbox-control.md tells, and gives its answer. Throws when it
+    /// refuses.
+    Json ask(const Json& request);
+    /// Waits until the agent has subscribed to all its stores, of which this is the last, and handles its messages.
+    [[nodiscard]] bool waitUntilSubscribed(std::string_view lastStore,
+                                           std::chrono::milliseconds limit = support::deadline);
     /// Waits for the end of the agent and collects what it has left.
     [[nodiscard]] AgentRun finish();
 
+    /// Closes the window, waits for the end of the agent and collects what it has left. What is logged behind each
+    /// "Subscribe to ..." until the next one or the close request stands in `subscribing` and not in `log`: mostly that is
+    /// the walk of the snapshot anew.
+    [[nodiscard]] AgentRun closeAndFinish();
+
     /// A whole run on this mailbox: with a host that says "ack" if none is served yet; until the last store, which is
-    /// named, has been subscribed; then the window is closed.
+    /// named, has been subscribed; then `closeAndFinish`.
     [[nodiscard]] AgentRun runUntilSubscribed(std::string_view json, std::string_view lastStore,
                                               std::chrono::milliseconds limit = support::deadline);
     /// A whole run on this mailbox, with the host that is served if one is, whose worker ends by itself. In its log
@@ -91,7 +112,8 @@ protected:
     // ---- What is expected --------------------------------------------------------------------------------------------
 
     /// The log of a run that ended by the closing of its window: from the header to "Start MAPI thread...", these
-    /// records, and from "WM_CLOSE received" to the footer, with an orderly logoff.
+    /// records, and from "WM_CLOSE received" to the footer, with an orderly logoff. Each store that these records
+    /// subscribe to, but for public ones, is unadvised.
     [[nodiscard]] Records logOfClosedWindow(const Records& records) const;
     /// The log of a run whose worker ended by itself.
     [[nodiscard]] Records logOfEndedWorker(const Records& records) const;
@@ -107,6 +129,7 @@ private:
     Environment m_environment;
     std::unique_ptr<support::PipeServer> m_host;
     std::unique_ptr<AgentProcess> m_agent;
-    std::wstring m_commandLine; // of the agent that was started last
+    std::unique_ptr<sandbox::ControlClient> m_control; // null until the running agent's sandbox is asked something
+    std::wstring m_commandLine;                        // of the agent that was started last
 };
 } // namespace endtoend

@@ -57,8 +57,8 @@ TEST_F(AgentLargeMailboxTest, GivesOneMessageWithAllContactsInOrder)
                        "subfolder found: Contacts", "createSnapshot for \"Mailbox\": 100000 contact(s) found",
                        "Sending data:\n<message>(continue to the next log file)"}));
     EXPECT_EQ(run.log, (Records{"(continue logging)", "Subscribe to Mailbox", "WM_CLOSE received", "Shutdown...",
-                                "MAPI thread finished", "Closing MAPI session...", "Logoff...", "MAPI session closed",
-                                "Done", std::string(support::logFooter)}));
+                                "Unadvise hr = 0", "MAPI thread finished", "Closing MAPI session...", "Logoff...",
+                                "MAPI session closed", "Done", std::string(support::logFooter)}));
     EXPECT_EQ(run.report, nothingHeld);
 }
 

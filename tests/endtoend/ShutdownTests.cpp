@@ -10,6 +10,12 @@ namespace
 using support::PipeReply;
 using testing::ElementsAre;
 
+/// What ends the worker when its MAPI calls meet a session that is over, and when it begins a walk that is not wanted.
+const std::string sessionOver = "An exception has been caught in AsyncMapiHelper::run : "
+                                "mapi::PropValue::read, line N: hr = 0x80040200(MAPI call failed)";
+const std::string walkCancelled = "An exception has been caught in AsyncMapiHelper::run : "
+                                  "mapi::traverseFolders: cancelled by request";
+
 class AgentShutdownTest : public EndToEndTest
 {
 protected:
@@ -87,8 +93,9 @@ TEST_F(AgentShutdownTest, LogsOffWhenTheWorkerEndsInItsTime)
     const AgentRun run = closeAndReleaseAfter("Shutdown...");
     EXPECT_EQ(run.exitValue, 0U);
     EXPECT_THAT(run.messages, ElementsAre(message(1)));
-    EXPECT_EQ(run.log, wholeLog(1, {"WM_CLOSE received", "Shutdown...", "Subscribe to Mailbox", "MAPI thread finished",
-                                    "Closing MAPI session...", "Logoff...", "MAPI session closed"}));
+    EXPECT_EQ(run.log,
+              wholeLog(1, {"WM_CLOSE received", "Shutdown...", "Subscribe to Mailbox", "Unadvise hr = 0", walkCancelled,
+                           "MAPI thread finished", "Closing MAPI session...", "Logoff...", "MAPI session closed"}));
     EXPECT_EQ(run.report, nothingHeld);
 }
 
@@ -98,8 +105,8 @@ TEST_F(AgentShutdownTest, IsFastWhenTheWorkerNeedsLonger)
     const AgentRun run = closeAndReleaseAfter("MAPI session closed");
     EXPECT_EQ(run.exitValue, 0U);
     EXPECT_THAT(run.messages, ElementsAre(message(1)));
-    EXPECT_EQ(run.log,
-              wholeLog(1, fastShutdown({"MAPI session closed", "Subscribe to Mailbox", "MAPI thread finished"})));
+    EXPECT_EQ(run.log, wholeLog(1, fastShutdown({"MAPI session closed", "Subscribe to Mailbox", sessionOver,
+                                                 "MAPI thread finished"})));
     EXPECT_EQ(run.report, nothingHeld);
 }
 
@@ -111,7 +118,7 @@ TEST_F(AgentShutdownTest, IsFastAlsoWhenTheThreadIsToldToClose)
     ASSERT_TRUE(SetEvent(m_release.get()));
     const AgentRun run = finish();
     EXPECT_EQ(run.exitValue, 0U);
-    Records ending = fastShutdown({"MAPI session closed", "Subscribe to Mailbox", "MAPI thread finished"});
+    Records ending = fastShutdown({"MAPI session closed", "Subscribe to Mailbox", sessionOver, "MAPI thread finished"});
     ending.front() = "WM_CLOSE for thread received, will quit";
     EXPECT_EQ(run.log, wholeLog(1, ending));
 }
@@ -123,9 +130,7 @@ TEST_F(AgentShutdownTest, MakesTheWorkersMapiCallsFailWhenFast)
     EXPECT_EQ(run.exitValue, 0U);
     EXPECT_THAT(run.messages, ElementsAre(message(2)));
     EXPECT_EQ(run.log, wholeLog(2, fastShutdown({"MAPI session closed", "createSnapshot for \"Archive\" started",
-                                                 "An exception has been caught in AsyncMapiHelper::run : "
-                                                 "mapi::PropValue::read, line N: hr = 0x80040200(MAPI call failed)",
-                                                 "MAPI thread finished"})));
+                                                 sessionOver, "MAPI thread finished"})));
     EXPECT_EQ(run.report, nothingHeld);
 }
 
@@ -140,9 +145,7 @@ TEST_F(AgentShutdownTest, CancelsTheWalkOfTheNextStore)
               wholeLog(2, fastShutdown({"HRESULT logged: mapi::Session::shutdown, line N: "
                                         "hr = 0x80040115(Fast shutdown failed)",
                                         "Logoff...", "HRESULT logged: mapi::Session::logoff, line N: hr = 0x80040115",
-                                        "MAPI session closed", "createSnapshot for \"Archive\" started",
-                                        "An exception has been caught in AsyncMapiHelper::run : "
-                                        "mapi::traverseFolders: cancelled by request",
+                                        "MAPI session closed", "createSnapshot for \"Archive\" started", walkCancelled,
                                         "MAPI thread finished"})));
     EXPECT_EQ(run.report, nothingHeld);
 }
@@ -187,7 +190,7 @@ TEST_P(AgentSlowShutdownTest, LogsOffWhenTheFastShutdownIsRefused)
     EXPECT_EQ(run.log, wholeLog(1, fastShutdown({"HRESULT logged: mapi::Session::shutdown, line N: hr = 0x" +
                                                      std::string(GetParam().logged),
                                                  "Logoff...", "MAPI session closed", "Subscribe to Mailbox",
-                                                 "MAPI thread finished"})));
+                                                 sessionOver, "MAPI thread finished"})));
     EXPECT_EQ(run.report, nothingHeld);
 }
 

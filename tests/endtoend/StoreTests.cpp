@@ -7,6 +7,7 @@ namespace
 {
 using testing::ElementsAre;
 
+const std::string notTracked = "Event tracking for public store is not implemented.";
 const std::string noStores = "An exception has been caught in AsyncMapiHelper::run : "
                              "SyncManager::createWatchers: Cannot find message stores for synchronization";
 
@@ -48,14 +49,6 @@ protected:
         return {"createSnapshot for \"" + name + "\" started",
                 "createSnapshot for \"" + name + "\": 0 contact(s) found"};
     }
-
-    static Records joined(std::initializer_list<Records> parts)
-    {
-        Records all;
-        for (const Records& part : parts)
-            all.insert(all.end(), part.begin(), part.end());
-        return all;
-    }
 };
 
 TEST_F(AgentStoresTest, ComeInOrderDefaultThenOthersThenPublic)
@@ -77,7 +70,7 @@ TEST_F(AgentStoresTest, ComeInOrderDefaultThenOthersThenPublic)
                             snapshot("Public", 1, "3;5"),
                             snapshot("News", 4, "4;5"),
                             {"Subscribe to Mailbox", "Subscribe to Archive", "Subscribe to Team", "Subscribe to Public",
-                             "Subscribe to News"}})));
+                             notTracked, "Subscribe to News", notTracked}})));
     EXPECT_EQ(run.report, nothingHeld);
 }
 
@@ -127,7 +120,7 @@ TEST_F(AgentStoresTest, ArePublicAsTheOpenedStoreSaysAndNotTheRow)
     EXPECT_EQ(run.log, logOfClosedWindow(joined({{storeFound("Shy", 1), storeFound("Loud", 2, false, true)},
                                                  snapshot("Loud", 2, "0;2"),
                                                  snapshot("Shy", 1, "1;2"),
-                                                 {"Subscribe to Loud", "Subscribe to Shy"}})));
+                                                 {"Subscribe to Loud", "Subscribe to Shy", notTracked}})));
 }
 
 TEST_F(AgentStoresTest, AreNotPublicWithAProviderOfAnotherLength)
@@ -145,7 +138,7 @@ TEST_F(AgentStoresTest, AreNotPublicWithAProviderOfAnotherLength)
                                                  snapshot("Other", 4, "2;4"),
                                                  snapshot("Public", 3, "3;4"),
                                                  {"Subscribe to Short", "Subscribe to Long", "Subscribe to Other",
-                                                  "Subscribe to Public"}})));
+                                                  "Subscribe to Public", notTracked}})));
 }
 
 TEST_F(AgentStoresTest, LeaveAGapInTheIndexesWhenOneIsEmpty)
@@ -168,9 +161,8 @@ TEST_F(AgentStoresTest, SendNothingWhenAllAreEmpty)
     // No host is served: an agent that has nothing to send does not look for one.
     writeMailbox(mailbox({R"({"name": "Mailbox", "default": true})", R"({"name": "Archive"})"}));
     startAgent();
-    ASSERT_TRUE(waitForLog("Subscribe to Archive"));
-    ASSERT_TRUE(agent().postToWindow(WM_CLOSE));
-    const AgentRun run = finish();
+    ASSERT_TRUE(waitUntilSubscribed("Archive"));
+    const AgentRun run = closeAndFinish();
     EXPECT_EQ(run.exitValue, 0U);
     EXPECT_EQ(run.log, logOfClosedWindow(joined({{storeFound("Mailbox", 1, true), storeFound("Archive", 2)},
                                                  emptySnapshot("Mailbox"),
