@@ -4,7 +4,10 @@
 #include <windows.h>
 
 #include <chrono>
+#include <cstdint>
 #include <memory>
+#include <mutex>
+#include <set>
 #include <vector>
 
 #include "agent/mapi/MapiInterfaces.h"
@@ -13,6 +16,9 @@
 
 namespace sandbox
 {
+class SessionState;
+class ThreadQueue;
+
 /// One watcher of one store.
 struct Subscription
 {
@@ -32,12 +38,18 @@ public:
     [[nodiscard]] static Delivery& instance();
 
     /// IMsgStore::Advise: takes a reference on the sink and gives the connection's number.
-    ULONG_PTR advise(std::shared_ptr<Store> store, Bytes entryId, ULONG mask, IMAPIAdviseSink* sink);
+    /// @param session  nothing is delivered once it has ended, though the sink stays held; null for no such end.
+    ULONG_PTR advise(std::shared_ptr<Store> store, Bytes entryId, ULONG mask, IMAPIAdviseSink* sink,
+                     std::shared_ptr<const SessionState> session = nullptr);
     /// IMsgStore::Unadvise: nothing is delivered for this connection from here on, also nothing that waits already.
     /// False if there is no such connection.
-    bool unadvise(ULONG_PTR connection);
-    /// The subscriptions, oldest first.
+    /// @param store  the store that it must be of; null for any.
+    bool unadvise(ULONG_PTR connection, const Store* store = nullptr);
+    /// The subscriptions of sessions that go on, oldest first.
     [[nodiscard]] std::vector<Subscription> subscriptions() const;
+
+    /// To be called when a session has ended: who waits looks again.
+    void noteEndOfSession() noexcept;
 
     /// Hands each batch to those whom it concerns, each getting the events that pass its mask and object, in order, in one
     /// call of OnNotify. For wrapped sinks it only posts.
@@ -48,5 +60,20 @@ public:
     [[nodiscard]] bool waitUntilIdle(std::chrono::milliseconds timeout, HANDLE stop);
     /// Waits until there are at least so many subscriptions.
     [[nodiscard]] bool waitUntilAdvised(std::size_t count, std::chrono::milliseconds timeout, HANDLE stop);
+
+private:
+    struct Watcher;
+    class Running;
+
+    Delivery() = default;
+    void deliver(Watcher& watcher, const EventBatch& events);
+    [[nodiscard]] std::vector<std::shared_ptr<Watcher>> watchersOf(const Store& store) const;
+    [[nodiscard]] std::set<std::shared_ptr<ThreadQueue>> watchedQueues() const;
+
+    mutable std::mutex m_mutex; // guards all below
+    std::vector<std::shared_ptr<Watcher>> m_watchers;
+    ULONG_PTR m_advised = 0;
+    std::uint64_t m_lastRun = 0;
+    std::set<std::uint64_t> m_running;
 };
 } // namespace sandbox

@@ -4,6 +4,7 @@
 
 #include "sandbox/runtime/Ledger.h"
 #include "sandbox/runtime/Memory.h"
+#include "sandbox/runtime/ThreadQueue.h"
 
 namespace
 {
@@ -29,10 +30,14 @@ void writeReport() noexcept
 
 BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void* processEnds)
 {
+    if (reason == DLL_THREAD_DETACH)
+        sandbox::ThreadQueue::threadEnds();
     if (reason != DLL_PROCESS_DETACH)
         return TRUE;
     if (processEnds != nullptr)
         sandbox::ledger::beLastThread();
+    else
+        sandbox::ThreadQueue::moduleEnds();
     sandbox::memory::inspect();
     writeReport();
     return TRUE;

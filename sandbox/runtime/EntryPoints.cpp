@@ -202,7 +202,7 @@ HRESULT STDAPICALLTYPE HrThisThreadAdviseSink(IMAPIAdviseSink* sink, IMAPIAdvise
                      {
                          require(sink != nullptr && wrapper != nullptr);
                          *wrapper = nullptr;
-                         *wrapper = new AdviseSinkWrapper(sink);
+                         *wrapper = AdviseSinkWrapper::make(sink).release();
                          return S_OK;
                      });
 }

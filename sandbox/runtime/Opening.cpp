@@ -49,6 +49,13 @@ Bytes entryIdOf(ULONG size, const ENTRYID* entryId)
     return Bytes(bytes, bytes + size);
 }
 
+std::shared_ptr<MailboxObject> objectOfStore(const Mailbox& mailbox, const Store& store, const Bytes& entryId)
+{
+    std::shared_ptr<MailboxObject> object = mailbox.find(entryId);
+    require(object != nullptr && belongsTo(store, *object), MAPI_E_NOT_FOUND);
+    return object;
+}
+
 HRESULT openObject(const std::shared_ptr<SessionState>& session, const std::shared_ptr<MailboxObject>& object,
                    const IID* iid, ULONG* objectType, IUnknown** opened)
 {
@@ -76,12 +83,9 @@ HRESULT openEntryOfStore(const std::shared_ptr<SessionState>& session, const Sto
     require(opened != nullptr);
     *opened = nullptr;
     requireOpenEntryFlags(flags);
-    std::shared_ptr<MailboxObject> object;
-    if (size == 0 && entryId == nullptr)
-        object = store.root();
-    else
-        object = session->mailbox().find(entryIdOf(size, entryId));
-    require(object != nullptr && belongsTo(store, *object), MAPI_E_NOT_FOUND);
+    const std::shared_ptr<MailboxObject> object =
+        size == 0 && entryId == nullptr ? store.root()
+                                        : objectOfStore(session->mailbox(), store, entryIdOf(size, entryId));
     return openObject(session, object, iid, objectType, opened);
 }
 

@@ -13,6 +13,10 @@ namespace sandbox
 /// The bytes of an entry identifier that a client gives; throws MAPI_E_INVALID_ENTRYID for what can't be one.
 [[nodiscard]] Bytes entryIdOf(ULONG size, const ENTRYID* entryId);
 
+/// The folder or message of this store that an identifier stands for; throws MAPI_E_NOT_FOUND if there is none.
+[[nodiscard]] std::shared_ptr<MailboxObject> objectOfStore(const Mailbox& mailbox, const Store& store,
+                                                           const Bytes& entryId);
+
 /// Opens an object of the mailbox. Its result is S_OK, or the warning that the mailbox plans for its opening.
 /// @param iid         null for the object's own interface.
 /// @param objectType  receives the object's type; may be null.

@@ -56,6 +56,13 @@ protected:
         return m_session->serveLocked(name, &m_object->results(), {}, std::forward<Work>(work));
     }
 
+    /// The same without the lock, for what calls a client.
+    template <class Work>
+    [[nodiscard]] HRESULT servedUnlocked(const char* name, Work&& work) noexcept
+    {
+        return m_session->serveUnlocked(name, &m_object->results(), {}, std::forward<Work>(work));
+    }
+
     [[nodiscard]] const std::shared_ptr<SessionState>& session() const noexcept { return m_session; }
 
 private:

@@ -6,8 +6,11 @@
 #include <string_view>
 
 #include "sandbox/mailbox/MailboxReader.h"
+#include "sandbox/runtime/Delivery.h"
 #include "sandbox/runtime/Ledger.h"
+#include "sandbox/runtime/MapiFailure.h"
 #include "sandbox/runtime/Memory.h"
+#include "sandbox/runtime/Notifications.h"
 #include "sandbox/runtime/Runtime.h"
 
 namespace
@@ -65,4 +68,38 @@ void sandboxReset()
     sandbox::Runtime::instance().give(nullptr);
     sandbox::memory::flush();
     sandbox::ledger::forgetMisuse();
+}
+
+int sandboxNotify(std::size_t store, ULONG count, const NOTIFICATION* notifications, int heedsMasks)
+{
+    try
+    {
+        const std::shared_ptr<sandbox::Mailbox> mailbox = sandbox::Runtime::instance().mailbox();
+        std::shared_ptr<sandbox::Store> teller;
+        {
+            const std::lock_guard lock(mailbox->mutex());
+            teller = mailbox->stores().at(store);
+        }
+        sandbox::Delivery::instance().send({{teller, sandbox::eventsOf(count, notifications), heedsMasks != 0}});
+        return 1;
+    }
+    catch (const std::exception&)
+    {
+        return 0;
+    }
+    catch (const sandbox::MapiFailure&)
+    {
+        return 0;
+    }
+}
+
+int sandboxWaitUntilIdle(unsigned milliseconds, HANDLE stop)
+{
+    return sandbox::Delivery::instance().waitUntilIdle(std::chrono::milliseconds(milliseconds), stop) ? 1 : 0;
+}
+
+int sandboxWaitUntilAdvised(std::size_t count, unsigned milliseconds, HANDLE stop)
+{
+    const std::chrono::milliseconds timeout(milliseconds);
+    return sandbox::Delivery::instance().waitUntilAdvised(count, timeout, stop) ? 1 : 0;
 }

@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "agent/mapi/MapiTypes.h"
+
 extern "C"
 {
     /// Memory blocks that are allocated, chained ones included; objects that are referenced; their references together.
@@ -22,6 +24,15 @@ extern "C"
 
     /// Goes back to the mailbox file, which is read anew, and forgets every misuse noted so far.
     void sandboxReset();
+
+    /// Lets a store of the mailbox, counted from 0, tell these notifications of objects as one batch. Gives 1; or 0, and
+    /// tells nothing, if there is no such store or a notification is of another kind.
+    /// @param heedsMasks  0 to deliver them whatever the subscriptions' masks say.
+    int sandboxNotify(std::size_t store, ULONG count, const NOTIFICATION* notifications, int heedsMasks);
+    /// Delivery::waitUntilIdle and waitUntilAdvised: 1, or 0 after so many milliseconds or when `stop` (may be null) is
+    /// signalled.
+    int sandboxWaitUntilIdle(unsigned milliseconds, HANDLE stop);
+    int sandboxWaitUntilAdvised(std::size_t count, unsigned milliseconds, HANDLE stop);
 }
 
 // For GetProcAddress.
@@ -29,3 +40,6 @@ using SandboxCountFunction = decltype(&sandboxLiveBlocks);
 using SandboxReportFunction = decltype(&sandboxReport);
 using SandboxLoadMailboxFunction = decltype(&sandboxLoadMailbox);
 using SandboxResetFunction = decltype(&sandboxReset);
+using SandboxNotifyFunction = decltype(&sandboxNotify);
+using SandboxWaitUntilIdleFunction = decltype(&sandboxWaitUntilIdle);
+using SandboxWaitUntilAdvisedFunction = decltype(&sandboxWaitUntilAdvised);

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "sandbox/runtime/Delivery.h"
 #include "sandbox/runtime/Opening.h"
 #include "sandbox/runtime/TableObject.h"
 
@@ -91,6 +92,7 @@ HRESULT STDMETHODCALLTYPE SessionObject::Logoff(ULONG_PTR, ULONG flags, ULONG re
                       require(reserved == 0);
                       requireFlags(flags, s_logoffFlags);
                       m_state->end();
+                      Delivery::instance().noteEndOfSession();
                       return S_OK;
                   });
 }
@@ -135,6 +137,7 @@ HRESULT STDMETHODCALLTYPE SessionObject::ClientShutdown::DoFastShutdown()
                             [this]
                             {
                                 m_session.m_state->end();
+                                Delivery::instance().noteEndOfSession();
                                 return S_OK;
                             });
 }

@@ -19,19 +19,32 @@ public:
 
     [[nodiscard]] Mailbox& mailbox() const noexcept { return *m_mailbox; }
     void end() noexcept { m_ended = true; }
+    [[nodiscard]] bool hasEnded() const noexcept { return m_ended; }
 
-    /// Runs the body of a method, as `serve` does, of a session that is not over, with the mailbox locked.
+    /// Runs the body of a method, as `serve` does, of a session that is not over.
     template <class Work>
-    [[nodiscard]] HRESULT serveLocked(const char* name, const Results* results, std::string_view table,
-                                      Work&& work) noexcept
+    [[nodiscard]] HRESULT serveUnlocked(const char* name, const Results* results, std::string_view table,
+                                        Work&& work) noexcept
     {
         return serve(name, results, table,
                      [&]
                      {
                          require(!m_ended, MAPI_E_END_OF_SESSION);
-                         const std::lock_guard lock(m_mailbox->mutex());
                          return work();
                      });
+    }
+
+    /// The same with the mailbox locked.
+    template <class Work>
+    [[nodiscard]] HRESULT serveLocked(const char* name, const Results* results, std::string_view table,
+                                      Work&& work) noexcept
+    {
+        return serveUnlocked(name, results, table,
+                             [&]
+                             {
+                                 const std::lock_guard lock(m_mailbox->mutex());
+                                 return work();
+                             });
     }
 
 private:

@@ -1,22 +1,48 @@
 #include "sandbox/runtime/StoreObject.h"
 
+#include "sandbox/runtime/Delivery.h"
 #include "sandbox/runtime/Opening.h"
 
 namespace sandbox
 {
+namespace
+{
+/// The events of which a store tells.
+constexpr ULONG s_storeEvents = fnevCriticalError | fnevNewMail | fnevObjectCreated | fnevObjectDeleted |
+                                fnevObjectModified | fnevObjectMoved | fnevObjectCopied | fnevSearchComplete |
+                                0x80000000 /* fnevExtended */;
+} // namespace
+
 StoreObject::StoreObject(std::shared_ptr<SessionState> session, std::shared_ptr<Store> store) noexcept
     : RefusingStore("IMsgStore", std::move(session), store, &store->names()), m_store(std::move(store))
 {
 }
 
-HRESULT STDMETHODCALLTYPE StoreObject::Advise(ULONG, ENTRYID*, ULONG, IMAPIAdviseSink*, ULONG_PTR*)
+HRESULT STDMETHODCALLTYPE StoreObject::Advise(ULONG entryIdSize, ENTRYID* entryId, ULONG eventMask,
+                                              IMAPIAdviseSink* sink, ULONG_PTR* connection)
 {
-    return served("IMsgStore::Advise", [] { return MAPI_E_NO_SUPPORT; });
+    return servedUnlocked("IMsgStore::Advise",
+                          [&]
+                          {
+                              require(connection != nullptr);
+                              *connection = 0;
+                              require(sink != nullptr);
+                              require(eventMask != 0 && (eventMask & ~s_storeEvents) == 0);
+                              Bytes watched = watchedId(entryIdSize, entryId);
+                              *connection =
+                                  Delivery::instance().advise(m_store, std::move(watched), eventMask, sink, session());
+                              return S_OK;
+                          });
 }
 
-HRESULT STDMETHODCALLTYPE StoreObject::Unadvise(ULONG_PTR)
+HRESULT STDMETHODCALLTYPE StoreObject::Unadvise(ULONG_PTR connection)
 {
-    return served("IMsgStore::Unadvise", [] { return MAPI_E_NO_SUPPORT; });
+    return servedUnlocked("IMsgStore::Unadvise",
+                          [&]
+                          {
+                              require(Delivery::instance().unadvise(connection, m_store.get()));
+                              return S_OK;
+                          });
 }
 
 HRESULT STDMETHODCALLTYPE StoreObject::CompareEntryIDs(ULONG size1, ENTRYID* entryId1, ULONG size2, ENTRYID* entryId2,
@@ -32,6 +58,15 @@ HRESULT STDMETHODCALLTYPE StoreObject::OpenEntry(ULONG entryIdSize, ENTRYID* ent
     return served(
         "IMsgStore::OpenEntry",
         [&] { return openEntryOfStore(session(), *m_store, entryIdSize, entryId, iid, flags, objectType, object); });
+}
+
+Bytes StoreObject::watchedId(ULONG size, const ENTRYID* entryId) const
+{
+    if (size == 0 && entryId == nullptr)
+        return {};
+    const Bytes id = entryIdOf(size, entryId);
+    const std::lock_guard lock(session()->mailbox().mutex());
+    return objectOfStore(session()->mailbox(), *m_store, id)->entryId();
 }
 
 void* StoreObject::interfaceFor(REFIID iid) noexcept

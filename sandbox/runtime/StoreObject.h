@@ -23,6 +23,10 @@ protected:
     [[nodiscard]] void* interfaceFor(REFIID iid) noexcept override;
 
 private:
+    /// The long-term identifier of the object that Advise is asked to watch, without the mailbox locked; empty for the
+    /// whole store. Throws MapiFailure for what is no object of the store.
+    [[nodiscard]] Bytes watchedId(ULONG size, const ENTRYID* entryId) const;
+
     const std::shared_ptr<Store> m_store;
 };
 } // namespace sandbox

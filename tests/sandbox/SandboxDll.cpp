@@ -23,6 +23,9 @@ SandboxDll::SandboxDll() : m_module(LoadLibraryW(besideThisProgram(L"LinkwellSan
     bind(sandboxReport, "sandboxReport");
     bind(sandboxLoadMailbox, "sandboxLoadMailbox");
     bind(sandboxReset, "sandboxReset");
+    bind(sandboxNotify, "sandboxNotify");
+    bind(sandboxWaitUntilIdle, "sandboxWaitUntilIdle");
+    bind(sandboxWaitUntilAdvised, "sandboxWaitUntilAdvised");
 }
 
 SandboxDll::~SandboxDll()

@@ -33,6 +33,9 @@ public:
     SandboxReportFunction sandboxReport;
     SandboxLoadMailboxFunction sandboxLoadMailbox;
     SandboxResetFunction sandboxReset;
+    SandboxNotifyFunction sandboxNotify;
+    SandboxWaitUntilIdleFunction sandboxWaitUntilIdle;
+    SandboxWaitUntilAdvisedFunction sandboxWaitUntilAdvised;
 
     [[nodiscard]] std::string report() const;
 

@@ -193,9 +193,6 @@ TEST_F(SessionObjectTest, RefusesTheRest)
     EXPECT_EQ(session->QueryIdentity(nullptr, nullptr), MAPI_E_NO_SUPPORT);
     EXPECT_EQ(session->PrepareForm(nullptr, nullptr, nullptr), MAPI_E_NO_SUPPORT);
     const IMsgStorePtr store = openStore(session);
-    ULONG_PTR connection = 0;
-    EXPECT_EQ(store->Advise(0, nullptr, 0xFC, nullptr, &connection), MAPI_E_NO_SUPPORT);
-    EXPECT_EQ(store->Unadvise(1), MAPI_E_NO_SUPPORT);
     EXPECT_EQ(store->GetReceiveFolderTable(0, nullptr), MAPI_E_NO_SUPPORT);
     EXPECT_EQ(store->NotifyNewMail(nullptr), MAPI_E_NO_SUPPORT);
     const IMAPIFolderPtr folder = openIpmSubtree(store);

@@ -1,0 +1,272 @@
+// IMsgStore::Advise and Unadvise: what they take, whom they make be told of what, and when that ends.
+#include <thread>
+
+#include "tests/sandbox/NotifyTest.h"
+
+using namespace sandboxtest;
+using sandbox::Bytes;
+using testing::ElementsAre;
+
+namespace
+{
+const Bytes s_message = {0, 0, 0, 0, 0xA1};
+const Bytes s_aliasOfMessage = {0, 0, 0, 0, 0xA2};
+const Bytes s_folder = {0, 0, 0, 0, 0xF0};
+const Bytes s_messageOfOtherStore = {0, 0, 0, 0, 0xB1};
+
+class AdviseTest : public NotifyTest
+{
+protected:
+    AdviseTest() { open(); }
+    ~AdviseTest() override { close(); }
+
+    HRESULT adviseOn(const Bytes& id, IMAPIAdviseSink* sink, ULONG_PTR* connection)
+    {
+        return m_store->Advise(static_cast<ULONG>(id.size()), entryId(id), s_allEvents, sink, connection);
+    }
+
+    /// For what the session of the subscription can no longer do.
+    void unadviseByNewSession()
+    {
+        m_store = nullptr;
+        m_session = logon();
+        m_store = openStore(m_session);
+        EXPECT_EQ(m_store->Unadvise(m_connection), S_OK);
+    }
+
+    void tellOf(ULONG type, const Bytes& id, const Bytes& oldId = {})
+    {
+        NOTIFICATION told = makeNotification(type, id);
+        told.info.obj.cbOldID = static_cast<ULONG>(oldId.size());
+        told.info.obj.lpOldID = oldId.empty() ? nullptr : entryId(oldId);
+        ASSERT_EQ(dll.sandboxNotify(0, 1, &told, 1), 1);
+    }
+
+    const RecordingSinkPtr m_sink = makeSink();
+    ULONG_PTR m_connection = 0;
+};
+} // namespace
+
+TEST_F(AdviseTest, GivesNumbersOfMoreThan32Bits)
+{
+    m_connection = advise(m_sink);
+    const ULONG_PTR other = advise(m_sink);
+    EXPECT_GT(m_connection, 0xFFFFFFFFu);
+    EXPECT_NE(other, m_connection);
+    EXPECT_EQ(m_store->Unadvise(static_cast<ULONG>(m_connection)), MAPI_E_INVALID_PARAMETER);
+    EXPECT_EQ(m_store->Unadvise(m_connection), S_OK);
+    EXPECT_EQ(m_store->Unadvise(other), S_OK);
+}
+
+TEST_F(AdviseTest, HoldsTheSinkUntilUnadvise)
+{
+    m_connection = advise(m_sink);
+    EXPECT_EQ(m_sink->references(), 2);
+    EXPECT_EQ(m_store->Unadvise(m_connection), S_OK);
+    EXPECT_EQ(m_sink->references(), 1);
+    EXPECT_EQ(m_store->Unadvise(m_connection), MAPI_E_INVALID_PARAMETER);
+    tell({fnevObjectCreated});
+    EXPECT_EQ(m_sink->count(), 0u);
+}
+
+TEST_F(AdviseTest, RefusesWhatIsMissing)
+{
+    m_connection = 7;
+    EXPECT_EQ(m_store->Advise(0, nullptr, s_allEvents, nullptr, &m_connection), MAPI_E_INVALID_PARAMETER);
+    EXPECT_EQ(m_connection, 0u);
+    EXPECT_EQ(m_store->Advise(0, nullptr, s_allEvents, m_sink, nullptr), MAPI_E_INVALID_PARAMETER);
+    EXPECT_EQ(m_store->Unadvise(0), MAPI_E_INVALID_PARAMETER);
+    EXPECT_EQ(m_sink->references(), 1);
+}
+
+TEST_F(AdviseTest, RefusesAMaskOfNoEventOfAStore)
+{
+    EXPECT_EQ(m_store->Advise(0, nullptr, 0, m_sink, &m_connection), MAPI_E_INVALID_PARAMETER);
+    EXPECT_EQ(m_store->Advise(0, nullptr, fnevTableModified, m_sink, &m_connection), MAPI_E_INVALID_PARAMETER);
+    EXPECT_EQ(m_store->Advise(0, nullptr, fnevObjectCreated | 0x400, m_sink, &m_connection), MAPI_E_INVALID_PARAMETER);
+    EXPECT_EQ(m_sink->references(), 1);
+}
+
+TEST_F(AdviseTest, RefusesIdentifiersThatStandForNothingInTheStore)
+{
+    EXPECT_EQ(adviseOn({0, 0, 0}, m_sink, &m_connection), MAPI_E_INVALID_ENTRYID);
+    EXPECT_EQ(m_store->Advise(5, nullptr, s_allEvents, m_sink, &m_connection), MAPI_E_INVALID_ENTRYID);
+    EXPECT_EQ(adviseOn({0, 0, 0, 0, 1, 2, 3}, m_sink, &m_connection), MAPI_E_NOT_FOUND);
+    EXPECT_EQ(adviseOn(s_messageOfOtherStore, m_sink, &m_connection), MAPI_E_NOT_FOUND);
+    EXPECT_EQ(m_sink->references(), 1);
+}
+
+TEST_F(AdviseTest, AnswersAsPlannedInTheMailbox)
+{
+    close();
+    m_session = logonTo(R"({"stores":[{"name":"A","results":{"Advise":"MAPI_E_NO_SUPPORT"}}]})");
+    m_store = openStore(m_session);
+    EXPECT_EQ(m_store->Advise(0, nullptr, s_allEvents, m_sink, &m_connection), MAPI_E_NO_SUPPORT);
+    EXPECT_EQ(m_sink->references(), 1);
+}
+
+TEST_F(AdviseTest, TellsOnlyWhatTheMaskHas)
+{
+    m_connection = advise(m_sink, fnevObjectCreated | fnevObjectMoved);
+    tell({fnevObjectModified, fnevObjectCreated, fnevObjectDeleted, fnevObjectMoved});
+    tell({fnevObjectDeleted});
+    ASSERT_EQ(m_sink->count(), 1u);
+    EXPECT_THAT(m_sink->types(), ElementsAre(fnevObjectCreated, fnevObjectMoved));
+    EXPECT_EQ(m_store->Unadvise(m_connection), S_OK);
+}
+
+TEST_F(AdviseTest, TellsARawNotificationWhateverTheMaskSays)
+{
+    m_connection = advise(m_sink, fnevObjectCreated);
+    NOTIFICATION told = makeNotification(fnevObjectDeleted);
+    ASSERT_EQ(dll.sandboxNotify(0, 1, &told, 0), 1);
+    EXPECT_THAT(m_sink->types(), ElementsAre(fnevObjectDeleted));
+    EXPECT_EQ(m_store->Unadvise(m_connection), S_OK);
+}
+
+TEST_F(AdviseTest, TellsOfTheWatchedObjectOnly)
+{
+    ASSERT_EQ(adviseOn(s_aliasOfMessage, m_sink, &m_connection), S_OK);
+    tellOf(fnevObjectModified, s_folder);
+    EXPECT_EQ(m_sink->count(), 0u);
+    tellOf(fnevObjectModified, s_message);
+    EXPECT_THAT(m_sink->types(), ElementsAre(fnevObjectModified));
+    tellOf(fnevObjectMoved, {0, 0, 0, 0, 9}, s_message);
+    EXPECT_THAT(m_sink->types(), ElementsAre(fnevObjectModified, fnevObjectMoved));
+    EXPECT_EQ(m_store->Unadvise(m_connection), S_OK);
+}
+
+TEST_F(AdviseTest, TellsOfTheWatchedStoreOnly)
+{
+    const IMsgStorePtr other = openStore(m_session, 1);
+    m_connection = advise(other, m_sink);
+    tell({fnevObjectCreated});
+    EXPECT_EQ(m_sink->count(), 0u);
+    const NOTIFICATION told = makeNotification(fnevObjectDeleted);
+    ASSERT_EQ(dll.sandboxNotify(1, 1, &told, 1), 1);
+    EXPECT_EQ(m_sink->count(), 1u);
+    EXPECT_EQ(m_store->Unadvise(m_connection), MAPI_E_INVALID_PARAMETER); // not of this store
+    EXPECT_EQ(other->Unadvise(m_connection), S_OK);
+}
+
+TEST_F(AdviseTest, GoesOnWhenTheStoreIsReleased)
+{
+    m_connection = advise(m_sink);
+    m_store = nullptr;
+    tell({fnevObjectCreated});
+    EXPECT_EQ(m_sink->count(), 1u);
+    m_store = openStore(m_session);
+    EXPECT_EQ(m_store->Unadvise(m_connection), S_OK);
+}
+
+// ---- The end of a subscription -------------------------------------------------------------------------------------
+
+TEST_F(AdviseTest, DeliversNothingThatWaitsAtUnadvise)
+{
+    const IMAPIAdviseSinkPtr wrapper = wrap(m_sink);
+    m_connection = advise(wrapper);
+    const RecordingSinkPtr witness = makeSink();
+    const IMAPIAdviseSinkPtr witnessWrapper = wrap(witness);
+    const ULONG_PTR witnessing = advise(witnessWrapper);
+    tell({fnevObjectCreated});
+    tell({fnevObjectDeleted});
+    EXPECT_EQ(m_store->Unadvise(m_connection), S_OK);
+    ASSERT_TRUE(pumpUntil([&] { return witness->count() == 2; })); // by the same queue, after each of the other's
+    EXPECT_EQ(m_sink->count(), 0u);
+    EXPECT_EQ(m_store->Unadvise(witnessing), S_OK);
+}
+
+TEST_F(AdviseTest, DeliversNothingMoreAfterUnadviseInsideOnNotify)
+{
+    IMAPIAdviseSinkPtr wrapper = wrap(m_sink);
+    m_connection = advise(wrapper);
+    wrapper = nullptr;
+    long referencesInside = 0;
+    m_sink->whenNotified = [&](ULONG, NOTIFICATION*)
+    {
+        EXPECT_EQ(m_store->Unadvise(m_connection), S_OK);
+        referencesInside = m_sink->references();
+    };
+    tell({fnevObjectCreated});
+    tell({fnevObjectDeleted});
+    ASSERT_TRUE(pumpUntil([&] { return m_sink->count() != 0; }));
+    pumpOnce();
+    EXPECT_THAT(m_sink->types(), ElementsAre(fnevObjectCreated));
+    EXPECT_EQ(referencesInside, 2); // it was still being called
+    EXPECT_EQ(m_sink->references(), 1);
+    EXPECT_EQ(notifyWindows(), 0u);
+}
+
+TEST_F(AdviseTest, ReleasesARawSinkOnlyWhenItHasReturned)
+{
+    m_connection = advise(m_sink);
+    long referencesInside = 0;
+    m_sink->whenNotified = [&](ULONG, NOTIFICATION*)
+    {
+        std::thread([&] { EXPECT_EQ(m_store->Unadvise(m_connection), S_OK); }).join();
+        referencesInside = m_sink->references();
+    };
+    tell({fnevObjectCreated});
+    EXPECT_EQ(referencesInside, 2);
+    EXPECT_EQ(m_sink->references(), 1);
+}
+
+TEST_F(AdviseTest, LetsTheSinkCallMapi)
+{
+    m_connection = advise(m_sink);
+    ULONG_PTR second = 0;
+    m_sink->whenNotified = [&](ULONG, NOTIFICATION*)
+    {
+        if (second == 0)
+            second = advise(m_sink);
+        EXPECT_EQ(textOf(m_store, PR_DISPLAY_NAME_W), L"A");
+        void* block = nullptr;
+        EXPECT_EQ(dll.MAPIAllocateBuffer(8, &block), S_OK);
+        EXPECT_THAT(dll.report(), testing::HasSubstr("MAPIAllocateBuffer: 1 block(s), 8 bytes")); // not OnNotify's
+        dll.MAPIFreeBuffer(block);
+    };
+    tell({fnevObjectCreated});
+    EXPECT_EQ(m_sink->count(), 1u);
+    tell({fnevObjectCreated});
+    EXPECT_EQ(m_sink->count(), 3u);
+    EXPECT_EQ(m_store->Unadvise(m_connection), S_OK);
+    EXPECT_EQ(m_store->Unadvise(second), S_OK);
+}
+
+TEST_F(AdviseTest, DeliversNothingAfterLogoff)
+{
+    m_connection = advise(m_sink);
+    EXPECT_EQ(m_session->Logoff(0, 0, 0), S_OK);
+    tell({fnevObjectCreated});
+    EXPECT_EQ(m_sink->count(), 0u);
+    EXPECT_EQ(m_sink->references(), 2); // nobody has said Unadvise
+    EXPECT_EQ(m_store->Unadvise(m_connection), MAPI_E_END_OF_SESSION);
+    EXPECT_EQ(m_store->Advise(0, nullptr, s_allEvents, m_sink, &m_connection), MAPI_E_END_OF_SESSION);
+    EXPECT_EQ(dll.sandboxWaitUntilAdvised(1, 0, nullptr), 0);
+    unadviseByNewSession();
+}
+
+TEST_F(AdviseTest, DeliversNothingThatWaitsAtTheFastShutdown)
+{
+    m_connection = advise(wrap(m_sink));
+    tell({fnevObjectCreated});
+    {
+        IMAPIClientShutdownPtr shutdown;
+        checkOk(m_session->QueryInterface(IID_IMAPIClientShutdown, reinterpret_cast<void**>(&shutdown)));
+        EXPECT_EQ(shutdown->DoFastShutdown(), S_OK);
+    }
+    EXPECT_TRUE(waitUntilIdle()); // though this thread looks no more
+    pumpOnce();
+    EXPECT_EQ(m_sink->count(), 0u);
+    EXPECT_EQ(m_store->Unadvise(m_connection), MAPI_E_END_OF_SESSION);
+    unadviseByNewSession();
+}
+
+TEST_F(AdviseTest, TellsOfAForgottenSubscriptionAtTheEnd)
+{
+    m_connection = advise(wrap(m_sink));
+    close();
+    EXPECT_EQ(dll.report(), "IMAPIAdviseSink from HrThisThreadAdviseSink: 1 object(s), 1 reference(s)\n"
+                            "MAPIInitialize: 1 call(s) without MAPIUninitialize\n");
+    unadviseByNewSession();
+}

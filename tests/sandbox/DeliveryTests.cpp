@@ -1,0 +1,522 @@
+// How what a store tells reaches a sink: on which thread, when, in which order and in what memory.
+#include <atomic>
+#include <optional>
+#include <thread>
+
+#include "tests/sandbox/NotifyTest.h"
+#include "tests/support/Handle.h"
+
+using namespace sandboxtest;
+using sandbox::Bytes;
+using testing::Each;
+using testing::ElementsAre;
+
+namespace
+{
+/// A thread with a wrapped sink that handles its messages until it is told to end.
+class WatchingThread
+{
+public:
+    /// Begins to watch before this returns.
+    WatchingThread(SandboxDll& dll, IMsgStore* store, IMAPIAdviseSink* sink)
+        : m_thread([this, &dll, store, sink] { run(dll, store, sink); })
+    {
+        EXPECT_EQ(WaitForSingleObject(m_ready.get(), INFINITE), WAIT_OBJECT_0);
+    }
+    WatchingThread(const WatchingThread&) = delete;
+    WatchingThread& operator=(const WatchingThread&) = delete;
+    ~WatchingThread() { end(); }
+
+    /// Lets it end with its wrapper released.
+    void end()
+    {
+        SetEvent(m_stop.get());
+        if (m_thread.joinable())
+            m_thread.join();
+    }
+    [[nodiscard]] DWORD id() const noexcept { return m_id; }
+
+private:
+    void run(SandboxDll& dll, IMsgStore* store, IMAPIAdviseSink* sink)
+    {
+        m_id = GetCurrentThreadId();
+        IMAPIAdviseSinkPtr wrapper;
+        EXPECT_EQ(dll.HrThisThreadAdviseSink(sink, &wrapper), S_OK);
+        ULONG_PTR connection = 0;
+        EXPECT_EQ(store->Advise(0, nullptr, s_allEvents, wrapper, &connection), S_OK);
+        SetEvent(m_ready.get());
+        const HANDLE stop = m_stop.get();
+        while (MsgWaitForMultipleObjects(1, &stop, FALSE, INFINITE, QS_ALLINPUT) == WAIT_OBJECT_0 + 1)
+            pumpOnce();
+        EXPECT_EQ(store->Unadvise(connection), S_OK);
+    }
+
+    support::Handle m_ready = support::makeEvent();
+    support::Handle m_stop = support::makeEvent();
+    DWORD m_id = 0;
+    std::thread m_thread;
+};
+
+class DeliveryTest : public NotifyTest
+{
+protected:
+    DeliveryTest() { open(); }
+    ~DeliveryTest() override { close(); }
+};
+} // namespace
+
+TEST_F(DeliveryTest, CallsAWrappedSinkOnItsThreadWhenThatHandlesItsMessages)
+{
+    const RecordingSinkPtr sink = makeSink();
+    const IMAPIAdviseSinkPtr wrapper = wrap(sink);
+    const ULONG_PTR connection = advise(wrapper);
+    std::thread([&] { tell({fnevObjectCreated}); }).join();
+    EXPECT_EQ(sink->count(), 0u);
+    ASSERT_TRUE(pumpUntil([&] { return sink->count() == 1; }));
+    EXPECT_EQ(sink->calls()[0].thread, GetCurrentThreadId());
+    EXPECT_EQ(m_store->Unadvise(connection), S_OK);
+}
+
+TEST_F(DeliveryTest, NeverCallsAWrappedSinkBeforeTheTellingHasReturned)
+{
+    const RecordingSinkPtr sink = makeSink();
+    const IMAPIAdviseSinkPtr wrapper = wrap(sink);
+    const ULONG_PTR connection = advise(wrapper);
+    tell({fnevObjectCreated}); // by the thread of the wrapper itself
+    EXPECT_EQ(sink->count(), 0u);
+    ASSERT_TRUE(pumpUntil([&] { return sink->count() == 1; }));
+    EXPECT_EQ(m_store->Unadvise(connection), S_OK);
+}
+
+TEST_F(DeliveryTest, CallsARawSinkOnTheTellingThread)
+{
+    const RecordingSinkPtr sink = makeSink();
+    const ULONG_PTR connection = advise(sink);
+    DWORD teller = 0;
+    std::thread(
+        [&]
+        {
+            teller = GetCurrentThreadId();
+            tell({fnevObjectCreated});
+        })
+        .join();
+    ASSERT_EQ(sink->count(), 1u);
+    EXPECT_EQ(sink->calls()[0].thread, teller);
+    EXPECT_EQ(m_store->Unadvise(connection), S_OK);
+}
+
+TEST_F(DeliveryTest, KeepsBatchesAndTheirOrder)
+{
+    const RecordingSinkPtr sink = makeSink();
+    const IMAPIAdviseSinkPtr wrapper = wrap(sink);
+    const ULONG_PTR connection = advise(wrapper);
+    tell({fnevObjectCreated, fnevObjectModified});
+    tell({fnevObjectDeleted});
+    tell({fnevObjectMoved, fnevObjectCopied, fnevObjectCreated});
+    ASSERT_TRUE(pumpUntil([&] { return sink->count() == 3; }));
+    EXPECT_THAT(sink->calls()[0].types, ElementsAre(fnevObjectCreated, fnevObjectModified));
+    EXPECT_THAT(sink->calls()[1].types, ElementsAre(fnevObjectDeleted));
+    EXPECT_THAT(sink->calls()[2].types, ElementsAre(fnevObjectMoved, fnevObjectCopied, fnevObjectCreated));
+    EXPECT_EQ(m_store->Unadvise(connection), S_OK);
+}
+
+TEST_F(DeliveryTest, TellsAllFields)
+{
+    const Bytes id = {0, 0, 0, 0, 1};
+    const Bytes parent = {0, 0, 0, 0, 2, 2};
+    const Bytes oldId = {0, 0, 0, 0, 3, 3, 3};
+    const Bytes oldParent = {0, 0, 0, 0, 4, 4, 4, 4};
+    Tags tags{PR_ENTRYID, PR_DISPLAY_NAME_W};
+    NOTIFICATION told = makeNotification(fnevObjectMoved, id);
+    OBJECT_NOTIFICATION& object = told.info.obj;
+    object.ulObjType = MAPI_FOLDER;
+    object.cbParentID = 6;
+    object.lpParentID = entryId(parent);
+    object.cbOldID = 7;
+    object.lpOldID = entryId(oldId);
+    object.cbOldParentID = 8;
+    object.lpOldParentID = entryId(oldParent);
+    object.lpPropTagArray = tags;
+
+    const RecordingSinkPtr sink = makeSink();
+    const auto bytes = [](ULONG size, const ENTRYID* from)
+    {
+        const auto* first = reinterpret_cast<const std::uint8_t*>(from);
+        return Bytes(first, first + size);
+    };
+    sink->whenNotified = [&](ULONG count, NOTIFICATION* notifications)
+    {
+        ASSERT_EQ(count, 1u);
+        EXPECT_EQ(notifications[0].ulEventType, fnevObjectMoved);
+        const OBJECT_NOTIFICATION& got = notifications[0].info.obj;
+        EXPECT_EQ(got.ulObjType, MAPI_FOLDER);
+        EXPECT_EQ(bytes(got.cbEntryID, got.lpEntryID), id);
+        EXPECT_EQ(bytes(got.cbParentID, got.lpParentID), parent);
+        EXPECT_EQ(bytes(got.cbOldID, got.lpOldID), oldId);
+        EXPECT_EQ(bytes(got.cbOldParentID, got.lpOldParentID), oldParent);
+        ASSERT_EQ(got.lpPropTagArray->cValues, 2u);
+        EXPECT_EQ(got.lpPropTagArray->aulPropTag[1], PR_DISPLAY_NAME_W);
+    };
+    const ULONG_PTR connection = advise(sink);
+    EXPECT_EQ(dll.sandboxNotify(0, 1, &told, 1), 1);
+    EXPECT_EQ(sink->count(), 1u);
+    EXPECT_EQ(m_store->Unadvise(connection), S_OK);
+}
+
+TEST_F(DeliveryTest, LeavesNullWhatIsNotTold)
+{
+    const RecordingSinkPtr sink = makeSink();
+    sink->whenNotified = [&](ULONG, NOTIFICATION* notifications)
+    {
+        const OBJECT_NOTIFICATION& got = notifications[0].info.obj;
+        EXPECT_EQ(got.lpEntryID, nullptr);
+        EXPECT_EQ(got.cbEntryID, 5u); // a provider that contradicts itself
+        EXPECT_EQ(got.lpParentID, nullptr);
+        EXPECT_EQ(got.cbParentID, 0u);
+        EXPECT_EQ(got.lpOldID, nullptr);
+        EXPECT_EQ(got.lpOldParentID, nullptr);
+        EXPECT_EQ(got.lpPropTagArray, nullptr);
+    };
+    const ULONG_PTR connection = advise(sink);
+    NOTIFICATION told = makeNotification(fnevObjectCreated);
+    told.info.obj.cbEntryID = 5;
+    EXPECT_EQ(dll.sandboxNotify(0, 1, &told, 1), 1);
+    EXPECT_EQ(sink->count(), 1u);
+    EXPECT_EQ(m_store->Unadvise(connection), S_OK);
+}
+
+TEST_F(DeliveryTest, RefusesToTellWhatIsNoNotificationOfAnObject)
+{
+    NOTIFICATION told = makeNotification(fnevTableModified);
+    EXPECT_EQ(dll.sandboxNotify(0, 1, &told, 1), 0);
+    told = makeNotification(fnevObjectCreated);
+    EXPECT_EQ(dll.sandboxNotify(2, 1, &told, 1), 0);
+    EXPECT_EQ(dll.sandboxNotify(1, 1, &told, 1), 1);
+}
+
+TEST_F(DeliveryTest, OverwritesTheMemoryWhenTheSinkHasReturned)
+{
+    const RecordingSinkPtr sink = makeSink();
+    const unsigned char* kept = nullptr;
+    const unsigned char* keptId = nullptr;
+    sink->whenNotified = [&](ULONG, NOTIFICATION* notifications)
+    {
+        kept = reinterpret_cast<const unsigned char*>(notifications);
+        keptId = reinterpret_cast<const unsigned char*>(notifications[0].info.obj.lpEntryID);
+        EXPECT_GT(dll.sandboxLiveBlocks(), 0);
+    };
+    const ULONG_PTR connection = advise(sink);
+    tell({fnevObjectCreated, fnevObjectModified});
+    EXPECT_THAT(std::vector<unsigned>(kept, kept + 2 * sizeof(NOTIFICATION)), Each(0xDDu));
+    EXPECT_THAT(std::vector<unsigned>(keptId, keptId + 5), Each(0xDDu));
+    EXPECT_EQ(dll.sandboxLiveBlocks(), 0);
+    EXPECT_EQ(m_store->Unadvise(connection), S_OK);
+}
+
+TEST_F(DeliveryTest, NotesASinkThatWritesIntoMemoryOfAPastCall)
+{
+    const RecordingSinkPtr sink = makeSink();
+    NOTIFICATION* kept = nullptr;
+    sink->whenNotified = [&](ULONG, NOTIFICATION* notifications)
+    {
+        kept = notifications;
+    };
+    const ULONG_PTR connection = advise(sink);
+    tell({fnevObjectCreated});
+    kept->ulEventType = 0;
+    EXPECT_THAT(dll.report(),
+                testing::HasSubstr("written to after it had been freed, IMAPIAdviseSink::OnNotify: 1 time(s)"));
+    dll.sandboxReset();
+    EXPECT_EQ(m_store->Unadvise(connection), S_OK);
+}
+
+TEST_F(DeliveryTest, CallsEachSinkOnItsOwnThread)
+{
+    const RecordingSinkPtr first = makeSink();
+    const RecordingSinkPtr second = makeSink();
+    {
+        const WatchingThread one(dll, m_store, first);
+        const WatchingThread other(dll, m_store, second);
+        EXPECT_EQ(notifyWindows(), 2u);
+        for (int index = 0; index < 50; ++index)
+            tell({fnevObjectCreated});
+        ASSERT_TRUE(waitUntilIdle());
+        ASSERT_EQ(first->count(), 50u);
+        ASSERT_EQ(second->count(), 50u);
+        for (const RecordingSink::Call& call : first->calls())
+            EXPECT_EQ(call.thread, one.id());
+        for (const RecordingSink::Call& call : second->calls())
+            EXPECT_EQ(call.thread, other.id());
+    }
+    EXPECT_EQ(notifyWindows(), 0u);
+}
+
+TEST_F(DeliveryTest, UsesOneWindowForAllSinksOfAThread)
+{
+    const RecordingSinkPtr sink = makeSink();
+    IMAPIAdviseSinkPtr first = wrap(sink);
+    IMAPIAdviseSinkPtr second = wrap(sink);
+    EXPECT_EQ(notifyWindows(), 1u);
+    first = nullptr;
+    EXPECT_EQ(notifyWindows(), 1u);
+    second = nullptr;
+    EXPECT_EQ(notifyWindows(), 0u);
+    first = wrap(sink);
+    EXPECT_EQ(notifyWindows(), 1u);
+}
+
+TEST_F(DeliveryTest, EndsTheWindowLaterWhenAnotherThreadReleasesTheWrapper)
+{
+    const RecordingSinkPtr sink = makeSink();
+    IMAPIAdviseSinkPtr wrapper = wrap(sink);
+    std::thread([&] { wrapper = nullptr; }).join();
+    EXPECT_EQ(sink->references(), 1);
+    EXPECT_EQ(notifyWindows(), 1u);
+    pumpOnce();
+    EXPECT_EQ(notifyWindows(), 0u);
+}
+
+TEST_F(DeliveryTest, KeepsAWindowThatIsWantedAgainBeforeItCouldEnd)
+{
+    const RecordingSinkPtr sink = makeSink();
+    IMAPIAdviseSinkPtr wrapper = wrap(sink);
+    std::thread([&] { wrapper = nullptr; }).join();
+    wrapper = wrap(sink);
+    pumpOnce();
+    EXPECT_EQ(notifyWindows(), 1u);
+    const ULONG_PTR connection = advise(wrapper);
+    tell({fnevObjectCreated});
+    EXPECT_TRUE(pumpUntil([&] { return sink->count() == 1; }));
+    EXPECT_EQ(m_store->Unadvise(connection), S_OK);
+}
+
+TEST_F(DeliveryTest, DropsWhatIsToldToAThreadThatHasEnded)
+{
+    const RecordingSinkPtr sink = makeSink();
+    IMAPIAdviseSinkPtr wrapper;
+    ULONG_PTR connection = 0;
+    std::thread(
+        [&]
+        {
+            wrapper = wrap(sink);
+            connection = advise(wrapper);
+            tell({fnevObjectCreated}); // never looked at
+            EXPECT_EQ(notifyWindows(), 1u);
+        })
+        .join();
+    EXPECT_EQ(notifyWindows(), 0u);
+    tell({fnevObjectCreated});
+    EXPECT_TRUE(waitUntilIdle());
+    EXPECT_EQ(sink->count(), 0u);
+    EXPECT_EQ(m_store->Unadvise(connection), S_OK);
+    wrapper = nullptr;
+    EXPECT_EQ(sink->references(), 1);
+}
+
+TEST_F(DeliveryTest, DeliversFarMoreBatchesThanAMessageQueueHolds)
+{
+    const RecordingSinkPtr sink = makeSink();
+    const IMAPIAdviseSinkPtr wrapper = wrap(sink);
+    const ULONG_PTR connection = advise(wrapper);
+    std::vector<ULONG> told;
+    for (int index = 0; index < 10000; ++index)
+    {
+        tell({fnevObjectCreated});
+        tell({fnevObjectDeleted});
+        told.insert(told.end(), {fnevObjectCreated, fnevObjectDeleted});
+    }
+    ASSERT_TRUE(pumpUntil([&] { return sink->count() == told.size(); }));
+    EXPECT_EQ(sink->types(), told);
+    EXPECT_EQ(m_store->Unadvise(connection), S_OK);
+}
+
+TEST_F(DeliveryTest, LetsOtherMessagesThroughBetweenBatches)
+{
+    constexpr UINT marker = WM_APP + 1;
+    const RecordingSinkPtr sink = makeSink();
+    const IMAPIAdviseSinkPtr wrapper = wrap(sink);
+    const ULONG_PTR connection = advise(wrapper);
+    for (int index = 0; index < 3; ++index)
+        tell({fnevObjectCreated});
+    ASSERT_TRUE(PostThreadMessageW(GetCurrentThreadId(), marker, 0, 0));
+    std::optional<std::size_t> before;
+    MSG message = {};
+    while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE) != FALSE)
+    {
+        if (message.message == marker)
+            before = sink->count();
+        DispatchMessageW(&message);
+    }
+    EXPECT_EQ(before, 1u);
+    EXPECT_EQ(sink->count(), 3u);
+    EXPECT_EQ(m_store->Unadvise(connection), S_OK);
+}
+
+TEST_F(DeliveryTest, DeliversTheNextBatchInsideAHandlerThatHandlesMessages)
+{
+    const RecordingSinkPtr sink = makeSink();
+    std::size_t seenInside = 0;
+    RecordingSink* observed = sink;
+    sink->whenNotified = [&](ULONG, NOTIFICATION*)
+    {
+        if (observed->count() != 1)
+            return;
+        EXPECT_TRUE(pumpUntil([&] { return observed->count() == 2; }));
+        seenInside = observed->count();
+    };
+    const IMAPIAdviseSinkPtr wrapper = wrap(sink);
+    const ULONG_PTR connection = advise(wrapper);
+    tell({fnevObjectCreated});
+    tell({fnevObjectDeleted});
+    ASSERT_TRUE(pumpUntil([&] { return sink->count() == 2; }));
+    EXPECT_EQ(seenInside, 2u);
+    EXPECT_EQ(m_store->Unadvise(connection), S_OK);
+}
+
+TEST_F(DeliveryTest, HandsOnWhatIsToldToTheWrapperItselfFromAnotherThread)
+{
+    const RecordingSinkPtr sink = makeSink();
+    const IMAPIAdviseSinkPtr wrapper = wrap(sink);
+    const Bytes id = {0, 0, 0, 0, 7};
+    std::thread(
+        [&]
+        {
+            NOTIFICATION told = makeNotification(fnevObjectCreated, id);
+            EXPECT_EQ(wrapper->OnNotify(1, &told), 0u);
+            told.ulEventType = fnevTableModified;
+            EXPECT_EQ(static_cast<HRESULT>(wrapper->OnNotify(1, &told)), MAPI_E_NO_SUPPORT);
+        })
+        .join();
+    EXPECT_EQ(sink->count(), 0u);
+    ASSERT_TRUE(pumpUntil([&] { return sink->count() == 1; }));
+    EXPECT_EQ(sink->calls()[0].thread, GetCurrentThreadId());
+    EXPECT_THAT(sink->calls()[0].ids, ElementsAre(id));
+}
+
+// ---- Waiting -------------------------------------------------------------------------------------------------------
+
+TEST_F(DeliveryTest, IsIdleOnceTheHandlerHasReturned)
+{
+    const RecordingSinkPtr sink = makeSink();
+    const support::Handle entered = support::makeEvent();
+    const support::Handle leave = support::makeEvent();
+    std::atomic<bool> returned{false};
+    sink->whenNotified = [&](ULONG, NOTIFICATION*)
+    {
+        SetEvent(entered.get());
+        WaitForSingleObject(leave.get(), INFINITE);
+        returned = true;
+    };
+    const WatchingThread watcher(dll, m_store, sink);
+    tell({fnevObjectCreated});
+    ASSERT_EQ(WaitForSingleObject(entered.get(), INFINITE), WAIT_OBJECT_0);
+    EXPECT_EQ(dll.sandboxWaitUntilIdle(1, nullptr), 0);
+    SetEvent(leave.get());
+    EXPECT_TRUE(waitUntilIdle());
+    EXPECT_TRUE(returned);
+}
+
+TEST_F(DeliveryTest, IsIdleOnlyOnceTheThreadHasLookedAtItsQueue)
+{
+    const RecordingSinkPtr sink = makeSink();
+    const IMAPIAdviseSinkPtr wrapper = wrap(sink);
+    EXPECT_TRUE(waitUntilIdle()); // nobody watches
+    const ULONG_PTR connection = advise(wrapper);
+    EXPECT_EQ(dll.sandboxWaitUntilIdle(1, nullptr), 0);
+    std::atomic<int> idle{-1};
+    std::thread waiter([&] { idle = waitUntilIdle() ? 1 : 0; });
+    EXPECT_TRUE(pumpUntil([&] { return idle != -1; }));
+    waiter.join();
+    EXPECT_EQ(idle, 1);
+    EXPECT_EQ(m_store->Unadvise(connection), S_OK);
+}
+
+TEST_F(DeliveryTest, IsIdleWhenTheOneThatDoesNotLookIsNoLongerAdvised)
+{
+    const RecordingSinkPtr sink = makeSink();
+    const IMAPIAdviseSinkPtr wrapper = wrap(sink);
+    const ULONG_PTR connection = advise(wrapper);
+    tell({fnevObjectCreated});
+    std::atomic<bool> idle{false};
+    std::thread waiter([&] { idle = waitUntilIdle(); });
+    EXPECT_EQ(m_store->Unadvise(connection), S_OK);
+    waiter.join();
+    EXPECT_TRUE(idle);
+}
+
+TEST_F(DeliveryTest, EndsItsWaitsWhenToldToStop)
+{
+    const RecordingSinkPtr sink = makeSink();
+    const IMAPIAdviseSinkPtr wrapper = wrap(sink);
+    const ULONG_PTR connection = advise(wrapper);
+    const support::Handle stop = support::makeEvent();
+    std::atomic<int> idle{-1};
+    std::atomic<int> advised{-1};
+    std::thread first([&] { idle = dll.sandboxWaitUntilIdle(INFINITE, stop.get()); });
+    std::thread second([&] { advised = dll.sandboxWaitUntilAdvised(2, INFINITE, stop.get()); });
+    SetEvent(stop.get());
+    first.join();
+    second.join();
+    EXPECT_EQ(idle, 0);
+    EXPECT_EQ(advised, 0);
+    EXPECT_EQ(m_store->Unadvise(connection), S_OK);
+}
+
+TEST_F(DeliveryTest, WaitsUntilSomebodyWatches)
+{
+    const RecordingSinkPtr sink = makeSink();
+    EXPECT_EQ(dll.sandboxWaitUntilAdvised(0, 0, nullptr), 1);
+    EXPECT_EQ(dll.sandboxWaitUntilAdvised(1, 1, nullptr), 0);
+    std::atomic<int> advised{-1};
+    std::thread waiter([&] { advised = dll.sandboxWaitUntilAdvised(2, INFINITE, nullptr); });
+    const ULONG_PTR first = advise(sink);
+    const ULONG_PTR second = advise(sink);
+    waiter.join();
+    EXPECT_EQ(advised, 1);
+    EXPECT_EQ(m_store->Unadvise(first), S_OK);
+    EXPECT_EQ(m_store->Unadvise(second), S_OK);
+    EXPECT_EQ(dll.sandboxWaitUntilAdvised(1, 1, nullptr), 0);
+}
+
+// ---- Nothing is left -----------------------------------------------------------------------------------------------
+
+TEST_F(DeliveryTest, LeavesNoWindowsAndHandlesBehind)
+{
+    const RecordingSinkPtr sink = makeSink();
+    DWORD before = 0;
+    for (int round = 0; round < 40; ++round)
+    {
+        const IMAPIAdviseSinkPtr wrapper = wrap(sink);
+        const ULONG_PTR connection = advise(wrapper);
+        for (int index = 0; index < 500; ++index)
+            tell({fnevObjectCreated});
+        ASSERT_TRUE(pumpUntil([&] { return sink->count() == std::size_t(round + 1) * 500; }));
+        EXPECT_EQ(m_store->Unadvise(connection), S_OK);
+        if (round == 0)
+        {
+            ASSERT_TRUE(GetProcessHandleCount(GetCurrentProcess(), &before));
+        }
+    }
+    DWORD after = 0;
+    ASSERT_TRUE(GetProcessHandleCount(GetCurrentProcess(), &after));
+    EXPECT_LE(after, before + 5);
+    EXPECT_EQ(notifyWindows(), 0u);
+}
+
+TEST(DeliveryModuleTest, LeavesNoWindowThatCallsItWhenItIsUnloaded)
+{
+    const RecordingSinkPtr sink = makeSink();
+    HWND window = nullptr;
+    {
+        SandboxDll dll;
+        ASSERT_EQ(dll.MAPIInitialize(nullptr), S_OK);
+        IMAPIAdviseSinkPtr wrapper;
+        ASSERT_EQ(dll.HrThisThreadAdviseSink(sink, &wrapper), S_OK);
+        window = FindWindowExW(HWND_MESSAGE, nullptr, L"LinkwellSandboxNotify", nullptr);
+        EXPECT_NE(window, nullptr);
+        std::thread([&] { wrapper = nullptr; }).join(); // the window's end waits for messages to be handled
+        dll.MAPIUninitialize();
+    }
+    pumpOnce();
+    EXPECT_FALSE(IsWindow(window));
+}
