@@ -154,6 +154,17 @@ bool EndToEndTest::waitForLog(std::string_view text, std::chrono::milliseconds l
     return waitForRecord(m_logFile, text, m_agent->process(), limit);
 }
 
+std::vector<std::string> EndToEndTest::messages() const
+{
+    std::vector<std::string> texts;
+    if (m_host)
+    {
+        for (const std::string& request : m_host->requests())
+            texts.push_back(messageText(request));
+    }
+    return texts;
+}
+
 Json EndToEndTest::ask(const Json& request)
 {
     if (!m_control)
@@ -192,11 +203,7 @@ AgentRun EndToEndTest::finish()
     m_control.reset();
     m_agent.reset();
     run.log = readLog(m_logFile);
-    if (m_host)
-    {
-        for (const std::string& request : m_host->requests())
-            run.messages.push_back(messageText(request));
-    }
+    run.messages = messages();
     run.report = bytesOf(file(L"report.txt"));
     run.standardError = bytesOf(file(L"stderr.txt"));
     return run;
