@@ -1,6 +1,8 @@
 // AddressEntry.h: a user of the mailbox's address book.
 #pragma once
 
+#include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -36,4 +38,7 @@ private:
     const std::wstring m_address;
     const std::optional<std::wstring> m_smtpAddress;
 };
+
+/// The users that contacts may refer to, by their keys in the mailbox file.
+using AddressBook = std::map<std::string, std::shared_ptr<AddressEntry>, std::less<>>;
 } // namespace sandbox

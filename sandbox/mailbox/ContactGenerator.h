@@ -18,6 +18,7 @@ public:
     /// @param names  the store's mapping; receives the names of the first e-mail slot.
     ContactGenerator(std::uint32_t seed, NameMapping& names);
 
+    [[nodiscard]] std::uint32_t seed() const noexcept { return m_seed; }
     /// A property of contact `index`, counted from 0; none if that contact doesn't have it.
     [[nodiscard]] std::optional<Property> property(std::uint32_t index, ULONG id) const;
     /// Every property that some contact has.

@@ -1,7 +1,6 @@
 // DescriptionReader.h: single objects of a mailbox file: what is said of a store, a folder, a message or a user.
 #pragma once
 
-#include <map>
 #include <memory>
 #include <string>
 
@@ -13,9 +12,6 @@
 
 namespace sandbox
 {
-/// The users that contacts may refer to, by their keys in the file.
-using AddressBook = std::map<std::string, std::shared_ptr<AddressEntry>, std::less<>>;
-
 // Each takes the keys that it knows from the object. The caller takes those that say what lies inside, and finishes.
 // All throw MailboxError.
 

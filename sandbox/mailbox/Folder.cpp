@@ -1,5 +1,7 @@
 #include "sandbox/mailbox/Folder.h"
 
+#include <algorithm>
+#include <stdexcept>
 #include <utility>
 
 #include "agent/mapi/MapiTags.h"
@@ -13,6 +15,18 @@ namespace
 {
 constexpr ULONG PR_CONTAINER_HIERARCHY = PROP_TAG(PT_OBJECT, 0x360E);
 constexpr ULONG PR_CONTAINER_CONTENTS = PROP_TAG(PT_OBJECT, 0x360F);
+
+template <class Object>
+std::size_t removeFrom(std::vector<std::shared_ptr<Object>>& objects, const Object& object)
+{
+    const auto place =
+        std::ranges::find_if(objects, [&](const std::shared_ptr<Object>& here) { return here.get() == &object; });
+    if (place == objects.end())
+        throw std::logic_error("the object is not in this folder");
+    const std::ptrdiff_t index = place - objects.begin();
+    objects.erase(place);
+    return static_cast<std::size_t>(index);
+}
 } // namespace
 
 Folder::Folder(const Store& store, const std::shared_ptr<Folder>& parent, std::uint64_t number,
@@ -27,6 +41,40 @@ Folder::Folder(const Store& store, const std::shared_ptr<Folder>& parent, std::u
       m_hidden(description.hidden),
       m_shortTermIds(description.shortTermIds)
 {
+}
+
+void Folder::insertFolder(std::size_t place, std::shared_ptr<Folder> folder)
+{
+    m_folders.insert(m_folders.begin() + static_cast<std::ptrdiff_t>(place), std::move(folder));
+}
+
+void Folder::insertMessage(std::size_t place, std::shared_ptr<Message> message)
+{
+    m_messages.insert(m_messages.begin() + static_cast<std::ptrdiff_t>(place), std::move(message));
+}
+
+std::size_t Folder::removeFolder(const Folder& folder)
+{
+    return removeFrom(m_folders, folder);
+}
+
+std::size_t Folder::removeMessage(const Message& message)
+{
+    return removeFrom(m_messages, message);
+}
+
+FolderDescription Folder::folderDescription() const
+{
+    return {description(), m_name, m_containerClass, m_hidden, m_shortTermIds};
+}
+
+void Folder::redescribe(FolderDescription description)
+{
+    MailboxObject::redescribe(std::move(description.object));
+    m_name = std::move(description.name);
+    m_containerClass = std::move(description.containerClass);
+    m_hidden = description.hidden;
+    m_shortTermIds = description.shortTermIds;
 }
 
 Bytes Folder::shortTermId() const
@@ -77,5 +125,19 @@ std::vector<ULONG> Folder::builtInIds() const
                            PROP_ID(PR_CONTENT_COUNT), PROP_ID(PR_SUBFOLDERS), PROP_ID(PR_CONTAINER_HIERARCHY),
                            PROP_ID(PR_CONTAINER_CONTENTS), PROP_ID(PR_CONTAINER_CLASS_W), PROP_ID(PR_ATTR_HIDDEN)});
     return ids;
+}
+
+std::vector<std::shared_ptr<Folder>> withFoldersBelow(const std::shared_ptr<Folder>& folder)
+{
+    std::vector<std::shared_ptr<Folder>> found;
+    std::vector<std::shared_ptr<Folder>> waiting{folder}; // the next one is the last
+    while (!waiting.empty())
+    {
+        const std::shared_ptr<Folder> next = std::move(waiting.back());
+        waiting.pop_back();
+        waiting.insert(waiting.end(), next->folders().rbegin(), next->folders().rend());
+        found.push_back(next);
+    }
+    return found;
 }
 } // namespace sandbox

@@ -2,7 +2,6 @@
 
 #include <utility>
 
-#include "sandbox/mailbox/MailboxError.h"
 #include "sandbox/mailbox/Text.h"
 
 namespace sandbox
@@ -102,6 +101,14 @@ const Json* JsonObject::find(std::string_view key)
     m_known.emplace(key);
     const auto place = m_value.find(key);
     return place != m_value.end() ? &*place : nullptr;
+}
+
+const Json& JsonObject::require(std::string_view key)
+{
+    const Json* value = find(key);
+    if (value == nullptr)
+        failAt(m_path, "'" + std::string(key) + "' is missing");
+    return *value;
 }
 
 void JsonObject::finish() const

@@ -10,10 +10,19 @@
 #include <vector>
 
 #include "sandbox/mailbox/Bytes.h"
+#include "sandbox/mailbox/MailboxError.h"
 
 namespace sandbox
 {
 using Json = nlohmann::json;
+
+/// What a null stands for in the place of a value: a mistake, or, in a change of an object that there is, that the value
+/// is taken away.
+enum class Nulls
+{
+    Refused,
+    TakeAway
+};
 
 /// Throws MailboxError "<path>: <text>".
 [[noreturn]] void failAt(const std::string& path, const std::string& text);
@@ -32,6 +41,20 @@ using Json = nlohmann::json;
 [[nodiscard]] const Json& requireList(const Json& value, const std::string& path);
 [[nodiscard]] const std::string& requireText(const Json& value, const std::string& path);
 
+/// Runs `work`; a rule of the mailbox that it would break is told with the path, as MailboxError.
+template <class Work>
+auto withPlace(const std::string& path, Work work)
+{
+    try
+    {
+        return work();
+    }
+    catch (const MailboxRuleError& error)
+    {
+        failAt(path, error.what());
+    }
+}
+
 /// One JSON object with a fixed set of keys. Reading goes: ask for each key, then `finish`, which refuses the object if
 /// it has a key that nobody asked for.
 class JsonObject
@@ -42,6 +65,8 @@ public:
 
     /// The member, or null if there is none.
     [[nodiscard]] const Json* find(std::string_view key);
+    /// The member; throws MailboxError if there is none.
+    [[nodiscard]] const Json& require(std::string_view key);
     [[nodiscard]] std::string pathOf(std::string_view key) const { return memberPath(m_path, key); }
     [[nodiscard]] const std::string& path() const noexcept { return m_path; }
 

@@ -43,8 +43,8 @@ std::shared_ptr<Store> Mailbox::addStore(StoreDescription description, FolderDes
     store->setTopFolders(rootFolder, ipmFolder);
 
     registerObject(store, {store->entryId()});
-    registerObject(rootFolder, {rootFolder->entryId(), rootFolder->shortTermId()});
-    registerObject(ipmFolder, {ipmFolder->entryId(), ipmFolder->shortTermId()});
+    registerFolder(rootFolder);
+    registerFolder(ipmFolder);
     m_stores.push_back(store);
     return store;
 }
@@ -53,17 +53,19 @@ std::shared_ptr<Folder> Mailbox::addFolder(Store& store, const std::shared_ptr<F
                                            FolderDescription description)
 {
     auto folder = std::make_shared<Folder>(store, parent, store.nextFolderNumber(), std::move(description));
-    registerObject(folder, {folder->entryId(), folder->shortTermId()});
+    registerFolder(folder);
     parent->addFolder(folder);
     return folder;
 }
 
 std::shared_ptr<Message> Mailbox::addMessage(Store& store, const std::shared_ptr<Folder>& folder,
-                                             ObjectDescription description)
+                                             ObjectDescription description,
+                                             std::shared_ptr<const ContactGenerator> generator, std::uint32_t index)
 {
-    const std::uint64_t number = store.nextMessageNumber();
-    auto message = std::make_shared<Message>(folder, number, std::move(description));
-    insertMessage(store, folder, number, message);
+    auto message = std::make_shared<Message>(folder, store.nextMessageNumber(), std::move(description),
+                                             std::move(generator), index);
+    registerMessage(message);
+    folder->addMessage(message);
     return message;
 }
 
@@ -72,18 +74,50 @@ void Mailbox::addGeneratedContacts(Store& store, const std::shared_ptr<Folder>& 
 {
     const auto generator = std::make_shared<const ContactGenerator>(seed, store.names());
     for (std::uint32_t index = 0; index < count; ++index)
-    {
-        const std::uint64_t number = store.nextMessageNumber();
-        insertMessage(store, folder, number,
-                      std::make_shared<Message>(folder, number, ObjectDescription(), generator, index));
-    }
+        addMessage(store, folder, ObjectDescription(), generator, index);
 }
 
-std::shared_ptr<AddressEntry> Mailbox::addAddressEntry(AddressEntryDescription description)
+std::shared_ptr<AddressEntry> Mailbox::addAddressEntry(const std::string& key, AddressEntryDescription description)
 {
     auto entry = std::make_shared<AddressEntry>(std::move(description));
     registerObject(entry, {entry->entryId()});
+    m_addressBook[key] = entry;
     return entry;
+}
+
+void Mailbox::forget(const std::shared_ptr<MailboxObject>& object)
+{
+    const auto forgetMessage = [this](const Message& message)
+    {
+        unregister(message, {});
+        m_stores[message.store().number() - 1]->removeMessage(message.number());
+    };
+    if (object->type() == MAPI_MESSAGE)
+    {
+        forgetMessage(static_cast<const Message&>(*object));
+        return;
+    }
+    for (const std::shared_ptr<Folder>& folder : withFoldersBelow(std::static_pointer_cast<Folder>(object)))
+    {
+        unregister(*folder, {folder->entryId(), folder->shortTermId()});
+        for (const std::shared_ptr<Message>& message : folder->messages())
+            forgetMessage(*message);
+    }
+}
+
+void Mailbox::remember(const std::shared_ptr<MailboxObject>& object)
+{
+    if (object->type() == MAPI_MESSAGE)
+    {
+        registerMessage(std::static_pointer_cast<Message>(object));
+        return;
+    }
+    for (const std::shared_ptr<Folder>& folder : withFoldersBelow(std::static_pointer_cast<Folder>(object)))
+    {
+        registerFolder(folder);
+        for (const std::shared_ptr<Message>& message : folder->messages())
+            registerMessage(message);
+    }
 }
 
 std::shared_ptr<MailboxObject> Mailbox::find(const Bytes& entryId) const
@@ -120,8 +154,12 @@ std::shared_ptr<Message> Mailbox::findMessage(const Bytes& entryId) const
     return same ? message : nullptr;
 }
 
-void Mailbox::insertMessage(Store& store, const std::shared_ptr<Folder>& folder, std::uint64_t number,
-                            std::shared_ptr<Message> message)
+void Mailbox::registerFolder(const std::shared_ptr<Folder>& folder)
+{
+    registerObject(folder, {folder->entryId(), folder->shortTermId()});
+}
+
+void Mailbox::registerMessage(const std::shared_ptr<Message>& message)
 {
     for (const Bytes& id : {message->entryId(), message->shortTermId()})
     {
@@ -129,7 +167,14 @@ void Mailbox::insertMessage(Store& store, const std::shared_ptr<Folder>& folder,
             refuseDuplicate(id);
     }
     registerObject(message, {});
-    store.addMessage(number, message);
-    folder->addMessage(std::move(message));
+    m_stores[message->store().number() - 1]->addMessage(message->number(), message);
+}
+
+void Mailbox::unregister(const MailboxObject& object, const std::vector<Bytes>& ids)
+{
+    for (const Bytes& id : object.explicitIds())
+        m_objects.erase(id);
+    for (const Bytes& id : ids)
+        m_objects.erase(id);
 }
 } // namespace sandbox

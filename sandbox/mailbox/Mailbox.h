@@ -35,11 +35,15 @@ public:
     std::shared_ptr<Store> addStore(StoreDescription store, FolderDescription root, FolderDescription ipmSubtree);
     std::shared_ptr<Folder> addFolder(Store& store, const std::shared_ptr<Folder>& parent,
                                       FolderDescription description);
+    /// @param generator, index  as Message takes them.
     std::shared_ptr<Message> addMessage(Store& store, const std::shared_ptr<Folder>& folder,
-                                        ObjectDescription description);
+                                        ObjectDescription description,
+                                        std::shared_ptr<const ContactGenerator> generator = nullptr,
+                                        std::uint32_t index = 0);
     void addGeneratedContacts(Store& store, const std::shared_ptr<Folder>& folder, std::uint32_t count,
                               std::uint32_t seed);
-    std::shared_ptr<AddressEntry> addAddressEntry(AddressEntryDescription description);
+    /// @param key  the name under which contacts refer to the user.
+    std::shared_ptr<AddressEntry> addAddressEntry(const std::string& key, AddressEntryDescription description);
 
     /// Planned answers of the flat functions, the session, its fast shutdown and its stores table.
     void setResults(Results results) noexcept { m_results = std::move(results); }
@@ -47,9 +51,17 @@ public:
     /// @param rows  the most rows of one QueryRows, 0 for no limit.
     void setRowsPerQuery(std::uint32_t rows) noexcept { m_rowsPerQuery = rows; }
 
+    // Taking out of it. The object is still there for those who hold it, and can come back.
+
+    /// The object's identifiers, and those of all that lies below it, open nothing from now on. For a folder or message.
+    void forget(const std::shared_ptr<MailboxObject>& object);
+    /// They open it again.
+    void remember(const std::shared_ptr<MailboxObject>& object);
+
     // Reading it.
 
     [[nodiscard]] const std::vector<std::shared_ptr<Store>>& stores() const noexcept { return m_stores; }
+    [[nodiscard]] const AddressBook& addressBook() const noexcept { return m_addressBook; }
     [[nodiscard]] const Results& results() const noexcept { return m_results; }
     [[nodiscard]] bool supportsFastShutdown() const noexcept { return m_fastShutdown; }
     [[nodiscard]] std::uint32_t rowsPerQuery() const noexcept { return m_rowsPerQuery; }
@@ -60,13 +72,15 @@ public:
 private:
     void registerObject(const std::shared_ptr<MailboxObject>& object, const std::vector<Bytes>& ids);
     [[nodiscard]] std::shared_ptr<Message> findMessage(const Bytes& entryId) const;
-    void insertMessage(Store& store, const std::shared_ptr<Folder>& folder, std::uint64_t number,
-                       std::shared_ptr<Message> message);
+    void registerFolder(const std::shared_ptr<Folder>& folder);
+    void registerMessage(const std::shared_ptr<Message>& message);
+    void unregister(const MailboxObject& object, const std::vector<Bytes>& ids);
 
     mutable std::mutex m_mutex;
     std::vector<std::shared_ptr<Store>> m_stores;
     // All identifiers but those that messages have by rule, which are many and say themselves whose they are.
     std::unordered_map<Bytes, std::shared_ptr<MailboxObject>, BytesHash> m_objects;
+    AddressBook m_addressBook;
     Results m_results;
     bool m_fastShutdown = true;
     std::uint32_t m_rowsPerQuery = 0;

@@ -1,6 +1,7 @@
 // MailboxObject.h: what stores, folders, messages and address book entries have in common.
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <optional>
 #include <span>
@@ -23,13 +24,14 @@ struct ObjectDescription
     HRESULT openResult = S_OK;
 };
 
-/// An object of the mailbox: properties and identity. Like the whole mailbox it is used under Mailbox::mutex only.
+/// An object of the mailbox: properties and identity. Like the whole mailbox it is used under Mailbox::mutex only, but for
+/// `results`.
 class MailboxObject
 {
 public:
     MailboxObject(const MailboxObject&) = delete;
     MailboxObject& operator=(const MailboxObject&) = delete;
-    virtual ~MailboxObject() = default;
+    virtual ~MailboxObject();
 
     /// The published object type, such as MAPI_FOLDER.
     [[nodiscard]] virtual ULONG type() const noexcept = 0;
@@ -48,9 +50,15 @@ public:
     /// The tags of all properties of the opened object, by ascending identifier.
     [[nodiscard]] std::vector<ULONG> tags() const;
 
+    /// May be called without the mutex: what it gave stays valid, as it was, for as long as the object lives.
     [[nodiscard]] const Results& results() const noexcept;
     /// What opening the object answers: S_OK, a warning, or a failure.
     [[nodiscard]] HRESULT openResult() const noexcept { return m_openResult; }
+
+    /// All that is said about it.
+    [[nodiscard]] ObjectDescription description() const;
+    /// Says something else about it from now on. Its identifiers stay.
+    void redescribe(ObjectDescription description);
 
 protected:
     explicit MailboxObject(ObjectDescription description);
@@ -64,11 +72,20 @@ protected:
     [[nodiscard]] virtual std::optional<Property> builtInOfRow(ULONG id) const;
 
 private:
-    Bytes m_entryId;
-    std::vector<Bytes> m_aliases;
+    /// Planned answers, with those that they replaced.
+    struct PlannedResults
+    {
+        Results results;
+        std::unique_ptr<const PlannedResults> former;
+    };
+
+    void plan(Results results);
+
+    const Bytes m_entryId;
+    const std::vector<Bytes> m_aliases;
     PropertySet m_properties;
     PropertySet m_row;
-    std::shared_ptr<const Results> m_results; // null: none planned
+    std::atomic<const PlannedResults*> m_results{nullptr}; // owned; null: none planned yet
     HRESULT m_openResult;
 };
 } // namespace sandbox

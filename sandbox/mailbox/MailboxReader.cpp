@@ -6,30 +6,13 @@
 #include <utility>
 
 #include "sandbox/mailbox/DescriptionReader.h"
+#include "sandbox/mailbox/FolderReader.h"
 #include "sandbox/mailbox/JsonText.h"
-#include "sandbox/mailbox/MailboxError.h"
 
 namespace sandbox
 {
 namespace
 {
-constexpr std::size_t s_deepestNesting = 2000; // folders let go of the folders below them, one inside the other
-constexpr std::uint32_t s_mostGenerated = 10'000'000;
-
-/// Runs `work`; a rule that it would break is told with the place.
-template <class Work>
-auto at(const std::string& path, Work work)
-{
-    try
-    {
-        return work();
-    }
-    catch (const MailboxRuleError& error)
-    {
-        failAt(path, error.what());
-    }
-}
-
 class MailboxReader
 {
 public:
@@ -50,15 +33,6 @@ public:
     }
 
 private:
-    /// A folder in the file that waits for its turn.
-    struct Waiting
-    {
-        const Json* json;
-        std::string path;
-        std::shared_ptr<Folder> parent;
-        std::size_t depth;
-    };
-
     void readSettings(JsonObject& object)
     {
         m_mailbox->setResults(readMailboxResults(object));
@@ -91,7 +65,7 @@ private:
             JsonObject entry(value, memberPath(path, key));
             AddressEntryDescription description = readAddressEntryDescription(entry, key);
             entry.finish();
-            m_addressBook[key] = at(entry.path(), [&] { return m_mailbox->addAddressEntry(std::move(description)); });
+            withPlace(entry.path(), [&] { m_mailbox->addAddressEntry(key, std::move(description)); });
         }
     }
 
@@ -110,84 +84,23 @@ private:
         FolderDescription ipmDescription = readFolderDescription(ipmSubtree, *names, L"IPM_SUBTREE");
 
         const std::shared_ptr<Store> store =
-            at(path,
-               [&] {
-                   return m_mailbox->addStore(std::move(description), std::move(rootDescription),
-                                              std::move(ipmDescription));
-               });
-        readMessages(root, *store, store->root());
-        readMessages(ipmSubtree, *store, store->ipmSubtree());
+            withPlace(path,
+                      [&] {
+                          return m_mailbox->addStore(std::move(description), std::move(rootDescription),
+                                                     std::move(ipmDescription));
+                      });
+        FolderReader reader(*m_mailbox, *store);
+        reader.readMessages(root, store->root());
+        reader.readMessages(ipmSubtree, store->ipmSubtree());
         root.finish();
         ipmSubtree.finish();
 
-        readFolders(object, "folders", *store, store->ipmSubtree());
-        readFolders(object, "rootFolders", *store, store->root());
+        reader.readFolders(object, "folders", store->ipmSubtree());
+        reader.readFolders(object, "rootFolders", store->root());
         object.finish();
     }
 
-    /// Reads the folders under `key` and all below them, each before those below it.
-    void readFolders(JsonObject& object, std::string_view key, Store& store, const std::shared_ptr<Folder>& parent)
-    {
-        std::vector<Waiting> waiting; // the next one is the last
-        pushFolders(object, key, parent, 1, waiting);
-        while (!waiting.empty())
-        {
-            const Waiting next = std::move(waiting.back());
-            waiting.pop_back();
-            if (next.depth > s_deepestNesting)
-                failAt(next.path, "folders are nested deeper than " + std::to_string(s_deepestNesting) + " levels");
-            JsonObject folderObject(*next.json, next.path);
-            FolderDescription description = readFolderDescription(folderObject, store.names(), nullptr);
-            const std::shared_ptr<Folder> folder =
-                at(next.path, [&] { return m_mailbox->addFolder(store, next.parent, std::move(description)); });
-            readMessages(folderObject, store, folder);
-            pushFolders(folderObject, "folders", folder, next.depth + 1, waiting);
-            folderObject.finish();
-        }
-    }
-
-    static void pushFolders(JsonObject& object, std::string_view key, const std::shared_ptr<Folder>& parent,
-                            std::size_t depth, std::vector<Waiting>& waiting)
-    {
-        const Json* folders = object.find(key);
-        if (folders == nullptr)
-            return;
-        const std::string path = object.pathOf(key);
-        for (std::size_t left = requireList(*folders, path).size(); left-- > 0;)
-            waiting.push_back({&(*folders)[left], elementPath(path, left), parent, depth});
-    }
-
-    void readMessages(JsonObject& object, Store& store, const std::shared_ptr<Folder>& folder)
-    {
-        if (const Json* messages = object.find("messages"))
-        {
-            const std::string path = object.pathOf("messages");
-            std::size_t index = 0;
-            for (const Json& message : requireList(*messages, path))
-            {
-                JsonObject messageObject(message, elementPath(path, index++));
-                ObjectDescription description = readMessageDescription(messageObject, store.names(), m_addressBook);
-                messageObject.finish();
-                at(messageObject.path(), [&] { return m_mailbox->addMessage(store, folder, std::move(description)); });
-            }
-        }
-        if (const Json* generate = object.find("generate"))
-        {
-            JsonObject rule(*generate, object.pathOf("generate"));
-            const Json* contacts = rule.find("contacts");
-            const Json* seedJson = rule.find("seed");
-            rule.finish();
-            if (contacts == nullptr)
-                failAt(rule.path(), "'contacts' is missing");
-            const std::uint32_t count = readCount(*contacts, rule.pathOf("contacts"), s_mostGenerated);
-            constexpr std::uint32_t largest = std::numeric_limits<std::uint32_t>::max();
-            const std::uint32_t seed = seedJson != nullptr ? readCount(*seedJson, rule.pathOf("seed"), largest) : 0;
-            at(rule.path(), [&] { m_mailbox->addGeneratedContacts(store, folder, count, seed); });
-        }
-    }
-
     const std::shared_ptr<Mailbox> m_mailbox = std::make_shared<Mailbox>();
-    AddressBook m_addressBook;
 };
 } // namespace
 

@@ -28,9 +28,15 @@ public:
     [[nodiscard]] ULONG type() const noexcept override { return MAPI_MESSAGE; }
     [[nodiscard]] Bytes shortTermId() const override;
 
+    [[nodiscard]] std::uint64_t number() const noexcept { return m_number; }
+    /// The rule behind a generated contact; null for any other message.
+    [[nodiscard]] const std::shared_ptr<const ContactGenerator>& generator() const noexcept { return m_generator; }
+    [[nodiscard]] std::uint32_t index() const noexcept { return m_index; }
     /// Null after the folder is gone.
     [[nodiscard]] std::shared_ptr<Folder> folder() const { return m_folder.lock(); }
     [[nodiscard]] const Store& store() const noexcept { return m_store; }
+    /// To which folder of its store it belongs from now on.
+    void setFolder(const std::shared_ptr<Folder>& folder) noexcept { m_folder = folder; }
 
 protected:
     [[nodiscard]] Bytes generatedEntryId() const override;

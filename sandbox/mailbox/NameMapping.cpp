@@ -1,5 +1,6 @@
 #include "sandbox/mailbox/NameMapping.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace sandbox
@@ -32,6 +33,17 @@ std::optional<ULONG> NameMapping::findOrCreate(const PropertyName& name)
         return std::nullopt;
     m_ids.emplace(name, id);
     return id;
+}
+
+std::optional<PropertyName> NameMapping::nameOf(ULONG id) const
+{
+    const auto place = std::ranges::find_if(m_ids, [id](const auto& entry) { return entry.second == id; });
+    return place != m_ids.end() ? std::optional(place->first) : std::nullopt;
+}
+
+void NameMapping::shrinkTo(std::size_t size)
+{
+    std::erase_if(m_ids, [first = m_firstId + size](const auto& entry) { return entry.second >= first; });
 }
 
 std::vector<ULONG> NameMapping::ids() const

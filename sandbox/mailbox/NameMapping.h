@@ -34,6 +34,13 @@ public:
     [[nodiscard]] std::optional<ULONG> find(const PropertyName& name) const;
     /// None when the identifiers are used up.
     [[nodiscard]] std::optional<ULONG> findOrCreate(const PropertyName& name);
+    /// The name that has this identifier; none if it isn't handed out.
+    [[nodiscard]] std::optional<PropertyName> nameOf(ULONG id) const;
+
+    [[nodiscard]] std::size_t size() const noexcept { return m_ids.size(); }
+    /// Forgets the latest names, so that `size` are left.
+    void shrinkTo(std::size_t size);
+
     /// All identifiers handed out so far, in ascending order.
     [[nodiscard]] std::vector<ULONG> ids() const;
 

@@ -22,6 +22,17 @@ void PropertySet::setAbsent(ULONG id)
     put({id, std::nullopt});
 }
 
+void PropertySet::merge(const PropertySet& other)
+{
+    for (const Entry& entry : other.m_entries)
+        put(entry);
+}
+
+void PropertySet::forget(ULONG id)
+{
+    std::erase_if(m_entries, [id](const Entry& entry) { return entry.id == id; });
+}
+
 void PropertySet::put(Entry entry)
 {
     const auto place = std::ranges::lower_bound(m_entries, entry.id, {}, &Entry::id);

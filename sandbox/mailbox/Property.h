@@ -51,6 +51,10 @@ public:
     /// Both replace what was said before.
     void set(Property property);
     void setAbsent(ULONG id);
+    /// Says all that `other` says, in place of what was said before about the same properties.
+    void merge(const PropertySet& other);
+    /// Nothing is said about the property any more.
+    void forget(ULONG id);
 
     [[nodiscard]] std::span<const Entry> entries() const noexcept { return m_entries; }
 

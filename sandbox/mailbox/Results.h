@@ -16,7 +16,16 @@ namespace sandbox
 class Results
 {
 public:
-    void set(std::string method, HRESULT result) { m_entries.emplace_back(std::move(method), result); }
+    /// Replaces what was planned for the method before.
+    void set(std::string method, HRESULT result)
+    {
+        remove(method);
+        m_entries.emplace_back(std::move(method), result);
+    }
+    void remove(std::string_view method)
+    {
+        std::erase_if(m_entries, [method](const auto& entry) { return entry.first == method; });
+    }
 
     /// @param table  "" or the table's name with its dot.
     [[nodiscard]] std::optional<HRESULT> find(std::string_view table, std::string_view method) const noexcept
@@ -29,7 +38,7 @@ public:
         return std::nullopt;
     }
 
-    [[nodiscard]] bool empty() const noexcept { return m_entries.empty(); }
+    [[nodiscard]] bool operator==(const Results&) const = default;
 
 private:
     std::vector<std::pair<std::string, HRESULT>> m_entries;

@@ -38,6 +38,27 @@ void Store::setTopFolders(std::shared_ptr<Folder> root, std::shared_ptr<Folder> 
     m_ipmSubtree = std::move(ipmSubtree);
 }
 
+StoreDescription Store::storeDescription() const
+{
+    return {description(), m_name, m_provider, m_isDefault, m_isPublic, m_names};
+}
+
+void Store::redescribe(StoreDescription description)
+{
+    MailboxObject::redescribe(std::move(description.object));
+    m_name = std::move(description.name);
+    m_provider = std::move(description.provider);
+    m_isDefault = description.isDefault;
+    m_isPublic = description.isPublic;
+}
+
+void Store::setHandedOut(const HandedOut& handedOut)
+{
+    m_lastFolder = handedOut.folders;
+    m_lastMessage = handedOut.messages;
+    m_names->shrinkTo(handedOut.names);
+}
+
 void Store::addMessage(std::uint64_t number, const std::shared_ptr<Message>& message)
 {
     m_messages[number] = message;

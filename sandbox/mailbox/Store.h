@@ -45,10 +45,24 @@ public:
     [[nodiscard]] const std::shared_ptr<Folder>& ipmSubtree() const noexcept { return m_ipmSubtree; }
     void setTopFolders(std::shared_ptr<Folder> root, std::shared_ptr<Folder> ipmSubtree) noexcept;
 
+    [[nodiscard]] StoreDescription storeDescription() const;
+    /// Says something else about it from now on. Its identifiers, and the mapping of named properties, stay.
+    void redescribe(StoreDescription description);
+
     [[nodiscard]] std::uint64_t nextFolderNumber() noexcept { return ++m_lastFolder; }
     [[nodiscard]] std::uint64_t nextMessageNumber() noexcept { return ++m_lastMessage; }
+    /// How much has been handed out so far. Setting it takes back what came later.
+    struct HandedOut
+    {
+        std::uint64_t folders = 0;
+        std::uint64_t messages = 0;
+        std::size_t names = 0;
+    };
+    [[nodiscard]] HandedOut handedOut() const noexcept { return {m_lastFolder, m_lastMessage, m_names->size()}; }
+    void setHandedOut(const HandedOut& handedOut);
 
     void addMessage(std::uint64_t number, const std::shared_ptr<Message>& message);
+    void removeMessage(std::uint64_t number) { m_messages.erase(number); }
     /// Null if there is no message with this number.
     [[nodiscard]] std::shared_ptr<Message> message(std::uint64_t number) const;
 
@@ -60,10 +74,10 @@ protected:
 private:
     const unsigned m_number;
     const StoreUid m_uid;
-    const std::wstring m_name;
-    const std::wstring m_provider;
-    const bool m_isDefault;
-    const bool m_isPublic;
+    std::wstring m_name;
+    std::wstring m_provider;
+    bool m_isDefault;
+    bool m_isPublic;
     const std::shared_ptr<NameMapping> m_names;
     std::shared_ptr<Folder> m_root;
     std::shared_ptr<Folder> m_ipmSubtree;

@@ -29,6 +29,7 @@ struct StoreEvent
     EventId oldId;
     EventId oldParentId;
     std::vector<ULONG> propTags; // none: no array
+    bool heedsMasks = true;      // false: delivered whatever a subscription's mask says
 };
 
 using EventBatch = std::vector<StoreEvent>;
@@ -38,6 +39,5 @@ struct StoreBatch
 {
     std::shared_ptr<Store> store;
     EventBatch events;
-    bool heedsMasks = true; // false: delivered whatever a subscription's mask says
 };
 } // namespace sandbox

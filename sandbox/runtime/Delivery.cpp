@@ -17,9 +17,9 @@ namespace
 /// More than 32 bits, and none that a client can come by when it loses the upper ones.
 constexpr ULONG_PTR s_firstConnection = 0x500000001;
 
-[[nodiscard]] bool concerns(const Subscription& subscription, const StoreEvent& event, bool heedsMask)
+[[nodiscard]] bool concerns(const Subscription& subscription, const StoreEvent& event)
 {
-    if (heedsMask && (event.type & subscription.mask) == 0)
+    if (event.heedsMasks && (event.type & subscription.mask) == 0)
         return false;
     return subscription.entryId.empty() || subscription.entryId == event.entryId.bytes ||
            subscription.entryId == event.oldId.bytes;
@@ -135,8 +135,7 @@ void Delivery::send(const std::vector<StoreBatch>& batches)
         {
             EventBatch events;
             std::ranges::copy_if(batch.events, std::back_inserter(events),
-                                 [&](const StoreEvent& event)
-                                 { return concerns(watcher->subscription, event, batch.heedsMasks); });
+                                 [&](const StoreEvent& event) { return concerns(watcher->subscription, event); });
             if (events.empty())
                 continue;
             if (watcher->queue == nullptr)

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <exception>
 #include <string_view>
+#include <utility>
 
 #include "sandbox/mailbox/MailboxReader.h"
 #include "sandbox/runtime/Delivery.h"
@@ -80,7 +81,10 @@ int sandboxNotify(std::size_t store, ULONG count, const NOTIFICATION* notificati
             const std::lock_guard lock(mailbox->mutex());
             teller = mailbox->stores().at(store);
         }
-        sandbox::Delivery::instance().send({{teller, sandbox::eventsOf(count, notifications), heedsMasks != 0}});
+        sandbox::EventBatch events = sandbox::eventsOf(count, notifications);
+        for (sandbox::StoreEvent& event : events)
+            event.heedsMasks = heedsMasks != 0;
+        sandbox::Delivery::instance().send({{teller, std::move(events)}});
         return 1;
     }
     catch (const std::exception&)

@@ -1,0 +1,125 @@
+#include "sandbox/mailbox/Places.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "sandbox/mailbox/MailboxError.h"
+#include "sandbox/mailbox/MailboxReader.h"
+
+using namespace sandbox;
+
+namespace
+{
+class PlacesTest : public testing::Test
+{
+protected:
+    template <class Find>
+    [[nodiscard]] std::string complaint(Find find, const Json& place)
+    {
+        try
+        {
+            (void)find(*mailbox, place, "/place");
+            return "(none)";
+        }
+        catch (const MailboxError& error)
+        {
+            return error.what();
+        }
+    }
+
+    const std::shared_ptr<Mailbox> mailbox = readMailbox(R"({
+        "addressBook":{"mara":{"entryId":"0000000050"}},
+        "stores":[
+        {"name":"Mailbox","entryId":"0000000001","folders":[
+          {"name":"Contacts","entryId":"0000000002","messages":[
+             {"displayName":"Mara","entryId":"0000000003","aliases":["8000000033"]},
+             {"displayName":"Twin","entryId":"0000000004"},{"displayName":"Twin","entryId":"0000000005"},
+             {"displayName":"A/B\\C","entryId":"0000000006"},{"entryId":"0000000007"},
+             {"displayName":"Both","entryId":"0000000008"},{"displayName":"Łukasz","entryId":"0000000010"}],
+           "folders":[{"name":"Both","entryId":"0000000009"}]}]},
+        {"name":"#Odd","entryId":"0000000020"},
+        {"name":"Same","folders":[{"name":"F","entryId":"0000000031"},{"name":"Only here","entryId":"0000000032"}]},
+        {"name":"Same","folders":[{"name":"F","entryId":"0000000041"}]}]})");
+};
+
+[[nodiscard]] std::string idOf(const std::shared_ptr<MailboxObject>& object)
+{
+    return toHex(object->entryId());
+}
+} // namespace
+
+TEST_F(PlacesTest, FollowsThePathOfNames)
+{
+    EXPECT_EQ(idOf(folderAt(*mailbox, "Mailbox/Contacts", "")), "0000000002");
+    EXPECT_EQ(idOf(messageAt(*mailbox, "Mailbox/Contacts/Mara", "")), "0000000003");
+    EXPECT_EQ(idOf(messageAt(*mailbox, "Mailbox/Contacts/Łukasz", "")), "0000000010");
+    EXPECT_EQ(idOf(objectAt(*mailbox, "Mailbox/Contacts/Mara", "")), "0000000003");
+    EXPECT_EQ(idOf(folderAt(*mailbox, "Same/Only here", "")), "0000000032") << "one of two stores of the name has it";
+}
+
+TEST_F(PlacesTest, TakesAStoresNameForWhatIsWanted)
+{
+    EXPECT_EQ(idOf(storeAt(*mailbox, "Mailbox", "")), "0000000001");
+    EXPECT_EQ(idOf(objectAt(*mailbox, "Mailbox", "")), "0000000001");
+    EXPECT_EQ(folderAt(*mailbox, "Mailbox", ""), mailbox->stores().at(0)->ipmSubtree());
+}
+
+TEST_F(PlacesTest, UnderstandsEscapes)
+{
+    EXPECT_EQ(idOf(messageAt(*mailbox, "Mailbox/Contacts/A\\/B\\\\C", "")), "0000000006");
+    EXPECT_EQ(idOf(storeAt(*mailbox, "\\#Odd", "")), "0000000020");
+    EXPECT_EQ(complaint(storeAt, "Mail\\box"),
+              "/place: in a place, '\\' stands before '/' or '\\' (or before '#' at the start)");
+    EXPECT_EQ(complaint(storeAt, "Mailbox\\"),
+              "/place: in a place, '\\' stands before '/' or '\\' (or before '#' at the start)");
+}
+
+TEST_F(PlacesTest, TakesIdentifiersOfEveryForm)
+{
+    EXPECT_EQ(idOf(messageAt(*mailbox, "#0000000003", "")), "0000000003");
+    EXPECT_EQ(idOf(messageAt(*mailbox, "#80 00 00 00 33", "")), "0000000003");
+    const Bytes shortTermId = folderAt(*mailbox, "Mailbox/Contacts", "")->shortTermId();
+    EXPECT_EQ(idOf(folderAt(*mailbox, "#" + toHex(shortTermId), "")), "0000000002");
+    EXPECT_EQ(idOf(storeAt(*mailbox, "#0000000001", "")), "0000000001");
+    EXPECT_EQ(objectAt(*mailbox, "#0000000050", "")->type(), MAPI_MAILUSER);
+}
+
+TEST_F(PlacesTest, DecidesByTheKindThatIsWanted)
+{
+    EXPECT_EQ(idOf(folderAt(*mailbox, "Mailbox/Contacts/Both", "")), "0000000009");
+    EXPECT_EQ(idOf(messageAt(*mailbox, "Mailbox/Contacts/Both", "")), "0000000008");
+    EXPECT_EQ(complaint(objectAt, "Mailbox/Contacts/Both"),
+              "/place: 'Mailbox/Contacts/Both' fits 2 objects: #0000000009, #0000000008");
+}
+
+TEST_F(PlacesTest, RefusesWhatFitsSeveral)
+{
+    EXPECT_EQ(complaint(messageAt, "Mailbox/Contacts/Twin"),
+              "/place: 'Mailbox/Contacts/Twin' fits 2 objects: #0000000004, #0000000005");
+    EXPECT_EQ(complaint(folderAt, "Same/F"), "/place: 'Same/F' fits 2 objects: #0000000031, #0000000041");
+}
+
+TEST_F(PlacesTest, RefusesWhatIsNotThere)
+{
+    EXPECT_EQ(complaint(storeAt, "Nobody"), "/place: there is no store 'Nobody'");
+    EXPECT_EQ(complaint(folderAt, "Nobody/Contacts"), "/place: there is no store 'Nobody'");
+    EXPECT_EQ(complaint(messageAt, "Mailbox/Kontakte/Mara"),
+              "/place: there is no 'Kontakte' where 'Mailbox/Kontakte/Mara' has it");
+    EXPECT_EQ(complaint(messageAt, "Mailbox/Contacts/Mara/x"),
+              "/place: there is no 'x' where 'Mailbox/Contacts/Mara/x' has it");
+    EXPECT_EQ(complaint(objectAt, "Mailbox/Contacts/"), "/place: there is no '' where 'Mailbox/Contacts/' has it");
+    EXPECT_EQ(complaint(objectAt, "#0000000077"), "/place: nothing has the entry identifier #0000000077");
+}
+
+TEST_F(PlacesTest, RefusesWhatIsNoPlaceOrOfAnotherKind)
+{
+    EXPECT_EQ(complaint(objectAt, ""), "/place: must be a place: a path of names, or '#' and an entry identifier");
+    EXPECT_EQ(complaint(objectAt, 5), "/place: must be a text");
+    EXPECT_EQ(complaint(objectAt, "#12x"), "/place: behind '#' must be hexadecimal digits in pairs");
+    EXPECT_EQ(complaint(folderAt, "Mailbox/Contacts/Mara"),
+              "/place: 'Mailbox/Contacts/Mara' is a message, and not a folder");
+    EXPECT_EQ(complaint(messageAt, "Mailbox"), "/place: 'Mailbox' is a store, and not a message");
+    EXPECT_EQ(complaint(storeAt, "Mailbox/Contacts"), "/place: 'Mailbox/Contacts' is a folder, and not a store");
+    EXPECT_EQ(complaint(folderAt, "#0000000050"),
+              "/place: '#0000000050' is a user of the address book, and not a folder");
+}
