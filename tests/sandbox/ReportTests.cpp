@@ -5,9 +5,8 @@
 #include <string>
 
 #include "tests/sandbox/SandboxDll.h"
-#include "tests/support/ChildProcess.h"
-#include "tests/support/Handle.h"
-#include "tests/support/Platform.h"
+#include "tests/support/EnvironmentVariable.h"
+#include "tests/support/ProgramRun.h"
 #include "tests/support/TempFolder.h"
 
 using testing::HasSubstr;
@@ -15,62 +14,25 @@ using testing::MatchesRegex;
 
 namespace
 {
-/// Sets a variable of this process, which its children inherit, for the life of this object.
-class Variable
-{
-public:
-    Variable(const wchar_t* name, const std::wstring& value) : m_name(name)
-    {
-        if (SetEnvironmentVariableW(name, value.c_str()) == FALSE)
-            support::throwLastError("SetEnvironmentVariableW");
-    }
-    Variable(const Variable&) = delete;
-    Variable& operator=(const Variable&) = delete;
-    ~Variable() { SetEnvironmentVariableW(m_name, nullptr); }
-
-private:
-    const wchar_t* m_name;
-};
-
 class ReportTest : public testing::Test
 {
 protected:
     /// Runs the client with this mailbox file and gives its exit status.
     DWORD run(const std::wstring& arguments = L"")
     {
-        SECURITY_ATTRIBUTES inheritable = {sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
-        // A file of its own for each run: the one before may still be open for a moment after its process has ended.
-        ++m_runs;
-        const support::Handle errors =
-            support::checkedFile(CreateFileW(errorsFile().c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inheritable,
-                                             CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr),
-                                 "CreateFileW");
-        STARTUPINFOW startup = {};
-        startup.cb = sizeof(startup);
-        startup.dwFlags = STARTF_USESTDHANDLES;
-        startup.hStdError = errors.get();
-        const std::wstring commandLine =
-            L"\"" + sandboxtest::besideThisProgram(L"linkwell_sandbox_holder.exe") + L"\" " + arguments;
-        const PROCESS_INFORMATION process = support::startChild(nullptr, commandLine, 0, nullptr, startup);
-        const support::Handle processHandle(process.hProcess);
-        const support::Handle threadHandle(process.hThread);
-        const auto deadline = std::chrono::milliseconds(support::deadline);
-        EXPECT_EQ(WaitForSingleObject(process.hProcess, static_cast<DWORD>(deadline.count())), WAIT_OBJECT_0);
-        DWORD status = 0;
-        EXPECT_TRUE(GetExitCodeProcess(process.hProcess, &status));
-        return status;
+        m_run = support::runProgram(L"\"" + sandboxtest::besideThisProgram(L"linkwell_sandbox_holder.exe") + L"\" " +
+                                    arguments);
+        return m_run.status;
     }
 
     void writeMailbox(const std::string& json) { support::writeBytes(m_folder.path() / L"mailbox.json", json); }
     std::string report() const { return support::readBytes(m_folder.path() / L"report.txt"); }
-    std::string errors() const { return support::readBytes(errorsFile()); }
-
-    std::wstring errorsFile() const { return m_folder.file(L"errors" + std::to_wstring(m_runs)); }
+    const std::string& errors() const { return m_run.errors; }
 
     support::TempFolder m_folder;
-    int m_runs = 0;
-    Variable m_mailbox{L"LINKWELL_SANDBOX_MAILBOX", m_folder.file(L"mailbox.json")};
-    Variable m_report{L"LINKWELL_SANDBOX_REPORT", m_folder.file(L"report.txt")};
+    support::ProgramRun m_run;
+    support::EnvironmentVariable m_mailbox{L"LINKWELL_SANDBOX_MAILBOX", m_folder.file(L"mailbox.json")};
+    support::EnvironmentVariable m_report{L"LINKWELL_SANDBOX_REPORT", m_folder.file(L"report.txt")};
 };
 
 const char* const s_oneStore = R"({"stores":[{"name":"Four"}]})";

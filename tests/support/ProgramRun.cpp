@@ -1,0 +1,54 @@
+#include "tests/support/ProgramRun.h"
+
+#include <chrono>
+#include <filesystem>
+#include <stdexcept>
+
+#include "tests/support/ChildProcess.h"
+#include "tests/support/Handle.h"
+#include "tests/support/Platform.h"
+#include "tests/support/TempFolder.h"
+
+namespace support
+{
+namespace
+{
+[[nodiscard]] Handle openForChild(const std::filesystem::path& file, DWORD access, DWORD creation)
+{
+    SECURITY_ATTRIBUTES inheritable{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
+    return checkedFile(CreateFileW(file.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE, &inheritable, creation,
+                                   FILE_ATTRIBUTE_NORMAL, nullptr),
+                       "CreateFileW");
+}
+} // namespace
+
+ProgramRun runProgram(const std::wstring& commandLine, const std::string& input)
+{
+    const TempFolder folder;
+    writeBytes(folder.path() / "input", input);
+    const Handle in = openForChild(folder.path() / "input", GENERIC_READ, OPEN_EXISTING);
+    const Handle out = openForChild(folder.path() / "output", GENERIC_WRITE, CREATE_NEW);
+    const Handle err = openForChild(folder.path() / "errors", GENERIC_WRITE, CREATE_NEW);
+    STARTUPINFOW startup{};
+    startup.cb = sizeof(startup);
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdInput = in.get();
+    startup.hStdOutput = out.get();
+    startup.hStdError = err.get();
+    const PROCESS_INFORMATION started = startChild(nullptr, commandLine, 0, nullptr, startup);
+    const Handle process(started.hProcess);
+    const Handle thread(started.hThread);
+    if (WaitForSingleObject(process.get(), static_cast<DWORD>(std::chrono::milliseconds(deadline).count())) !=
+        WAIT_OBJECT_0)
+    {
+        TerminateProcess(process.get(), 1);
+        throw std::runtime_error("a program still runs after the deadline");
+    }
+    ProgramRun run;
+    if (!GetExitCodeProcess(process.get(), &run.status))
+        throwLastError("GetExitCodeProcess");
+    run.output = readBytes(folder.path() / "output");
+    run.errors = readBytes(folder.path() / "errors");
+    return run;
+}
+} // namespace support
