@@ -144,6 +144,19 @@ Reaction LiveTest::reaction()
     return reaction;
 }
 
+void LiveTest::hostReturns()
+{
+    serveHost();
+    m_messagesSeen = 0;
+}
+
+void LiveTest::forgetRun()
+{
+    ASSERT_TRUE(DeleteFileW(logFile().c_str()));
+    hostReturns();
+    m_recordsSeen = 0;
+}
+
 void LiveTest::closeLive()
 {
     ASSERT_TRUE(agent().postToWindow(WM_CLOSE));

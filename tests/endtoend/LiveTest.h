@@ -71,6 +71,12 @@ protected:
     /// Waits until the agent has done all that it was told, and gives what it has done since it was looked at last.
     [[nodiscard]] Reaction reaction();
 
+    /// Serves a host anew, after it has been stopped.
+    void hostReturns();
+
+    /// Begins anew after `finish`, with a new host and a new log.
+    void forgetRun();
+
     /// Closes the window; the agent must end in order, with nothing held.
     void closeLive();
 
