@@ -87,7 +87,7 @@ void notifySink(SinkGate& gate, const EventBatch& events) noexcept
 {
     try
     {
-        const Call named("IMAPIAdviseSink::OnNotify", nullptr, {}); // whose the memory is
+        const Call named("IMAPIAdviseSink::OnNotify"); // whose the memory is
         const NotificationArray array(events);
         gate.notify(array.count(), array.get());
     }

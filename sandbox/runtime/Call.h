@@ -9,6 +9,7 @@
 #include "agent/mapi/MapiTypes.h"
 #include "sandbox/mailbox/Results.h"
 #include "sandbox/runtime/MapiFailure.h"
+#include "sandbox/runtime/Plans.h"
 
 namespace sandbox
 {
@@ -17,23 +18,20 @@ namespace sandbox
 class Call
 {
 public:
-    /// @param name     the function's name, or "<interface>::<method>"; lives as long as the process.
-    /// @param results  planned answers; null for none.
-    /// @param table    for a table's methods the table's name with a dot behind it, as the planned answers have it.
-    Call(const char* name, const Results* results, std::string_view table) noexcept;
+    /// @param name  the function's name, or "<interface>::<method>"; lives as long as the process.
+    explicit Call(const char* name) noexcept;
     Call(const Call&) = delete;
     Call& operator=(const Call&) = delete;
     ~Call();
 
-    /// What this call is to answer, if that is planned.
-    [[nodiscard]] const std::optional<HRESULT>& planned() const noexcept { return m_planned; }
+    /// Whether a client makes this call, and not the runtime on its way.
+    [[nodiscard]] bool isOutermost() const noexcept { return m_outermost; }
 
     /// The name of the thread's outermost call; "the sandbox itself" outside any.
     [[nodiscard]] static const char* current() noexcept;
 
 private:
     const bool m_outermost;
-    std::optional<HRESULT> m_planned;
 };
 
 /// While it lives, the thread is outside any call: the runtime calls a client.
@@ -49,18 +47,34 @@ private:
     const char* const m_suspended;
 };
 
-/// Runs the body of a function or method. No exception leaves it; planned failures are answered without running it, and
-/// other planned results take the place of its own success.
+/// The bare name of a function or method: what stands behind the last "::".
+[[nodiscard]] std::string_view bareName(std::string_view name) noexcept;
+
+/// Does the work of a call that is to give this answer: a planned failure instead of the work, any other planned result
+/// instead of the work's success.
 template <class Work>
-[[nodiscard]] HRESULT serve(const char* name, const Results* results, std::string_view table, Work&& work) noexcept
+[[nodiscard]] HRESULT answerAs(const std::optional<HRESULT>& planned, Work&& work)
 {
-    const Call call(name, results, table);
+    if (planned && FAILED(*planned))
+        return *planned;
+    const HRESULT result = work();
+    return SUCCEEDED(result) && planned ? *planned : result;
+}
+
+/// Runs the body of a function or method, after all waiting that is planned for it, and with no lock held. No exception
+/// leaves it.
+/// @param identify  gives the long-term identifier of the object that is called, without the mailbox locked; empty for
+///                  functions and the session. Asked only when somebody wants to know.
+template <class Identify, class Work>
+[[nodiscard]] HRESULT serve(const char* name, Identify&& identify, Work&& work) noexcept
+{
+    const Call call(name);
     try
     {
-        if (call.planned() && FAILED(*call.planned()))
-            return *call.planned();
-        const HRESULT result = work();
-        return SUCCEEDED(result) && call.planned() ? *call.planned() : result;
+        std::optional<HRESULT> planned;
+        if (call.isOutermost() && plans::any())
+            planned = plans::apply(name, identify());
+        return answerAs(planned, work);
     }
     catch (const MapiFailure& failure)
     {
@@ -76,9 +90,9 @@ template <class Work>
     }
 }
 
-/// The answer of everything that the sandbox does not serve.
-[[nodiscard]] inline HRESULT refuse(const char* name) noexcept
+/// The identifier of what is no object of the mailbox.
+[[nodiscard]] inline Bytes noIdentifier() noexcept
 {
-    return serve(name, nullptr, {}, [] { return MAPI_E_NO_SUPPORT; });
+    return {};
 }
 } // namespace sandbox

@@ -23,15 +23,15 @@ public:
 
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override
     {
-        return serve("IUnknown::QueryInterface", nullptr, {},
-                     [&]
-                     {
-                         require(object != nullptr);
-                         *object = interfaceFor(iid);
-                         require(*object != nullptr, MAPI_E_INTERFACE_NOT_SUPPORTED);
-                         addReference();
-                         return S_OK;
-                     });
+        return serveCall("IUnknown::QueryInterface",
+                         [&]
+                         {
+                             require(object != nullptr);
+                             *object = interfaceFor(iid);
+                             require(*object != nullptr, MAPI_E_INTERFACE_NOT_SUPPORTED);
+                             addReference();
+                             return S_OK;
+                         });
     }
 
     ULONG STDMETHODCALLTYPE AddRef() override { return addReference(); }
@@ -52,6 +52,24 @@ protected:
     {
         m_account.references -= m_references.load();
         --m_account.objects;
+    }
+
+    /// The long-term identifier of the object of the mailbox that this is or shows; empty if there is none. Called
+    /// without the mailbox locked.
+    [[nodiscard]] virtual Bytes identifier() const { return {}; }
+
+    /// Runs the body of a method, as `serve` does.
+    template <class Work>
+    [[nodiscard]] HRESULT serveCall(const char* name, Work&& work) noexcept
+    {
+        return serve(
+            name, [this] { return identifier(); }, std::forward<Work>(work));
+    }
+
+    /// The answer of everything that the sandbox does not serve.
+    [[nodiscard]] HRESULT refuse(const char* name) noexcept
+    {
+        return serveCall(name, [] { return MAPI_E_NO_SUPPORT; });
     }
 
     /// The object as the interface asked for, without a reference added; null if it doesn't have it. For IID_IUnknown

@@ -39,26 +39,43 @@ void requireInitialized()
     require(Runtime::instance().isInitialized(), MAPI_E_NOT_INITIALIZED);
 }
 
-/// Runs the body of a flat function. The mailbox is held while its planned answers are looked at.
+/// The mailbox that is served; null before the first initialisation.
+[[nodiscard]] std::shared_ptr<Mailbox> servedMailbox()
+{
+    return Runtime::instance().isInitialized() ? Runtime::instance().mailbox() : nullptr;
+}
+
+[[nodiscard]] std::optional<HRESULT> plannedFor(const char* name, const Mailbox* mailbox)
+{
+    return mailbox != nullptr ? mailbox->results().find({}, name) : std::nullopt;
+}
+
+/// Runs the body of a flat function. The mailbox is held meanwhile.
 template <class Work>
 HRESULT serveFlat(const char* name, Work&& work) noexcept
 {
-    std::shared_ptr<Mailbox> mailbox;
-    try
-    {
-        if (Runtime::instance().isInitialized())
-            mailbox = Runtime::instance().mailbox();
-    }
-    catch (...)
-    {
-        return MAPI_E_NOT_ENOUGH_MEMORY;
-    }
-    return serve(name, mailbox ? &mailbox->results() : nullptr, {},
+    return serve(name, noIdentifier,
                  [&]
                  {
-                     requireInitialized();
-                     return work(mailbox);
+                     const std::shared_ptr<Mailbox> mailbox = servedMailbox();
+                     return answerAs(plannedFor(name, mailbox.get()),
+                                     [&]
+                                     {
+                                         requireInitialized();
+                                         return work(mailbox);
+                                     });
                  });
+}
+
+void initialize(const InitParameters* parameters)
+{
+    if (parameters != nullptr)
+        require(parameters->version == 0);
+    const ULONG flags = parameters != nullptr ? parameters->flags : 0;
+    requireFlags(flags, s_initFlags);
+    if ((flags & s_noCoInit) == 0 && SUCCEEDED(CoInitialize(nullptr)))
+        ++s_comInitializations;
+    Runtime::instance().initialize();
 }
 } // namespace
 
@@ -67,33 +84,27 @@ HRESULT STDAPICALLTYPE MAPIInitialize(void* init)
     std::shared_ptr<Mailbox> mailbox;
     try
     {
-        mailbox = Runtime::instance().mailbox();
+        mailbox = Runtime::instance().mailbox(); // before the call begins: the file may plan for it
     }
     catch (...)
     {
         return MAPI_E_NOT_ENOUGH_MEMORY;
     }
-    return serve("MAPIInitialize", mailbox ? &mailbox->results() : nullptr, {},
-                 [init]
+    return serve("MAPIInitialize", noIdentifier,
+                 [&]
                  {
-                     ULONG flags = 0;
-                     if (init != nullptr)
-                     {
-                         const auto* parameters = static_cast<const InitParameters*>(init);
-                         require(parameters->version == 0);
-                         flags = parameters->flags;
-                     }
-                     requireFlags(flags, s_initFlags);
-                     if ((flags & s_noCoInit) == 0 && SUCCEEDED(CoInitialize(nullptr)))
-                         ++s_comInitializations;
-                     Runtime::instance().initialize();
-                     return S_OK;
+                     return answerAs(plannedFor("MAPIInitialize", mailbox.get()),
+                                     [&]
+                                     {
+                                         initialize(static_cast<const InitParameters*>(init));
+                                         return S_OK;
+                                     });
                  });
 }
 
 void STDAPICALLTYPE MAPIUninitialize()
 {
-    (void)serve("MAPIUninitialize", nullptr, {},
+    (void)serve("MAPIUninitialize", noIdentifier,
                 []
                 {
                     if (!Runtime::instance().uninitialize())
@@ -152,12 +163,12 @@ SCODE STDAPICALLTYPE MAPIAllocateMore(ULONG size, void* root, void** block)
 
 ULONG STDAPICALLTYPE MAPIFreeBuffer(void* block)
 {
-    return static_cast<ULONG>(serve("MAPIFreeBuffer", nullptr, {}, [block] { return memory::free(block); }));
+    return static_cast<ULONG>(serve("MAPIFreeBuffer", noIdentifier, [block] { return memory::free(block); }));
 }
 
 void STDAPICALLTYPE FreeProws(SRowSet* rows)
 {
-    (void)serve("FreeProws", nullptr, {},
+    (void)serve("FreeProws", noIdentifier,
                 [rows]
                 {
                     if (rows == nullptr)

@@ -16,10 +16,10 @@ namespace sandbox
 /// A plan as docs/sandbox-control.md tells it.
 struct Plan
 {
-    std::string method;         // "IMAPIProp::GetProps", "MAPIAllocateBuffer"
-    Bytes on;                   // long-term identifier of the one object that is meant; empty for any
-    std::uint64_t call = 1;     // the first call that it applies to, counted from when it was made
-    std::uint64_t times = 1;    // for so many calls; 0: for all that follow
+    std::string method;      // "IMAPIProp::GetProps", "MAPIAllocateBuffer"
+    Bytes on;                // long-term identifier of the one object that is meant; empty for any
+    std::uint64_t call = 1;  // the first call that it applies to, counted from when it was made
+    std::uint64_t times = 1; // for so many calls; 0: for all that follow
     std::optional<HRESULT> result;
     std::chrono::milliseconds delay{0};
     std::string hold; // calls wait until this is released; empty: they don't
@@ -29,15 +29,19 @@ struct Plan
 namespace plans
 {
 void add(Plan plan);
-/// Forgets all plans and lets go what they hold.
+/// Forgets all plans: what they keep waiting goes on, and does its own work.
 void clear();
 /// Lets the calls that a hold keeps waiting go on, and those that would come to wait. False if no plan has this hold.
 bool release(std::string_view hold);
 /// Waits until a call waits at this hold. False after `timeout`, or when `stop` is signalled.
 [[nodiscard]] bool waitUntilHeld(std::string_view hold, std::chrono::milliseconds timeout, HANDLE stop);
 
-/// Counts a call that a client makes, waits as planned, and gives what it is to answer, if that is planned. Cheap while
-/// there are no plans.
+/// Whether there are plans; cheap.
+[[nodiscard]] bool any() noexcept;
+
+/// Counts a call that a client makes, waits as planned, and gives what it is to answer, if that is planned. When
+/// several plans apply to one call, it waits for all of them, and the latest one with a result says the answer.
+/// @param method  as in Plan::method.
 /// @param on  long-term identifier of the object; empty for functions and the session.
 [[nodiscard]] std::optional<HRESULT> apply(std::string_view method, const Bytes& on);
 } // namespace plans

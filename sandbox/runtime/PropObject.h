@@ -49,23 +49,37 @@ protected:
     {
     }
 
+    [[nodiscard]] Bytes identifier() const override
+    {
+        const std::lock_guard lock(m_session->mailbox().mutex());
+        return m_object->entryId();
+    }
+
     /// Runs the body of a method with the mailbox locked.
     template <class Work>
     [[nodiscard]] HRESULT served(const char* name, Work&& work) noexcept
     {
-        return m_session->serveLocked(name, &m_object->results(), {}, std::forward<Work>(work));
+        return this->serveCall(name, [&] { return m_session->locked(plannedFor(name), work); });
     }
 
     /// The same without the lock, for what calls a client.
     template <class Work>
     [[nodiscard]] HRESULT servedUnlocked(const char* name, Work&& work) noexcept
     {
-        return m_session->serveUnlocked(name, &m_object->results(), {}, std::forward<Work>(work));
+        return this->serveCall(name, [&] { return m_session->unlocked(plannedFor(name), work); });
     }
 
     [[nodiscard]] const std::shared_ptr<SessionState>& session() const noexcept { return m_session; }
 
 private:
+    [[nodiscard]] auto plannedFor(const char* name) const noexcept
+    {
+        return [this, name]
+        {
+            return m_object->results().find({}, bareName(name));
+        };
+    }
+
     const std::shared_ptr<SessionState> m_session;
     const std::shared_ptr<MailboxObject> m_object;
     NameMapping* const m_names; // borrowed from the store, which the session's mailbox owns

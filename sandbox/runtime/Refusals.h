@@ -13,34 +13,34 @@ class RefusingProp : public ComObject<Interface>
 public:
     HRESULT STDMETHODCALLTYPE GetLastError(HRESULT, ULONG, MAPIERROR**) override
     {
-        return refuse("IMAPIProp::GetLastError");
+        return this->refuse("IMAPIProp::GetLastError");
     }
-    HRESULT STDMETHODCALLTYPE SaveChanges(ULONG) override { return refuse("IMAPIProp::SaveChanges"); }
+    HRESULT STDMETHODCALLTYPE SaveChanges(ULONG) override { return this->refuse("IMAPIProp::SaveChanges"); }
     HRESULT STDMETHODCALLTYPE OpenProperty(ULONG, const IID*, ULONG, ULONG, IUnknown**) override
     {
-        return refuse("IMAPIProp::OpenProperty");
+        return this->refuse("IMAPIProp::OpenProperty");
     }
     HRESULT STDMETHODCALLTYPE SetProps(ULONG, SPropValue*, SPropProblemArray**) override
     {
-        return refuse("IMAPIProp::SetProps");
+        return this->refuse("IMAPIProp::SetProps");
     }
     HRESULT STDMETHODCALLTYPE DeleteProps(SPropTagArray*, SPropProblemArray**) override
     {
-        return refuse("IMAPIProp::DeleteProps");
+        return this->refuse("IMAPIProp::DeleteProps");
     }
     HRESULT STDMETHODCALLTYPE CopyTo(ULONG, const IID*, SPropTagArray*, ULONG_PTR, IMAPIProgress*, const IID*, void*,
                                      ULONG, SPropProblemArray**) override
     {
-        return refuse("IMAPIProp::CopyTo");
+        return this->refuse("IMAPIProp::CopyTo");
     }
     HRESULT STDMETHODCALLTYPE CopyProps(SPropTagArray*, ULONG_PTR, IMAPIProgress*, const IID*, void*, ULONG,
                                         SPropProblemArray**) override
     {
-        return refuse("IMAPIProp::CopyProps");
+        return this->refuse("IMAPIProp::CopyProps");
     }
     HRESULT STDMETHODCALLTYPE GetNamesFromIDs(SPropTagArray**, GUID*, ULONG, ULONG*, MAPINAMEID***) override
     {
-        return refuse("IMAPIProp::GetNamesFromIDs");
+        return this->refuse("IMAPIProp::GetNamesFromIDs");
     }
 
 protected:
@@ -54,25 +54,34 @@ class RefusingStore : public Base
 public:
     HRESULT STDMETHODCALLTYPE SetReceiveFolder(void*, ULONG, ULONG, ENTRYID*) override
     {
-        return refuse("IMsgStore::SetReceiveFolder");
+        return this->refuse("IMsgStore::SetReceiveFolder");
     }
     HRESULT STDMETHODCALLTYPE GetReceiveFolder(void*, ULONG, ULONG*, ENTRYID**, void**) override
     {
-        return refuse("IMsgStore::GetReceiveFolder");
+        return this->refuse("IMsgStore::GetReceiveFolder");
     }
     HRESULT STDMETHODCALLTYPE GetReceiveFolderTable(ULONG, IMAPITable**) override
     {
-        return refuse("IMsgStore::GetReceiveFolderTable");
+        return this->refuse("IMsgStore::GetReceiveFolderTable");
     }
-    HRESULT STDMETHODCALLTYPE StoreLogoff(ULONG*) override { return refuse("IMsgStore::StoreLogoff"); }
-    HRESULT STDMETHODCALLTYPE AbortSubmit(ULONG, ENTRYID*, ULONG) override { return refuse("IMsgStore::AbortSubmit"); }
+    HRESULT STDMETHODCALLTYPE StoreLogoff(ULONG*) override { return this->refuse("IMsgStore::StoreLogoff"); }
+    HRESULT STDMETHODCALLTYPE AbortSubmit(ULONG, ENTRYID*, ULONG) override
+    {
+        return this->refuse("IMsgStore::AbortSubmit");
+    }
     HRESULT STDMETHODCALLTYPE GetOutgoingQueue(ULONG, IMAPITable**) override
     {
-        return refuse("IMsgStore::GetOutgoingQueue");
+        return this->refuse("IMsgStore::GetOutgoingQueue");
     }
-    HRESULT STDMETHODCALLTYPE SetLockState(IMessage*, ULONG) override { return refuse("IMsgStore::SetLockState"); }
-    HRESULT STDMETHODCALLTYPE FinishedMsg(ULONG, ULONG, ENTRYID*) override { return refuse("IMsgStore::FinishedMsg"); }
-    HRESULT STDMETHODCALLTYPE NotifyNewMail(NOTIFICATION*) override { return refuse("IMsgStore::NotifyNewMail"); }
+    HRESULT STDMETHODCALLTYPE SetLockState(IMessage*, ULONG) override
+    {
+        return this->refuse("IMsgStore::SetLockState");
+    }
+    HRESULT STDMETHODCALLTYPE FinishedMsg(ULONG, ULONG, ENTRYID*) override
+    {
+        return this->refuse("IMsgStore::FinishedMsg");
+    }
+    HRESULT STDMETHODCALLTYPE NotifyNewMail(NOTIFICATION*) override { return this->refuse("IMsgStore::NotifyNewMail"); }
 
 protected:
     using Base::Base;
@@ -85,56 +94,56 @@ class RefusingFolder : public Base
 public:
     HRESULT STDMETHODCALLTYPE SetSearchCriteria(SRestriction*, ENTRYLIST*, ULONG) override
     {
-        return refuse("IMAPIContainer::SetSearchCriteria");
+        return this->refuse("IMAPIContainer::SetSearchCriteria");
     }
     HRESULT STDMETHODCALLTYPE GetSearchCriteria(ULONG, SRestriction**, ENTRYLIST**, ULONG*) override
     {
-        return refuse("IMAPIContainer::GetSearchCriteria");
+        return this->refuse("IMAPIContainer::GetSearchCriteria");
     }
     HRESULT STDMETHODCALLTYPE CreateMessage(const IID*, ULONG, IMessage**) override
     {
-        return refuse("IMAPIFolder::CreateMessage");
+        return this->refuse("IMAPIFolder::CreateMessage");
     }
     HRESULT STDMETHODCALLTYPE CopyMessages(ENTRYLIST*, const IID*, void*, ULONG_PTR, IMAPIProgress*, ULONG) override
     {
-        return refuse("IMAPIFolder::CopyMessages");
+        return this->refuse("IMAPIFolder::CopyMessages");
     }
     HRESULT STDMETHODCALLTYPE DeleteMessages(ENTRYLIST*, ULONG_PTR, IMAPIProgress*, ULONG) override
     {
-        return refuse("IMAPIFolder::DeleteMessages");
+        return this->refuse("IMAPIFolder::DeleteMessages");
     }
     HRESULT STDMETHODCALLTYPE CreateFolder(ULONG, void*, void*, const IID*, ULONG, IMAPIFolder**) override
     {
-        return refuse("IMAPIFolder::CreateFolder");
+        return this->refuse("IMAPIFolder::CreateFolder");
     }
     HRESULT STDMETHODCALLTYPE CopyFolder(ULONG, ENTRYID*, const IID*, void*, void*, ULONG_PTR, IMAPIProgress*,
                                          ULONG) override
     {
-        return refuse("IMAPIFolder::CopyFolder");
+        return this->refuse("IMAPIFolder::CopyFolder");
     }
     HRESULT STDMETHODCALLTYPE DeleteFolder(ULONG, ENTRYID*, ULONG_PTR, IMAPIProgress*, ULONG) override
     {
-        return refuse("IMAPIFolder::DeleteFolder");
+        return this->refuse("IMAPIFolder::DeleteFolder");
     }
     HRESULT STDMETHODCALLTYPE SetReadFlags(ENTRYLIST*, ULONG_PTR, IMAPIProgress*, ULONG) override
     {
-        return refuse("IMAPIFolder::SetReadFlags");
+        return this->refuse("IMAPIFolder::SetReadFlags");
     }
     HRESULT STDMETHODCALLTYPE GetMessageStatus(ULONG, ENTRYID*, ULONG, ULONG*) override
     {
-        return refuse("IMAPIFolder::GetMessageStatus");
+        return this->refuse("IMAPIFolder::GetMessageStatus");
     }
     HRESULT STDMETHODCALLTYPE SetMessageStatus(ULONG, ENTRYID*, ULONG, ULONG, ULONG*) override
     {
-        return refuse("IMAPIFolder::SetMessageStatus");
+        return this->refuse("IMAPIFolder::SetMessageStatus");
     }
     HRESULT STDMETHODCALLTYPE SaveContentsSort(SSortOrderSet*, ULONG) override
     {
-        return refuse("IMAPIFolder::SaveContentsSort");
+        return this->refuse("IMAPIFolder::SaveContentsSort");
     }
     HRESULT STDMETHODCALLTYPE EmptyFolder(ULONG_PTR, IMAPIProgress*, ULONG) override
     {
-        return refuse("IMAPIFolder::EmptyFolder");
+        return this->refuse("IMAPIFolder::EmptyFolder");
     }
 
 protected:
@@ -148,30 +157,30 @@ class RefusingMessage : public Base
 public:
     HRESULT STDMETHODCALLTYPE GetAttachmentTable(ULONG, IMAPITable**) override
     {
-        return refuse("IMessage::GetAttachmentTable");
+        return this->refuse("IMessage::GetAttachmentTable");
     }
     HRESULT STDMETHODCALLTYPE OpenAttach(ULONG, const IID*, ULONG, IAttach**) override
     {
-        return refuse("IMessage::OpenAttach");
+        return this->refuse("IMessage::OpenAttach");
     }
     HRESULT STDMETHODCALLTYPE CreateAttach(const IID*, ULONG, ULONG*, IAttach**) override
     {
-        return refuse("IMessage::CreateAttach");
+        return this->refuse("IMessage::CreateAttach");
     }
     HRESULT STDMETHODCALLTYPE DeleteAttach(ULONG, ULONG_PTR, IMAPIProgress*, ULONG) override
     {
-        return refuse("IMessage::DeleteAttach");
+        return this->refuse("IMessage::DeleteAttach");
     }
     HRESULT STDMETHODCALLTYPE GetRecipientTable(ULONG, IMAPITable**) override
     {
-        return refuse("IMessage::GetRecipientTable");
+        return this->refuse("IMessage::GetRecipientTable");
     }
     HRESULT STDMETHODCALLTYPE ModifyRecipients(ULONG, ADRLIST*) override
     {
-        return refuse("IMessage::ModifyRecipients");
+        return this->refuse("IMessage::ModifyRecipients");
     }
-    HRESULT STDMETHODCALLTYPE SubmitMessage(ULONG) override { return refuse("IMessage::SubmitMessage"); }
-    HRESULT STDMETHODCALLTYPE SetReadFlag(ULONG) override { return refuse("IMessage::SetReadFlag"); }
+    HRESULT STDMETHODCALLTYPE SubmitMessage(ULONG) override { return this->refuse("IMessage::SubmitMessage"); }
+    HRESULT STDMETHODCALLTYPE SetReadFlag(ULONG) override { return this->refuse("IMessage::SetReadFlag"); }
 
 protected:
     using Base::Base;
@@ -182,36 +191,39 @@ class RefusingTable : public ComObject<IMAPITable>
 public:
     HRESULT STDMETHODCALLTYPE GetLastError(HRESULT, ULONG, MAPIERROR**) override
     {
-        return refuse("IMAPITable::GetLastError");
+        return this->refuse("IMAPITable::GetLastError");
     }
     HRESULT STDMETHODCALLTYPE Advise(ULONG, IMAPIAdviseSink*, ULONG_PTR*) override
     {
-        return refuse("IMAPITable::Advise");
+        return this->refuse("IMAPITable::Advise");
     }
-    HRESULT STDMETHODCALLTYPE Unadvise(ULONG_PTR) override { return refuse("IMAPITable::Unadvise"); }
-    HRESULT STDMETHODCALLTYPE GetStatus(ULONG*, ULONG*) override { return refuse("IMAPITable::GetStatus"); }
-    HRESULT STDMETHODCALLTYPE SeekRowApprox(ULONG, ULONG) override { return refuse("IMAPITable::SeekRowApprox"); }
-    HRESULT STDMETHODCALLTYPE QuerySortOrder(SSortOrderSet**) override { return refuse("IMAPITable::QuerySortOrder"); }
-    HRESULT STDMETHODCALLTYPE Abort() override { return refuse("IMAPITable::Abort"); }
+    HRESULT STDMETHODCALLTYPE Unadvise(ULONG_PTR) override { return this->refuse("IMAPITable::Unadvise"); }
+    HRESULT STDMETHODCALLTYPE GetStatus(ULONG*, ULONG*) override { return this->refuse("IMAPITable::GetStatus"); }
+    HRESULT STDMETHODCALLTYPE SeekRowApprox(ULONG, ULONG) override { return this->refuse("IMAPITable::SeekRowApprox"); }
+    HRESULT STDMETHODCALLTYPE QuerySortOrder(SSortOrderSet**) override
+    {
+        return this->refuse("IMAPITable::QuerySortOrder");
+    }
+    HRESULT STDMETHODCALLTYPE Abort() override { return this->refuse("IMAPITable::Abort"); }
     HRESULT STDMETHODCALLTYPE ExpandRow(ULONG, BYTE*, ULONG, ULONG, SRowSet**, ULONG*) override
     {
-        return refuse("IMAPITable::ExpandRow");
+        return this->refuse("IMAPITable::ExpandRow");
     }
     HRESULT STDMETHODCALLTYPE CollapseRow(ULONG, BYTE*, ULONG, ULONG*) override
     {
-        return refuse("IMAPITable::CollapseRow");
+        return this->refuse("IMAPITable::CollapseRow");
     }
     HRESULT STDMETHODCALLTYPE WaitForCompletion(ULONG, ULONG, ULONG*) override
     {
-        return refuse("IMAPITable::WaitForCompletion");
+        return this->refuse("IMAPITable::WaitForCompletion");
     }
     HRESULT STDMETHODCALLTYPE GetCollapseState(ULONG, ULONG, BYTE*, ULONG*, BYTE**) override
     {
-        return refuse("IMAPITable::GetCollapseState");
+        return this->refuse("IMAPITable::GetCollapseState");
     }
     HRESULT STDMETHODCALLTYPE SetCollapseState(ULONG, ULONG, BYTE*, BOOKMARK*) override
     {
-        return refuse("IMAPITable::SetCollapseState");
+        return this->refuse("IMAPITable::SetCollapseState");
     }
 
 protected:
@@ -223,57 +235,57 @@ class RefusingSession : public ComObject<IMAPISession>
 public:
     HRESULT STDMETHODCALLTYPE GetLastError(HRESULT, ULONG, MAPIERROR**) override
     {
-        return refuse("IMAPISession::GetLastError");
+        return this->refuse("IMAPISession::GetLastError");
     }
     HRESULT STDMETHODCALLTYPE OpenAddressBook(ULONG_PTR, const IID*, ULONG, IAddrBook**) override
     {
-        return refuse("IMAPISession::OpenAddressBook");
+        return this->refuse("IMAPISession::OpenAddressBook");
     }
     HRESULT STDMETHODCALLTYPE OpenProfileSection(MAPIUID*, const IID*, ULONG, IProfSect**) override
     {
-        return refuse("IMAPISession::OpenProfileSection");
+        return this->refuse("IMAPISession::OpenProfileSection");
     }
     HRESULT STDMETHODCALLTYPE GetStatusTable(ULONG, IMAPITable**) override
     {
-        return refuse("IMAPISession::GetStatusTable");
+        return this->refuse("IMAPISession::GetStatusTable");
     }
     HRESULT STDMETHODCALLTYPE Advise(ULONG, ENTRYID*, ULONG, IMAPIAdviseSink*, ULONG_PTR*) override
     {
-        return refuse("IMAPISession::Advise");
+        return this->refuse("IMAPISession::Advise");
     }
-    HRESULT STDMETHODCALLTYPE Unadvise(ULONG_PTR) override { return refuse("IMAPISession::Unadvise"); }
+    HRESULT STDMETHODCALLTYPE Unadvise(ULONG_PTR) override { return this->refuse("IMAPISession::Unadvise"); }
     HRESULT STDMETHODCALLTYPE MessageOptions(ULONG_PTR, ULONG, void*, IMessage*) override
     {
-        return refuse("IMAPISession::MessageOptions");
+        return this->refuse("IMAPISession::MessageOptions");
     }
     HRESULT STDMETHODCALLTYPE QueryDefaultMessageOpt(void*, ULONG, ULONG*, SPropValue**) override
     {
-        return refuse("IMAPISession::QueryDefaultMessageOpt");
+        return this->refuse("IMAPISession::QueryDefaultMessageOpt");
     }
     HRESULT STDMETHODCALLTYPE EnumAdrTypes(ULONG, ULONG*, void***) override
     {
-        return refuse("IMAPISession::EnumAdrTypes");
+        return this->refuse("IMAPISession::EnumAdrTypes");
     }
     HRESULT STDMETHODCALLTYPE QueryIdentity(ULONG*, ENTRYID**) override
     {
-        return refuse("IMAPISession::QueryIdentity");
+        return this->refuse("IMAPISession::QueryIdentity");
     }
     HRESULT STDMETHODCALLTYPE SetDefaultStore(ULONG, ULONG, ENTRYID*) override
     {
-        return refuse("IMAPISession::SetDefaultStore");
+        return this->refuse("IMAPISession::SetDefaultStore");
     }
     HRESULT STDMETHODCALLTYPE AdminServices(ULONG, IMsgServiceAdmin**) override
     {
-        return refuse("IMAPISession::AdminServices");
+        return this->refuse("IMAPISession::AdminServices");
     }
     HRESULT STDMETHODCALLTYPE ShowForm(ULONG_PTR, IMsgStore*, IMAPIFolder*, const IID*, ULONG_PTR, IMessage*, ULONG,
                                        ULONG, ULONG, ULONG, char*) override
     {
-        return refuse("IMAPISession::ShowForm");
+        return this->refuse("IMAPISession::ShowForm");
     }
     HRESULT STDMETHODCALLTYPE PrepareForm(const IID*, IMessage*, ULONG_PTR*) override
     {
-        return refuse("IMAPISession::PrepareForm");
+        return this->refuse("IMAPISession::PrepareForm");
     }
 
 protected:

@@ -12,6 +12,7 @@
 #include "sandbox/runtime/MapiFailure.h"
 #include "sandbox/runtime/Memory.h"
 #include "sandbox/runtime/Notifications.h"
+#include "sandbox/runtime/Plans.h"
 #include "sandbox/runtime/Runtime.h"
 
 namespace
@@ -69,6 +70,7 @@ void sandboxReset()
     sandbox::Runtime::instance().give(nullptr);
     sandbox::memory::flush();
     sandbox::ledger::forgetMisuse();
+    sandbox::plans::clear();
 }
 
 int sandboxNotify(std::size_t store, ULONG count, const NOTIFICATION* notifications, int heedsMasks)
@@ -76,6 +78,7 @@ int sandboxNotify(std::size_t store, ULONG count, const NOTIFICATION* notificati
     try
     {
         const std::shared_ptr<sandbox::Mailbox> mailbox = sandbox::Runtime::instance().mailbox();
+        sandbox::require(mailbox != nullptr);
         std::shared_ptr<sandbox::Store> teller;
         {
             const std::lock_guard lock(mailbox->mutex());
@@ -106,4 +109,35 @@ int sandboxWaitUntilAdvised(std::size_t count, unsigned milliseconds, HANDLE sto
 {
     const std::chrono::milliseconds timeout(milliseconds);
     return sandbox::Delivery::instance().waitUntilAdvised(count, timeout, stop) ? 1 : 0;
+}
+
+void sandboxAddPlan(const SandboxPlan* plan)
+{
+    sandbox::Plan added;
+    added.method = plan->method;
+    if (plan->on != nullptr)
+        added.on.assign(plan->on, plan->on + plan->onSize);
+    added.call = plan->call;
+    added.times = plan->times;
+    if (plan->result != nullptr)
+        added.result = *plan->result;
+    added.delay = std::chrono::milliseconds(plan->delay);
+    if (plan->hold != nullptr)
+        added.hold = plan->hold;
+    sandbox::plans::add(std::move(added));
+}
+
+void sandboxClearPlans()
+{
+    sandbox::plans::clear();
+}
+
+int sandboxReleaseHold(const char* hold)
+{
+    return sandbox::plans::release(hold) ? 1 : 0;
+}
+
+int sandboxWaitUntilHeld(const char* hold, unsigned milliseconds, HANDLE stop)
+{
+    return sandbox::plans::waitUntilHeld(hold, std::chrono::milliseconds(milliseconds), stop) ? 1 : 0;
 }

@@ -7,6 +7,19 @@
 
 #include "agent/mapi/MapiTypes.h"
 
+/// Plan of sandbox/runtime/Plans.h in a form that a DLL can export.
+struct SandboxPlan
+{
+    const char* method;
+    const unsigned char* on; // null for any object
+    std::size_t onSize;
+    std::uint64_t call;
+    std::uint64_t times;
+    const HRESULT* result; // null for none
+    unsigned delay;        // in milliseconds
+    const char* hold;      // null for none
+};
+
 extern "C"
 {
     /// Memory blocks that are allocated, chained ones included; objects that are referenced; their references together.
@@ -22,7 +35,7 @@ extern "C"
     /// the reader's complaint in `error`, cut to fit with a terminating zero, and changes nothing.
     int sandboxLoadMailbox(const char* json, char* error, std::size_t size);
 
-    /// Goes back to the mailbox file, which is read anew, and forgets every misuse noted so far.
+    /// Goes back to the mailbox file, which is read anew, and forgets all plans and every misuse noted so far.
     void sandboxReset();
 
     /// Lets a store of the mailbox, counted from 0, tell these notifications of objects as one batch. Gives 1; or 0, and
@@ -33,6 +46,12 @@ extern "C"
     /// signalled.
     int sandboxWaitUntilIdle(unsigned milliseconds, HANDLE stop);
     int sandboxWaitUntilAdvised(std::size_t count, unsigned milliseconds, HANDLE stop);
+
+    /// The functions of sandbox/runtime/Plans.h; 1 for true.
+    void sandboxAddPlan(const SandboxPlan* plan);
+    void sandboxClearPlans();
+    int sandboxReleaseHold(const char* hold);
+    int sandboxWaitUntilHeld(const char* hold, unsigned milliseconds, HANDLE stop);
 }
 
 // For GetProcAddress.
@@ -43,3 +62,7 @@ using SandboxResetFunction = decltype(&sandboxReset);
 using SandboxNotifyFunction = decltype(&sandboxNotify);
 using SandboxWaitUntilIdleFunction = decltype(&sandboxWaitUntilIdle);
 using SandboxWaitUntilAdvisedFunction = decltype(&sandboxWaitUntilAdvised);
+using SandboxAddPlanFunction = decltype(&sandboxAddPlan);
+using SandboxClearPlansFunction = decltype(&sandboxClearPlans);
+using SandboxReleaseHoldFunction = decltype(&sandboxReleaseHold);
+using SandboxWaitUntilHeldFunction = decltype(&sandboxWaitUntilHeld);

@@ -23,7 +23,11 @@ SessionObject::SessionObject(std::shared_ptr<Mailbox> mailbox)
 template <class Work>
 HRESULT SessionObject::served(const char* name, Work&& work) noexcept
 {
-    return m_state->serveLocked(name, &m_state->mailbox().results(), {}, std::forward<Work>(work));
+    const auto findPlanned = [&]
+    {
+        return m_state->mailbox().results().find({}, bareName(name));
+    };
+    return serveCall(name, [&] { return m_state->locked(findPlanned, work); });
 }
 
 HRESULT STDMETHODCALLTYPE SessionObject::GetMsgStoresTable(ULONG flags, IMAPITable** table)

@@ -21,33 +21,33 @@ public:
     void end() noexcept { m_ended = true; }
     [[nodiscard]] bool hasEnded() const noexcept { return m_ended; }
 
-    /// Runs the body of a method, as `serve` does, of a session that is not over.
-    template <class Work>
-    [[nodiscard]] HRESULT serveUnlocked(const char* name, const Results* results, std::string_view table,
-                                        Work&& work) noexcept
+    /// Does the work of a method of a session that is not over, with the mailbox locked.
+    /// @param findPlanned  finds what the mailbox plans as the answer; called with the mailbox locked.
+    template <class FindPlanned, class Work>
+    [[nodiscard]] HRESULT locked(FindPlanned&& findPlanned, Work&& work)
     {
-        return serve(name, results, table,
-                     [&]
-                     {
-                         require(!m_ended, MAPI_E_END_OF_SESSION);
-                         return work();
-                     });
+        const std::lock_guard lock(m_mailbox->mutex());
+        return answerAs(findPlanned(), [&] { return whileGoingOn(work); });
     }
 
-    /// The same with the mailbox locked.
-    template <class Work>
-    [[nodiscard]] HRESULT serveLocked(const char* name, const Results* results, std::string_view table,
-                                      Work&& work) noexcept
+    /// The same, but the work is done without the lock.
+    template <class FindPlanned, class Work>
+    [[nodiscard]] HRESULT unlocked(FindPlanned&& findPlanned, Work&& work)
     {
-        return serveUnlocked(name, results, table,
-                             [&]
-                             {
-                                 const std::lock_guard lock(m_mailbox->mutex());
-                                 return work();
-                             });
+        std::unique_lock lock(m_mailbox->mutex());
+        const std::optional<HRESULT> planned = findPlanned();
+        lock.unlock();
+        return answerAs(planned, [&] { return whileGoingOn(work); });
     }
 
 private:
+    template <class Work>
+    [[nodiscard]] HRESULT whileGoingOn(Work&& work) const
+    {
+        require(!m_ended, MAPI_E_END_OF_SESSION);
+        return work();
+    }
+
     const std::shared_ptr<Mailbox> m_mailbox;
     std::atomic<bool> m_ended{false};
 };

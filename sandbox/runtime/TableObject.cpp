@@ -97,8 +97,20 @@ TableObject::TableObject(std::shared_ptr<SessionState> session, TableSource sour
 template <class Work>
 HRESULT TableObject::served(const char* name, Work&& work) noexcept
 {
-    const Results& results = m_source.owner ? m_source.owner->results() : m_session->mailbox().results();
-    return m_session->serveLocked(name, &results, nameOf(m_source.kind), std::forward<Work>(work));
+    const auto findPlanned = [&]
+    {
+        const Results& results = m_source.owner ? m_source.owner->results() : m_session->mailbox().results();
+        return results.find(nameOf(m_source.kind), bareName(name));
+    };
+    return serveCall(name, [&] { return m_session->locked(findPlanned, work); });
+}
+
+Bytes TableObject::identifier() const
+{
+    if (m_source.owner == nullptr)
+        return {};
+    const std::lock_guard lock(m_session->mailbox().mutex());
+    return m_source.owner->entryId();
 }
 
 HRESULT STDMETHODCALLTYPE TableObject::SetColumns(SPropTagArray* tags, ULONG flags)

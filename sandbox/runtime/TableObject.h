@@ -44,6 +44,8 @@ public:
     HRESULT STDMETHODCALLTYPE QueryRows(LONG count, ULONG flags, SRowSet** rows) override;
 
 protected:
+    /// That of the folder whose table it is.
+    [[nodiscard]] Bytes identifier() const override;
     [[nodiscard]] void* interfaceFor(REFIID iid) noexcept override;
 
 private:

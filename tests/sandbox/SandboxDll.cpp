@@ -26,6 +26,10 @@ SandboxDll::SandboxDll() : m_module(LoadLibraryW(besideThisProgram(L"LinkwellSan
     bind(sandboxNotify, "sandboxNotify");
     bind(sandboxWaitUntilIdle, "sandboxWaitUntilIdle");
     bind(sandboxWaitUntilAdvised, "sandboxWaitUntilAdvised");
+    bind(sandboxAddPlan, "sandboxAddPlan");
+    bind(sandboxClearPlans, "sandboxClearPlans");
+    bind(sandboxReleaseHold, "sandboxReleaseHold");
+    bind(sandboxWaitUntilHeld, "sandboxWaitUntilHeld");
 }
 
 SandboxDll::~SandboxDll()

@@ -36,6 +36,10 @@ public:
     SandboxNotifyFunction sandboxNotify;
     SandboxWaitUntilIdleFunction sandboxWaitUntilIdle;
     SandboxWaitUntilAdvisedFunction sandboxWaitUntilAdvised;
+    SandboxAddPlanFunction sandboxAddPlan;
+    SandboxClearPlansFunction sandboxClearPlans;
+    SandboxReleaseHoldFunction sandboxReleaseHold;
+    SandboxWaitUntilHeldFunction sandboxWaitUntilHeld;
 
     [[nodiscard]] std::string report() const;
 
