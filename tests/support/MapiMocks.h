@@ -345,7 +345,7 @@ template <class Mock>
 class Mocked
 {
 public:
-    Mocked() : m_mock(new testing::StrictMock<Mock>) {}
+    Mocked();
     ~Mocked() { m_mock->Release(); }
     Mocked(const Mocked&) = delete;
     Mocked& operator=(const Mocked&) = delete;
@@ -363,6 +363,19 @@ public:
 private:
     Mock* const m_mock;
 };
+
+template <class Mock>
+Mocked<Mock>::Mocked() : m_mock(new testing::StrictMock<Mock>)
+{
+}
+
+// Making a mock takes GoogleMock's whole machinery for each of its methods. It is compiled once, in MapiMocks.cpp.
+extern template class Mocked<MockProp>;
+extern template class Mocked<MockMsgStore>;
+extern template class Mocked<MockFolder>;
+extern template class Mocked<MockTable>;
+extern template class Mocked<MockSession>;
+extern template class Mocked<MockClientShutdown>;
 
 /// An action: puts a reference on the mock into the call's out argument with this index, and gives the result. The mock
 /// is borrowed.
