@@ -6,6 +6,7 @@
 #include <string_view>
 #include <utility>
 
+#include "sandbox/control/Requests.h"
 #include "sandbox/mailbox/MailboxReader.h"
 #include "sandbox/runtime/Delivery.h"
 #include "sandbox/runtime/Ledger.h"
@@ -140,4 +141,11 @@ int sandboxReleaseHold(const char* hold)
 int sandboxWaitUntilHeld(const char* hold, unsigned milliseconds, HANDLE stop)
 {
     return sandbox::plans::waitUntilHeld(hold, std::chrono::milliseconds(milliseconds), stop) ? 1 : 0;
+}
+
+std::size_t sandboxAnswer(const char* request, char* answer, std::size_t size)
+{
+    const std::string line = sandbox::answerRequest(request, nullptr);
+    copyText(line, answer, size);
+    return line.size();
 }

@@ -52,6 +52,10 @@ extern "C"
     void sandboxClearPlans();
     int sandboxReleaseHold(const char* hold);
     int sandboxWaitUntilHeld(const char* hold, unsigned milliseconds, HANDLE stop);
+
+    /// Does what a request of docs/sandbox-control.md says, and gives the length of its answer, without a terminating zero;
+    /// copies as much of it as fits with one. Not to be called by two threads at a time.
+    std::size_t sandboxAnswer(const char* request, char* answer, std::size_t size);
 }
 
 // For GetProcAddress.
@@ -66,3 +70,4 @@ using SandboxAddPlanFunction = decltype(&sandboxAddPlan);
 using SandboxClearPlansFunction = decltype(&sandboxClearPlans);
 using SandboxReleaseHoldFunction = decltype(&sandboxReleaseHold);
 using SandboxWaitUntilHeldFunction = decltype(&sandboxWaitUntilHeld);
+using SandboxAnswerFunction = decltype(&sandboxAnswer);

@@ -1,5 +1,6 @@
 #include "tests/sandbox/SandboxDll.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 namespace sandboxtest
@@ -30,6 +31,7 @@ SandboxDll::SandboxDll() : m_module(LoadLibraryW(besideThisProgram(L"LinkwellSan
     bind(sandboxClearPlans, "sandboxClearPlans");
     bind(sandboxReleaseHold, "sandboxReleaseHold");
     bind(sandboxWaitUntilHeld, "sandboxWaitUntilHeld");
+    bind(sandboxAnswer, "sandboxAnswer");
 }
 
 SandboxDll::~SandboxDll()
@@ -41,6 +43,14 @@ std::string SandboxDll::report() const
 {
     std::string text(sandboxReport(nullptr, 0), '\0');
     sandboxReport(text.data(), text.size() + 1);
+    return text;
+}
+
+std::string SandboxDll::answer(const std::string& request) const
+{
+    constexpr std::size_t s_enough = 1 << 20; // asking twice would do it twice
+    std::string text(s_enough, '\0');
+    text.resize(std::min(sandboxAnswer(request.c_str(), text.data(), text.size()), text.size()));
     return text;
 }
 

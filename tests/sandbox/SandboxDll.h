@@ -40,8 +40,11 @@ public:
     SandboxClearPlansFunction sandboxClearPlans;
     SandboxReleaseHoldFunction sandboxReleaseHold;
     SandboxWaitUntilHeldFunction sandboxWaitUntilHeld;
+    SandboxAnswerFunction sandboxAnswer;
 
     [[nodiscard]] std::string report() const;
+    /// The answer to a request of the control channel.
+    [[nodiscard]] std::string answer(const std::string& request) const;
 
 private:
     template <class Function>
