@@ -4,10 +4,12 @@
 #include <new>
 #include <optional>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 
 #include "agent/mapi/MapiTypes.h"
 #include "sandbox/mailbox/Results.h"
+#include "sandbox/runtime/Journal.h"
 #include "sandbox/runtime/MapiFailure.h"
 #include "sandbox/runtime/Plans.h"
 
@@ -61,20 +63,18 @@ template <class Work>
     return SUCCEEDED(result) && planned ? *planned : result;
 }
 
-/// Runs the body of a function or method, after all waiting that is planned for it, and with no lock held. No exception
-/// leaves it.
-/// @param identify  gives the long-term identifier of the object that is called, without the mailbox locked; empty for
-///                  functions and the session. Asked only when somebody wants to know.
-template <class Identify, class Work>
-[[nodiscard]] HRESULT serve(const char* name, Identify&& identify, Work&& work) noexcept
+/// Stands in the place of the arguments of a call that is not in the journal.
+struct Unrecorded
 {
-    const Call call(name);
+};
+
+/// Runs the work; no exception leaves it.
+template <class Work>
+[[nodiscard]] HRESULT guarded(Work&& work) noexcept
+{
     try
     {
-        std::optional<HRESULT> planned;
-        if (call.isOutermost() && plans::any())
-            planned = plans::apply(name, identify());
-        return answerAs(planned, work);
+        return work();
     }
     catch (const MapiFailure& failure)
     {
@@ -88,6 +88,46 @@ template <class Identify, class Work>
     {
         return MAPI_E_CALL_FAILED;
     }
+}
+
+/// What a client's call begins with: its place in the journal, and all waiting that is planned for it. Gives its planned
+/// answer.
+template <class Identify, class Describe>
+[[nodiscard]] std::optional<HRESULT> beginCall(const char* name, Identify&& identify, Describe&& describe,
+                                               journal::Recording& recording)
+{
+    constexpr bool isRecorded = !std::is_same_v<std::decay_t<Describe>, Unrecorded>;
+    if constexpr (isRecorded)
+        journal::countThread();
+    const bool records = isRecorded && journal::isOn();
+    if (!records && !plans::any())
+        return std::nullopt;
+    const Bytes on = identify();
+    if constexpr (isRecorded)
+    {
+        if (records)
+            recording.begin(name, on, describe());
+    }
+    return plans::apply(name, on);
+}
+
+/// Runs the body of a function or method, with no lock held. No exception leaves it.
+/// @param identify  gives the long-term identifier of the object that is called, without the mailbox locked; empty for
+///                  functions and the session. Asked only when somebody wants to know.
+/// @param describe  gives the Arguments of the call, asked only while the journal is on; or Unrecorded.
+template <class Identify, class Describe, class Work>
+[[nodiscard]] HRESULT serve(const char* name, Identify&& identify, Describe&& describe, Work&& work) noexcept
+{
+    const Call call(name);
+    journal::Recording recording;
+    return recording.end(guarded(
+        [&]
+        {
+            std::optional<HRESULT> planned;
+            if (call.isOutermost())
+                planned = beginCall(name, identify, describe, recording);
+            return answerAs(planned, work);
+        }));
 }
 
 /// The identifier of what is no object of the mailbox.

@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "agent/mapi/MapiInterfaces.h"
+#include "sandbox/runtime/ArgumentTexts.h"
 #include "sandbox/runtime/Call.h"
 #include "sandbox/runtime/Ledger.h"
 #include "sandbox/runtime/MapiFailure.h"
@@ -23,15 +24,19 @@ public:
 
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override
     {
-        return serveCall("IUnknown::QueryInterface",
-                         [&]
-                         {
-                             require(object != nullptr);
-                             *object = interfaceFor(iid);
-                             require(*object != nullptr, MAPI_E_INTERFACE_NOT_SUPPORTED);
-                             addReference();
-                             return S_OK;
-                         });
+        return serveCall(
+            "IUnknown::QueryInterface",
+            [&] {
+                return Arguments{{"riid", interfaceText(&iid)}};
+            },
+            [&]
+            {
+                require(object != nullptr);
+                *object = interfaceFor(iid);
+                require(*object != nullptr, MAPI_E_INTERFACE_NOT_SUPPORTED);
+                addReference();
+                return S_OK;
+            });
     }
 
     ULONG STDMETHODCALLTYPE AddRef() override { return addReference(); }
@@ -59,17 +64,17 @@ protected:
     [[nodiscard]] virtual Bytes identifier() const { return {}; }
 
     /// Runs the body of a method, as `serve` does.
-    template <class Work>
-    [[nodiscard]] HRESULT serveCall(const char* name, Work&& work) noexcept
+    template <class Describe, class Work>
+    [[nodiscard]] HRESULT serveCall(const char* name, Describe&& describe, Work&& work) noexcept
     {
         return serve(
-            name, [this] { return identifier(); }, std::forward<Work>(work));
+            name, [this] { return identifier(); }, std::forward<Describe>(describe), std::forward<Work>(work));
     }
 
     /// The answer of everything that the sandbox does not serve.
     [[nodiscard]] HRESULT refuse(const char* name) noexcept
     {
-        return serveCall(name, [] { return MAPI_E_NO_SUPPORT; });
+        return serveCall(name, noArguments, [] { return MAPI_E_NO_SUPPORT; });
     }
 
     /// The object as the interface asked for, without a reference added; null if it doesn't have it. For IID_IUnknown

@@ -51,10 +51,10 @@ void requireInitialized()
 }
 
 /// Runs the body of a flat function. The mailbox is held meanwhile.
-template <class Work>
-HRESULT serveFlat(const char* name, Work&& work) noexcept
+template <class Describe, class Work>
+HRESULT serveFlat(const char* name, Describe&& describe, Work&& work) noexcept
 {
-    return serve(name, noIdentifier,
+    return serve(name, noIdentifier, describe,
                  [&]
                  {
                      const std::shared_ptr<Mailbox> mailbox = servedMailbox();
@@ -65,6 +65,13 @@ HRESULT serveFlat(const char* name, Work&& work) noexcept
                                          return work(mailbox);
                                      });
                  });
+}
+
+[[nodiscard]] Arguments describe(const InitParameters* parameters)
+{
+    if (parameters == nullptr)
+        return {};
+    return {{"ulVersion", hexText(parameters->version)}, {"ulFlags", hexText(parameters->flags)}};
 }
 
 void initialize(const InitParameters* parameters)
@@ -81,6 +88,7 @@ void initialize(const InitParameters* parameters)
 
 HRESULT STDAPICALLTYPE MAPIInitialize(void* init)
 {
+    const auto* parameters = static_cast<const InitParameters*>(init);
     std::shared_ptr<Mailbox> mailbox;
     try
     {
@@ -90,21 +98,22 @@ HRESULT STDAPICALLTYPE MAPIInitialize(void* init)
     {
         return MAPI_E_NOT_ENOUGH_MEMORY;
     }
-    return serve("MAPIInitialize", noIdentifier,
-                 [&]
-                 {
-                     return answerAs(plannedFor("MAPIInitialize", mailbox.get()),
-                                     [&]
-                                     {
-                                         initialize(static_cast<const InitParameters*>(init));
-                                         return S_OK;
-                                     });
-                 });
+    return serve(
+        "MAPIInitialize", noIdentifier, [&] { return describe(parameters); },
+        [&]
+        {
+            return answerAs(plannedFor("MAPIInitialize", mailbox.get()),
+                            [&]
+                            {
+                                initialize(parameters);
+                                return S_OK;
+                            });
+        });
 }
 
 void STDAPICALLTYPE MAPIUninitialize()
 {
-    (void)serve("MAPIUninitialize", noIdentifier,
+    (void)serve("MAPIUninitialize", noIdentifier, noArguments,
                 []
                 {
                     if (!Runtime::instance().uninitialize())
@@ -118,57 +127,74 @@ void STDAPICALLTYPE MAPIUninitialize()
                 });
 }
 
-HRESULT STDAPICALLTYPE MAPILogonEx(ULONG_PTR, void*, void*, ULONG flags, IMAPISession** session)
+HRESULT STDAPICALLTYPE MAPILogonEx(ULONG_PTR window, void* profile, void* password, ULONG flags, IMAPISession** session)
 {
-    return serveFlat("MAPILogonEx",
-                     [&](const std::shared_ptr<Mailbox>& mailbox)
-                     {
-                         require(session != nullptr);
-                         *session = nullptr;
-                         requireFlags(flags, s_logonFlags);
-                         require((flags & MAPI_EXTENDED) != 0); // there is no other interface here
-                         if (!mailbox)
-                         {
-                             complain("LinkwellSandbox: " + Runtime::instance().failure());
-                             throw MapiFailure(MAPI_E_LOGON_FAILED);
-                         }
-                         *session = new SessionObject(mailbox);
-                         return S_OK;
-                     });
+    return serveFlat(
+        "MAPILogonEx",
+        [&]
+        {
+            return Arguments{{"ulUIParam", hexText(window)},
+                             {"lpszProfileName", textText(profile, flags)},
+                             {"lpszPassword", textText(password, flags)},
+                             {"ulFlags", hexText(flags)}};
+        },
+        [&](const std::shared_ptr<Mailbox>& mailbox)
+        {
+            require(session != nullptr);
+            *session = nullptr;
+            requireFlags(flags, s_logonFlags);
+            require((flags & MAPI_EXTENDED) != 0); // there is no other interface here
+            if (!mailbox)
+            {
+                complain("LinkwellSandbox: " + Runtime::instance().failure());
+                throw MapiFailure(MAPI_E_LOGON_FAILED);
+            }
+            *session = new SessionObject(mailbox);
+            return S_OK;
+        });
 }
 
 SCODE STDAPICALLTYPE MAPIAllocateBuffer(ULONG size, void** block)
 {
-    return serveFlat("MAPIAllocateBuffer",
-                     [&](const std::shared_ptr<Mailbox>&)
-                     {
-                         require(block != nullptr);
-                         *block = nullptr;
-                         *block = memory::allocate(size);
-                         return S_OK;
-                     });
+    return serveFlat(
+        "MAPIAllocateBuffer",
+        [&] {
+            return Arguments{{"cbSize", hexText(size)}};
+        },
+        [&](const std::shared_ptr<Mailbox>&)
+        {
+            require(block != nullptr);
+            *block = nullptr;
+            *block = memory::allocate(size);
+            return S_OK;
+        });
 }
 
 SCODE STDAPICALLTYPE MAPIAllocateMore(ULONG size, void* root, void** block)
 {
-    return serveFlat("MAPIAllocateMore",
-                     [&](const std::shared_ptr<Mailbox>&)
-                     {
-                         require(block != nullptr);
-                         *block = nullptr;
-                         *block = memory::allocateMore(size, root);
-                         return S_OK;
-                     });
+    return serveFlat(
+        "MAPIAllocateMore",
+        [&] {
+            return Arguments{{"cbSize", hexText(size)}};
+        },
+        [&](const std::shared_ptr<Mailbox>&)
+        {
+            require(block != nullptr);
+            *block = nullptr;
+            *block = memory::allocateMore(size, root);
+            return S_OK;
+        });
 }
 
 ULONG STDAPICALLTYPE MAPIFreeBuffer(void* block)
 {
-    return static_cast<ULONG>(serve("MAPIFreeBuffer", noIdentifier, [block] { return memory::free(block); }));
+    return static_cast<ULONG>(
+        serve("MAPIFreeBuffer", noIdentifier, Unrecorded(), [block] { return memory::free(block); }));
 }
 
 void STDAPICALLTYPE FreeProws(SRowSet* rows)
 {
-    (void)serve("FreeProws", noIdentifier,
+    (void)serve("FreeProws", noIdentifier, Unrecorded(),
                 [rows]
                 {
                     if (rows == nullptr)
@@ -186,34 +212,41 @@ void STDAPICALLTYPE FreeProws(SRowSet* rows)
 
 HRESULT STDAPICALLTYPE HrGetOneProp(IMAPIProp* object, ULONG tag, SPropValue** value)
 {
-    return serveFlat("HrGetOneProp",
-                     [&](const std::shared_ptr<Mailbox>&)
-                     {
-                         require(object != nullptr && value != nullptr);
-                         *value = nullptr;
-                         SPropTagArray tags = {1, {tag}};
-                         ULONG count = 0;
-                         SPropValue* values = nullptr;
-                         const HRESULT result = object->GetProps(&tags, 0, &count, &values);
-                         require(SUCCEEDED(result), result);
-                         memory::Owner owner(values);
-                         require(count == 1 && values != nullptr, MAPI_E_CALL_FAILED);
-                         require(result != MAPI_W_ERRORS_RETURNED || PROP_TYPE(values->ulPropTag) != PT_ERROR,
-                                 values->Value.err);
-                         (void)owner.release();
-                         *value = values;
-                         return result;
-                     });
+    return serveFlat(
+        "HrGetOneProp",
+        [&] {
+            return Arguments{{"ulPropTag", hexText(tag)}};
+        },
+        [&](const std::shared_ptr<Mailbox>&)
+        {
+            require(object != nullptr && value != nullptr);
+            *value = nullptr;
+            SPropTagArray tags = {1, {tag}};
+            ULONG count = 0;
+            SPropValue* values = nullptr;
+            const HRESULT result = object->GetProps(&tags, 0, &count, &values);
+            require(SUCCEEDED(result), result);
+            memory::Owner owner(values);
+            require(count == 1 && values != nullptr, MAPI_E_CALL_FAILED);
+            require(result != MAPI_W_ERRORS_RETURNED || PROP_TYPE(values->ulPropTag) != PT_ERROR, values->Value.err);
+            (void)owner.release();
+            *value = values;
+            return result;
+        });
 }
 
 HRESULT STDAPICALLTYPE HrThisThreadAdviseSink(IMAPIAdviseSink* sink, IMAPIAdviseSink** wrapper)
 {
-    return serveFlat("HrThisThreadAdviseSink",
-                     [&](const std::shared_ptr<Mailbox>&)
-                     {
-                         require(sink != nullptr && wrapper != nullptr);
-                         *wrapper = nullptr;
-                         *wrapper = AdviseSinkWrapper::make(sink).release();
-                         return S_OK;
-                     });
+    return serveFlat(
+        "HrThisThreadAdviseSink",
+        [&] {
+            return Arguments{{"lpAdviseSink", sinkText(sink)}};
+        },
+        [&](const std::shared_ptr<Mailbox>&)
+        {
+            require(sink != nullptr && wrapper != nullptr);
+            *wrapper = nullptr;
+            *wrapper = AdviseSinkWrapper::make(sink).release();
+            return S_OK;
+        });
 }

@@ -30,7 +30,7 @@ FolderObject::FolderObject(std::shared_ptr<SessionState> session, std::shared_pt
 
 HRESULT STDMETHODCALLTYPE FolderObject::GetContentsTable(ULONG flags, IMAPITable** table)
 {
-    return served("IMAPIContainer::GetContentsTable",
+    return served("IMAPIContainer::GetContentsTable", onlyFlags(flags),
                   [&]
                   {
                       require(table != nullptr);
@@ -51,7 +51,7 @@ HRESULT STDMETHODCALLTYPE FolderObject::GetContentsTable(ULONG flags, IMAPITable
 
 HRESULT STDMETHODCALLTYPE FolderObject::GetHierarchyTable(ULONG flags, IMAPITable** table)
 {
-    return served("IMAPIContainer::GetHierarchyTable",
+    return served("IMAPIContainer::GetHierarchyTable", onlyFlags(flags),
                   [&]
                   {
                       require(table != nullptr);
@@ -68,11 +68,17 @@ HRESULT STDMETHODCALLTYPE FolderObject::GetHierarchyTable(ULONG flags, IMAPITabl
 HRESULT STDMETHODCALLTYPE FolderObject::OpenEntry(ULONG entryIdSize, ENTRYID* entryId, const IID* iid, ULONG flags,
                                                   ULONG* objectType, IUnknown** object)
 {
-    return served("IMAPIContainer::OpenEntry",
-                  [&] {
-                      return openEntryOfStore(session(), m_folder->store(), entryIdSize, entryId, iid, flags,
-                                              objectType, object);
-                  });
+    return served(
+        "IMAPIContainer::OpenEntry",
+        [&]
+        {
+            return Arguments{{"lpEntryID", entryIdText(entryIdSize, entryId)},
+                             {"lpInterface", interfaceText(iid)},
+                             {"ulFlags", hexText(flags)}};
+        },
+        [&] {
+            return openEntryOfStore(session(), m_folder->store(), entryIdSize, entryId, iid, flags, objectType, object);
+        });
 }
 
 void* FolderObject::interfaceFor(REFIID iid) noexcept

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstdint>
+#include <new>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -40,7 +42,27 @@ struct Reading
     std::vector<JournalEntry> calls; // in the order in which they began
     std::uint64_t lost = 0;          // how many of the oldest no longer fit
 };
-/// What stands in it. Calls that have not ended yet are not among them.
-[[nodiscard]] Reading read();
+/// What stands in it. Calls that have not ended yet are not among them; they come in when they have, also after a
+/// clearing.
+/// @param clears  whether it is empty afterwards.
+[[nodiscard]] Reading read(bool clears = false);
+
+/// Gives the calling thread its number, at its first call.
+void countThread() noexcept;
+
+/// One call for as long as it runs.
+class Recording
+{
+public:
+    /// The place of the call in the journal, which it takes when it has ended. Not called for a call that isn't recorded.
+    /// @param call  as in JournalEntry.
+    void begin(const char* call, Bytes on, Arguments arguments);
+    /// Gives back `result`.
+    HRESULT end(HRESULT result) noexcept;
+
+private:
+    std::optional<JournalEntry> m_entry;
+    std::uint64_t m_number = 0;
+};
 } // namespace journal
 } // namespace sandbox

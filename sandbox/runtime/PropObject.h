@@ -19,23 +19,35 @@ class PropObject : public RefusingProp<Interface>
 public:
     HRESULT STDMETHODCALLTYPE GetProps(SPropTagArray* tags, ULONG flags, ULONG* count, SPropValue** values) override
     {
-        return served("IMAPIProp::GetProps", [&] { return getProps(*m_object, tags, flags, count, values); });
+        return served(
+            "IMAPIProp::GetProps",
+            [&] {
+                return Arguments{{"lpPropTagArray", tagsText(tags)}, {"ulFlags", hexText(flags)}};
+            },
+            [&] { return getProps(*m_object, tags, flags, count, values); });
     }
 
     HRESULT STDMETHODCALLTYPE GetPropList(ULONG flags, SPropTagArray** tags) override
     {
-        return served("IMAPIProp::GetPropList", [&] { return getPropList(*m_object, flags, tags); });
+        return served("IMAPIProp::GetPropList", onlyFlags(flags), [&] { return getPropList(*m_object, flags, tags); });
     }
 
     HRESULT STDMETHODCALLTYPE GetIDsFromNames(ULONG count, MAPINAMEID** names, ULONG flags,
                                               SPropTagArray** tags) override
     {
-        return served("IMAPIProp::GetIDsFromNames",
-                      [&]
-                      {
-                          require(m_names != nullptr, MAPI_E_NO_SUPPORT);
-                          return getIDsFromNames(*m_names, count, names, flags, tags);
-                      });
+        return served(
+            "IMAPIProp::GetIDsFromNames",
+            [&]
+            {
+                return Arguments{{"cPropNames", hexText(count)},
+                                 {"lppPropNames", namesText(count, names)},
+                                 {"ulFlags", hexText(flags)}};
+            },
+            [&]
+            {
+                require(m_names != nullptr, MAPI_E_NO_SUPPORT);
+                return getIDsFromNames(*m_names, count, names, flags, tags);
+            });
     }
 
 protected:
@@ -56,17 +68,17 @@ protected:
     }
 
     /// Runs the body of a method with the mailbox locked.
-    template <class Work>
-    [[nodiscard]] HRESULT served(const char* name, Work&& work) noexcept
+    template <class Describe, class Work>
+    [[nodiscard]] HRESULT served(const char* name, Describe&& describe, Work&& work) noexcept
     {
-        return this->serveCall(name, [&] { return m_session->locked(plannedFor(name), work); });
+        return this->serveCall(name, describe, [&] { return m_session->locked(plannedFor(name), work); });
     }
 
     /// The same without the lock, for what calls a client.
-    template <class Work>
-    [[nodiscard]] HRESULT servedUnlocked(const char* name, Work&& work) noexcept
+    template <class Describe, class Work>
+    [[nodiscard]] HRESULT servedUnlocked(const char* name, Describe&& describe, Work&& work) noexcept
     {
-        return this->serveCall(name, [&] { return m_session->unlocked(plannedFor(name), work); });
+        return this->serveCall(name, describe, [&] { return m_session->unlocked(plannedFor(name), work); });
     }
 
     [[nodiscard]] const std::shared_ptr<SessionState>& session() const noexcept { return m_session; }

@@ -8,7 +8,9 @@
 
 #include "sandbox/control/Requests.h"
 #include "sandbox/mailbox/MailboxReader.h"
+#include "sandbox/runtime/ArgumentTexts.h"
 #include "sandbox/runtime/Delivery.h"
+#include "sandbox/runtime/Journal.h"
 #include "sandbox/runtime/Ledger.h"
 #include "sandbox/runtime/MapiFailure.h"
 #include "sandbox/runtime/Memory.h"
@@ -25,6 +27,20 @@ void copyText(std::string_view text, char* buffer, std::size_t size) noexcept
     const std::size_t taken = std::min(text.size(), size - 1);
     std::memcpy(buffer, text.data(), taken);
     buffer[taken] = '\0';
+}
+
+[[nodiscard]] std::string journalLine(const sandbox::JournalEntry& entry)
+{
+    std::string line = std::to_string(entry.thread) + " " + entry.call;
+    if (!entry.on.empty())
+        line += " on " + sandbox::toHex(entry.on);
+    const char* separator = " {";
+    for (const auto& [name, value] : entry.arguments)
+    {
+        line += separator + name + ": " + value;
+        separator = ", ";
+    }
+    return line + (entry.arguments.empty() ? " {} = " : "} = ") + sandbox::hexText(entry.result) + "\n";
 }
 } // namespace
 
@@ -72,6 +88,8 @@ void sandboxReset()
     sandbox::memory::flush();
     sandbox::ledger::forgetMisuse();
     sandbox::plans::clear();
+    sandbox::journal::stop();
+    sandbox::journal::clear();
 }
 
 int sandboxNotify(std::size_t store, ULONG count, const NOTIFICATION* notifications, int heedsMasks)
@@ -148,4 +166,29 @@ std::size_t sandboxAnswer(const char* request, char* answer, std::size_t size)
     const std::string line = sandbox::answerRequest(request, nullptr);
     copyText(line, answer, size);
     return line.size();
+}
+
+void sandboxStartJournal()
+{
+    sandbox::journal::start();
+}
+
+void sandboxStopJournal()
+{
+    sandbox::journal::stop();
+}
+
+void sandboxClearJournal()
+{
+    sandbox::journal::clear();
+}
+
+std::size_t sandboxReadJournal(char* buffer, std::size_t size)
+{
+    const sandbox::journal::Reading reading = sandbox::journal::read();
+    std::string text = reading.lost != 0 ? "lost: " + std::to_string(reading.lost) + "\n" : std::string();
+    for (const sandbox::JournalEntry& entry : reading.calls)
+        text += journalLine(entry);
+    copyText(text, buffer, size);
+    return text.size();
 }

@@ -35,7 +35,8 @@ extern "C"
     /// the reader's complaint in `error`, cut to fit with a terminating zero, and changes nothing.
     int sandboxLoadMailbox(const char* json, char* error, std::size_t size);
 
-    /// Goes back to the mailbox file, which is read anew, and forgets all plans and every misuse noted so far.
+    /// Goes back to the mailbox file, which is read anew, and forgets all plans and every misuse noted so far. The
+    /// journal is stopped and empty.
     void sandboxReset();
 
     /// Lets a store of the mailbox, counted from 0, tell these notifications of objects as one batch. Gives 1; or 0, and
@@ -56,6 +57,14 @@ extern "C"
     /// Does what a request of docs/sandbox-control.md says, and gives the length of its answer, without a terminating zero;
     /// copies as much of it as fits with one. Not to be called by two threads at a time.
     std::size_t sandboxAnswer(const char* request, char* answer, std::size_t size);
+
+    /// The functions of sandbox/runtime/Journal.h.
+    void sandboxStartJournal();
+    void sandboxStopJournal();
+    void sandboxClearJournal();
+    /// A line of text for each call: "<thread> <call> [on <identifier>] {<arguments>} = <result>", and before them
+    /// "lost: <number>" if any are. Copies and gives the length as sandboxReport.
+    std::size_t sandboxReadJournal(char* buffer, std::size_t size);
 }
 
 // For GetProcAddress.
@@ -71,3 +80,4 @@ using SandboxClearPlansFunction = decltype(&sandboxClearPlans);
 using SandboxReleaseHoldFunction = decltype(&sandboxReleaseHold);
 using SandboxWaitUntilHeldFunction = decltype(&sandboxWaitUntilHeld);
 using SandboxAnswerFunction = decltype(&sandboxAnswer);
+using SandboxJournalFunction = decltype(&sandboxStartJournal);

@@ -20,19 +20,19 @@ SessionObject::SessionObject(std::shared_ptr<Mailbox> mailbox)
 {
 }
 
-template <class Work>
-HRESULT SessionObject::served(const char* name, Work&& work) noexcept
+template <class Describe, class Work>
+HRESULT SessionObject::served(const char* name, Describe&& describe, Work&& work) noexcept
 {
     const auto findPlanned = [&]
     {
         return m_state->mailbox().results().find({}, bareName(name));
     };
-    return serveCall(name, [&] { return m_state->locked(findPlanned, work); });
+    return serveCall(name, describe, [&] { return m_state->locked(findPlanned, work); });
 }
 
 HRESULT STDMETHODCALLTYPE SessionObject::GetMsgStoresTable(ULONG flags, IMAPITable** table)
 {
-    return served("IMAPISession::GetMsgStoresTable",
+    return served("IMAPISession::GetMsgStoresTable", onlyFlags(flags),
                   [&]
                   {
                       require(table != nullptr);
@@ -46,59 +46,84 @@ HRESULT STDMETHODCALLTYPE SessionObject::GetMsgStoresTable(ULONG flags, IMAPITab
                   });
 }
 
-HRESULT STDMETHODCALLTYPE SessionObject::OpenMsgStore(ULONG_PTR, ULONG entryIdSize, ENTRYID* entryId, const IID* iid,
-                                                      ULONG flags, IMsgStore** store)
+HRESULT STDMETHODCALLTYPE SessionObject::OpenMsgStore(ULONG_PTR window, ULONG entryIdSize, ENTRYID* entryId,
+                                                      const IID* iid, ULONG flags, IMsgStore** store)
 {
-    return served("IMAPISession::OpenMsgStore",
-                  [&]
-                  {
-                      require(store != nullptr);
-                      *store = nullptr;
-                      requireFlags(flags, s_openStoreFlags);
-                      const std::shared_ptr<MailboxObject> object =
-                          m_state->mailbox().find(entryIdOf(entryIdSize, entryId));
-                      require(object != nullptr && object->type() == MAPI_STORE, MAPI_E_UNKNOWN_ENTRYID);
-                      IUnknown* opened = nullptr;
-                      const HRESULT result = openObject(m_state, object, iid, nullptr, &opened);
-                      *store = static_cast<IMsgStore*>(opened); // every interface of a store is this one
-                      return result;
-                  });
+    return served(
+        "IMAPISession::OpenMsgStore",
+        [&]
+        {
+            return Arguments{{"ulUIParam", hexText(window)},
+                             {"lpEntryID", entryIdText(entryIdSize, entryId)},
+                             {"lpInterface", interfaceText(iid)},
+                             {"ulFlags", hexText(flags)}};
+        },
+        [&]
+        {
+            require(store != nullptr);
+            *store = nullptr;
+            requireFlags(flags, s_openStoreFlags);
+            const std::shared_ptr<MailboxObject> object = m_state->mailbox().find(entryIdOf(entryIdSize, entryId));
+            require(object != nullptr && object->type() == MAPI_STORE, MAPI_E_UNKNOWN_ENTRYID);
+            IUnknown* opened = nullptr;
+            const HRESULT result = openObject(m_state, object, iid, nullptr, &opened);
+            *store = static_cast<IMsgStore*>(opened); // every interface of a store is this one
+            return result;
+        });
 }
 
 HRESULT STDMETHODCALLTYPE SessionObject::OpenEntry(ULONG entryIdSize, ENTRYID* entryId, const IID* iid, ULONG flags,
                                                    ULONG* objectType, IUnknown** object)
 {
-    return served("IMAPISession::OpenEntry",
-                  [&]
-                  {
-                      require(object != nullptr);
-                      *object = nullptr;
-                      requireOpenEntryFlags(flags);
-                      const std::shared_ptr<MailboxObject> found =
-                          m_state->mailbox().find(entryIdOf(entryIdSize, entryId));
-                      require(found != nullptr, MAPI_E_UNKNOWN_ENTRYID);
-                      return openObject(m_state, found, iid, objectType, object);
-                  });
+    return served(
+        "IMAPISession::OpenEntry",
+        [&]
+        {
+            return Arguments{{"lpEntryID", entryIdText(entryIdSize, entryId)},
+                             {"lpInterface", interfaceText(iid)},
+                             {"ulFlags", hexText(flags)}};
+        },
+        [&]
+        {
+            require(object != nullptr);
+            *object = nullptr;
+            requireOpenEntryFlags(flags);
+            const std::shared_ptr<MailboxObject> found = m_state->mailbox().find(entryIdOf(entryIdSize, entryId));
+            require(found != nullptr, MAPI_E_UNKNOWN_ENTRYID);
+            return openObject(m_state, found, iid, objectType, object);
+        });
 }
 
 HRESULT STDMETHODCALLTYPE SessionObject::CompareEntryIDs(ULONG size1, ENTRYID* entryId1, ULONG size2, ENTRYID* entryId2,
                                                          ULONG flags, ULONG* result)
 {
-    return served("IMAPISession::CompareEntryIDs",
-                  [&] { return compareEntryIds(m_state->mailbox(), size1, entryId1, size2, entryId2, flags, result); });
+    return served(
+        "IMAPISession::CompareEntryIDs",
+        [&]
+        {
+            return Arguments{{"lpEntryID1", entryIdText(size1, entryId1)},
+                             {"lpEntryID2", entryIdText(size2, entryId2)},
+                             {"ulFlags", hexText(flags)}};
+        },
+        [&] { return compareEntryIds(m_state->mailbox(), size1, entryId1, size2, entryId2, flags, result); });
 }
 
-HRESULT STDMETHODCALLTYPE SessionObject::Logoff(ULONG_PTR, ULONG flags, ULONG reserved)
+HRESULT STDMETHODCALLTYPE SessionObject::Logoff(ULONG_PTR window, ULONG flags, ULONG reserved)
 {
-    return served("IMAPISession::Logoff",
-                  [&]
-                  {
-                      require(reserved == 0);
-                      requireFlags(flags, s_logoffFlags);
-                      m_state->end();
-                      Delivery::instance().noteEndOfSession();
-                      return S_OK;
-                  });
+    return served(
+        "IMAPISession::Logoff",
+        [&] {
+            return Arguments{
+                {"ulUIParam", hexText(window)}, {"ulFlags", hexText(flags)}, {"ulReserved", hexText(reserved)}};
+        },
+        [&]
+        {
+            require(reserved == 0);
+            requireFlags(flags, s_logoffFlags);
+            m_state->end();
+            Delivery::instance().noteEndOfSession();
+            return S_OK;
+        });
 }
 
 void* SessionObject::interfaceFor(REFIID iid) noexcept
@@ -127,17 +152,17 @@ ULONG STDMETHODCALLTYPE SessionObject::ClientShutdown::Release()
 
 HRESULT STDMETHODCALLTYPE SessionObject::ClientShutdown::QueryFastShutdown()
 {
-    return m_session.served("IMAPIClientShutdown::QueryFastShutdown", [] { return S_OK; });
+    return m_session.served("IMAPIClientShutdown::QueryFastShutdown", noArguments, [] { return S_OK; });
 }
 
 HRESULT STDMETHODCALLTYPE SessionObject::ClientShutdown::NotifyProcessShutdown()
 {
-    return m_session.served("IMAPIClientShutdown::NotifyProcessShutdown", [] { return S_OK; });
+    return m_session.served("IMAPIClientShutdown::NotifyProcessShutdown", noArguments, [] { return S_OK; });
 }
 
 HRESULT STDMETHODCALLTYPE SessionObject::ClientShutdown::DoFastShutdown()
 {
-    return m_session.served("IMAPIClientShutdown::DoFastShutdown",
+    return m_session.served("IMAPIClientShutdown::DoFastShutdown", noArguments,
                             [this]
                             {
                                 m_session.m_state->end();

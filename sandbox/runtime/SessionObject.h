@@ -44,8 +44,8 @@ private:
     };
 
     /// Runs the body of a method with the mailbox locked.
-    template <class Work>
-    [[nodiscard]] HRESULT served(const char* name, Work&& work) noexcept;
+    template <class Describe, class Work>
+    [[nodiscard]] HRESULT served(const char* name, Describe&& describe, Work&& work) noexcept;
 
     const std::shared_ptr<SessionState> m_state;
     ClientShutdown m_shutdown{*this};

@@ -21,35 +21,52 @@ StoreObject::StoreObject(std::shared_ptr<SessionState> session, std::shared_ptr<
 HRESULT STDMETHODCALLTYPE StoreObject::Advise(ULONG entryIdSize, ENTRYID* entryId, ULONG eventMask,
                                               IMAPIAdviseSink* sink, ULONG_PTR* connection)
 {
-    return servedUnlocked("IMsgStore::Advise",
-                          [&]
-                          {
-                              require(connection != nullptr);
-                              *connection = 0;
-                              require(sink != nullptr);
-                              require(eventMask != 0 && (eventMask & ~s_storeEvents) == 0);
-                              Bytes watched = watchedId(entryIdSize, entryId);
-                              *connection =
-                                  Delivery::instance().advise(m_store, std::move(watched), eventMask, sink, session());
-                              return S_OK;
-                          });
+    return servedUnlocked(
+        "IMsgStore::Advise",
+        [&]
+        {
+            return Arguments{{"lpEntryID", entryIdText(entryIdSize, entryId)},
+                             {"ulEventMask", hexText(eventMask)},
+                             {"lpAdviseSink", sinkText(sink)}};
+        },
+        [&]
+        {
+            require(connection != nullptr);
+            *connection = 0;
+            require(sink != nullptr);
+            require(eventMask != 0 && (eventMask & ~s_storeEvents) == 0);
+            Bytes watched = watchedId(entryIdSize, entryId);
+            *connection = Delivery::instance().advise(m_store, std::move(watched), eventMask, sink, session());
+            return S_OK;
+        });
 }
 
 HRESULT STDMETHODCALLTYPE StoreObject::Unadvise(ULONG_PTR connection)
 {
-    return servedUnlocked("IMsgStore::Unadvise",
-                          [&]
-                          {
-                              require(Delivery::instance().unadvise(connection, m_store.get()));
-                              return S_OK;
-                          });
+    return servedUnlocked(
+        "IMsgStore::Unadvise",
+        [&] {
+            return Arguments{{"ulConnection", hexText(connection)}};
+        },
+        [&]
+        {
+            require(Delivery::instance().unadvise(connection, m_store.get()));
+            return S_OK;
+        });
 }
 
 HRESULT STDMETHODCALLTYPE StoreObject::CompareEntryIDs(ULONG size1, ENTRYID* entryId1, ULONG size2, ENTRYID* entryId2,
                                                        ULONG flags, ULONG* result)
 {
-    return served("IMsgStore::CompareEntryIDs", [&]
-                  { return compareEntryIds(session()->mailbox(), size1, entryId1, size2, entryId2, flags, result); });
+    return served(
+        "IMsgStore::CompareEntryIDs",
+        [&]
+        {
+            return Arguments{{"lpEntryID1", entryIdText(size1, entryId1)},
+                             {"lpEntryID2", entryIdText(size2, entryId2)},
+                             {"ulFlags", hexText(flags)}};
+        },
+        [&] { return compareEntryIds(session()->mailbox(), size1, entryId1, size2, entryId2, flags, result); });
 }
 
 HRESULT STDMETHODCALLTYPE StoreObject::OpenEntry(ULONG entryIdSize, ENTRYID* entryId, const IID* iid, ULONG flags,
@@ -57,6 +74,12 @@ HRESULT STDMETHODCALLTYPE StoreObject::OpenEntry(ULONG entryIdSize, ENTRYID* ent
 {
     return served(
         "IMsgStore::OpenEntry",
+        [&]
+        {
+            return Arguments{{"lpEntryID", entryIdText(entryIdSize, entryId)},
+                             {"lpInterface", interfaceText(iid)},
+                             {"ulFlags", hexText(flags)}};
+        },
         [&] { return openEntryOfStore(session(), *m_store, entryIdSize, entryId, iid, flags, objectType, object); });
 }
 

@@ -94,15 +94,15 @@ TableObject::TableObject(std::shared_ptr<SessionState> session, TableSource sour
 {
 }
 
-template <class Work>
-HRESULT TableObject::served(const char* name, Work&& work) noexcept
+template <class Describe, class Work>
+HRESULT TableObject::served(const char* name, Describe&& describe, Work&& work) noexcept
 {
     const auto findPlanned = [&]
     {
         const Results& results = m_source.owner ? m_source.owner->results() : m_session->mailbox().results();
         return results.find(nameOf(m_source.kind), bareName(name));
     };
-    return serveCall(name, [&] { return m_session->locked(findPlanned, work); });
+    return serveCall(name, describe, [&] { return m_session->locked(findPlanned, work); });
 }
 
 Bytes TableObject::identifier() const
@@ -115,19 +115,23 @@ Bytes TableObject::identifier() const
 
 HRESULT STDMETHODCALLTYPE TableObject::SetColumns(SPropTagArray* tags, ULONG flags)
 {
-    return served("IMAPITable::SetColumns",
-                  [&]
-                  {
-                      require(tags != nullptr && tags->cValues != 0);
-                      requireFlags(flags, s_noWait | TBL_BATCH);
-                      m_columns.assign(tags->aulPropTag, tags->aulPropTag + tags->cValues);
-                      return S_OK;
-                  });
+    return served(
+        "IMAPITable::SetColumns",
+        [&] {
+            return Arguments{{"lpPropTagArray", tagsText(tags)}, {"ulFlags", hexText(flags)}};
+        },
+        [&]
+        {
+            require(tags != nullptr && tags->cValues != 0);
+            requireFlags(flags, s_noWait | TBL_BATCH);
+            m_columns.assign(tags->aulPropTag, tags->aulPropTag + tags->cValues);
+            return S_OK;
+        });
 }
 
 HRESULT STDMETHODCALLTYPE TableObject::QueryColumns(ULONG flags, SPropTagArray** tags)
 {
-    return served("IMAPITable::QueryColumns",
+    return served("IMAPITable::QueryColumns", onlyFlags(flags),
                   [&]
                   {
                       require(tags != nullptr);
@@ -140,7 +144,7 @@ HRESULT STDMETHODCALLTYPE TableObject::QueryColumns(ULONG flags, SPropTagArray**
 
 HRESULT STDMETHODCALLTYPE TableObject::GetRowCount(ULONG flags, ULONG* count)
 {
-    return served("IMAPITable::GetRowCount",
+    return served("IMAPITable::GetRowCount", onlyFlags(flags),
                   [&]
                   {
                       require(count != nullptr);
@@ -152,22 +156,26 @@ HRESULT STDMETHODCALLTYPE TableObject::GetRowCount(ULONG flags, ULONG* count)
 
 HRESULT STDMETHODCALLTYPE TableObject::SeekRow(BOOKMARK origin, LONG rows, LONG* sought)
 {
-    return served("IMAPITable::SeekRow",
-                  [&]
-                  {
-                      const auto from = static_cast<std::int64_t>(m_table.positionOf(origin));
-                      const auto last = static_cast<std::int64_t>(m_table.count());
-                      const std::int64_t to = std::clamp<std::int64_t>(from + rows, 0, last);
-                      m_table.setCursor(static_cast<std::size_t>(to));
-                      if (sought != nullptr)
-                          *sought = static_cast<LONG>(to - from);
-                      return S_OK;
-                  });
+    return served(
+        "IMAPITable::SeekRow",
+        [&] {
+            return Arguments{{"bkOrigin", hexText(origin)}, {"lRowCount", hexText(rows)}};
+        },
+        [&]
+        {
+            const auto from = static_cast<std::int64_t>(m_table.positionOf(origin));
+            const auto last = static_cast<std::int64_t>(m_table.count());
+            const std::int64_t to = std::clamp<std::int64_t>(from + rows, 0, last);
+            m_table.setCursor(static_cast<std::size_t>(to));
+            if (sought != nullptr)
+                *sought = static_cast<LONG>(to - from);
+            return S_OK;
+        });
 }
 
 HRESULT STDMETHODCALLTYPE TableObject::QueryPosition(ULONG* row, ULONG* numerator, ULONG* denominator)
 {
-    return served("IMAPITable::QueryPosition",
+    return served("IMAPITable::QueryPosition", noArguments,
                   [&]
                   {
                       require(row != nullptr && numerator != nullptr && denominator != nullptr);
@@ -180,37 +188,48 @@ HRESULT STDMETHODCALLTYPE TableObject::QueryPosition(ULONG* row, ULONG* numerato
 
 HRESULT STDMETHODCALLTYPE TableObject::FindRow(SRestriction* restriction, BOOKMARK origin, ULONG flags)
 {
-    return served("IMAPITable::FindRow",
-                  [&]
-                  {
-                      require(restriction != nullptr);
-                      requireFlags(flags, DIR_BACKWARD);
-                      const Filter filter(*restriction);
-                      const std::optional<std::size_t> found =
-                          m_table.find(filter, m_table.positionOf(origin), (flags & DIR_BACKWARD) != 0);
-                      require(found.has_value(), MAPI_E_NOT_FOUND);
-                      m_table.setCursor(*found);
-                      return S_OK;
-                  });
+    return served(
+        "IMAPITable::FindRow",
+        [&]
+        {
+            return Arguments{{"lpRestriction", restrictionText(restriction)},
+                             {"bkOrigin", hexText(origin)},
+                             {"ulFlags", hexText(flags)}};
+        },
+        [&]
+        {
+            require(restriction != nullptr);
+            requireFlags(flags, DIR_BACKWARD);
+            const Filter filter(*restriction);
+            const std::optional<std::size_t> found =
+                m_table.find(filter, m_table.positionOf(origin), (flags & DIR_BACKWARD) != 0);
+            require(found.has_value(), MAPI_E_NOT_FOUND);
+            m_table.setCursor(*found);
+            return S_OK;
+        });
 }
 
 HRESULT STDMETHODCALLTYPE TableObject::Restrict(SRestriction* restriction, ULONG flags)
 {
-    return served("IMAPITable::Restrict",
-                  [&]
-                  {
-                      requireFlags(flags, s_noWait | TBL_BATCH);
-                      std::optional<Filter> filter;
-                      if (restriction != nullptr)
-                          filter.emplace(*restriction);
-                      m_table.setFilter(std::move(filter));
-                      return S_OK;
-                  });
+    return served(
+        "IMAPITable::Restrict",
+        [&] {
+            return Arguments{{"lpRestriction", restrictionText(restriction)}, {"ulFlags", hexText(flags)}};
+        },
+        [&]
+        {
+            requireFlags(flags, s_noWait | TBL_BATCH);
+            std::optional<Filter> filter;
+            if (restriction != nullptr)
+                filter.emplace(*restriction);
+            m_table.setFilter(std::move(filter));
+            return S_OK;
+        });
 }
 
 HRESULT STDMETHODCALLTYPE TableObject::CreateBookmark(BOOKMARK* position)
 {
-    return served("IMAPITable::CreateBookmark",
+    return served("IMAPITable::CreateBookmark", noArguments,
                   [&]
                   {
                       require(position != nullptr);
@@ -221,58 +240,69 @@ HRESULT STDMETHODCALLTYPE TableObject::CreateBookmark(BOOKMARK* position)
 
 HRESULT STDMETHODCALLTYPE TableObject::FreeBookmark(BOOKMARK position)
 {
-    return served("IMAPITable::FreeBookmark",
-                  [&]
-                  {
-                      m_table.freeBookmark(position);
-                      return S_OK;
-                  });
+    return served(
+        "IMAPITable::FreeBookmark",
+        [&] {
+            return Arguments{{"bkPosition", hexText(position)}};
+        },
+        [&]
+        {
+            m_table.freeBookmark(position);
+            return S_OK;
+        });
 }
 
 HRESULT STDMETHODCALLTYPE TableObject::SortTable(SSortOrderSet* order, ULONG flags)
 {
-    return served("IMAPITable::SortTable",
-                  [&]
-                  {
-                      require(order != nullptr);
-                      requireFlags(flags, s_noWait | TBL_BATCH);
-                      require(order->cCategories == 0 && order->cExpanded == 0, MAPI_E_TOO_COMPLEX);
-                      std::vector<SSortOrder> levels(order->aSort, order->aSort + order->cSorts);
-                      for (const SSortOrder& level : levels)
-                          require(level.ulOrder <= TABLE_SORT_DESCEND && (PROP_TYPE(level.ulPropTag) & MV_FLAG) == 0,
-                                  MAPI_E_TOO_COMPLEX);
-                      m_table.setOrder(std::move(levels));
-                      return S_OK;
-                  });
+    return served(
+        "IMAPITable::SortTable",
+        [&] {
+            return Arguments{{"lpSortCriteria", sortOrderText(order)}, {"ulFlags", hexText(flags)}};
+        },
+        [&]
+        {
+            require(order != nullptr);
+            requireFlags(flags, s_noWait | TBL_BATCH);
+            require(order->cCategories == 0 && order->cExpanded == 0, MAPI_E_TOO_COMPLEX);
+            std::vector<SSortOrder> levels(order->aSort, order->aSort + order->cSorts);
+            for (const SSortOrder& level : levels)
+                require(level.ulOrder <= TABLE_SORT_DESCEND && (PROP_TYPE(level.ulPropTag) & MV_FLAG) == 0,
+                        MAPI_E_TOO_COMPLEX);
+            m_table.setOrder(std::move(levels));
+            return S_OK;
+        });
 }
 
 HRESULT STDMETHODCALLTYPE TableObject::QueryRows(LONG count, ULONG flags, SRowSet** rows)
 {
-    return served("IMAPITable::QueryRows",
-                  [&]
-                  {
-                      require(rows != nullptr && count != 0);
-                      *rows = nullptr;
-                      requireFlags(flags, TBL_NOADVANCE);
+    return served(
+        "IMAPITable::QueryRows",
+        [&] {
+            return Arguments{{"lRowCount", hexText(count)}, {"ulFlags", hexText(flags)}};
+        },
+        [&]
+        {
+            require(rows != nullptr && count != 0);
+            *rows = nullptr;
+            requireFlags(flags, TBL_NOADVANCE);
 
-                      const std::size_t total = m_table.count();
-                      const std::size_t cursor = m_table.cursor();
-                      std::size_t wanted =
-                          static_cast<std::size_t>(count < 0 ? -static_cast<std::int64_t>(count) : count);
-                      if (const std::uint32_t limit = m_session->mailbox().rowsPerQuery(); limit != 0)
-                          wanted = std::min<std::size_t>(wanted, limit);
-                      // A negative count steps back first, and delivers forward all the same.
-                      const std::size_t first = count < 0 ? cursor - std::min(wanted, cursor) : cursor;
-                      const std::size_t end = count < 0 ? cursor : first + std::min(wanted, total - first);
+            const std::size_t total = m_table.count();
+            const std::size_t cursor = m_table.cursor();
+            std::size_t wanted = static_cast<std::size_t>(count < 0 ? -static_cast<std::int64_t>(count) : count);
+            if (const std::uint32_t limit = m_session->mailbox().rowsPerQuery(); limit != 0)
+                wanted = std::min<std::size_t>(wanted, limit);
+            // A negative count steps back first, and delivers forward all the same.
+            const std::size_t first = count < 0 ? cursor - std::min(wanted, cursor) : cursor;
+            const std::size_t end = count < 0 ? cursor : first + std::min(wanted, total - first);
 
-                      RowSetOwner owner(end - first);
-                      for (std::size_t position = first; position < end; ++position)
-                          owner.add(makeRow(m_table.row(position)), m_columns.size());
-                      if ((flags & TBL_NOADVANCE) == 0)
-                          m_table.setCursor(count < 0 ? first : end);
-                      *rows = owner.release();
-                      return S_OK;
-                  });
+            RowSetOwner owner(end - first);
+            for (std::size_t position = first; position < end; ++position)
+                owner.add(makeRow(m_table.row(position)), m_columns.size());
+            if ((flags & TBL_NOADVANCE) == 0)
+                m_table.setCursor(count < 0 ? first : end);
+            *rows = owner.release();
+            return S_OK;
+        });
 }
 
 SPropValue* TableObject::makeRow(const TableRow& row) const

@@ -50,8 +50,8 @@ protected:
 
 private:
     /// Runs the body of a method with the mailbox locked, which guards the table as well.
-    template <class Work>
-    [[nodiscard]] HRESULT served(const char* name, Work&& work) noexcept;
+    template <class Describe, class Work>
+    [[nodiscard]] HRESULT served(const char* name, Describe&& describe, Work&& work) noexcept;
 
     [[nodiscard]] SPropValue* makeRow(const TableRow& row) const;
 

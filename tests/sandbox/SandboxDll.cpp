@@ -32,6 +32,10 @@ SandboxDll::SandboxDll() : m_module(LoadLibraryW(besideThisProgram(L"LinkwellSan
     bind(sandboxReleaseHold, "sandboxReleaseHold");
     bind(sandboxWaitUntilHeld, "sandboxWaitUntilHeld");
     bind(sandboxAnswer, "sandboxAnswer");
+    bind(sandboxStartJournal, "sandboxStartJournal");
+    bind(sandboxStopJournal, "sandboxStopJournal");
+    bind(sandboxClearJournal, "sandboxClearJournal");
+    bind(sandboxReadJournal, "sandboxReadJournal");
 }
 
 SandboxDll::~SandboxDll()
@@ -51,6 +55,13 @@ std::string SandboxDll::answer(const std::string& request) const
     constexpr std::size_t s_enough = 1 << 20; // asking twice would do it twice
     std::string text(s_enough, '\0');
     text.resize(std::min(sandboxAnswer(request.c_str(), text.data(), text.size()), text.size()));
+    return text;
+}
+
+std::string SandboxDll::journal() const
+{
+    std::string text(sandboxReadJournal(nullptr, 0), '\0');
+    sandboxReadJournal(text.data(), text.size() + 1);
     return text;
 }
 

@@ -41,10 +41,16 @@ public:
     SandboxReleaseHoldFunction sandboxReleaseHold;
     SandboxWaitUntilHeldFunction sandboxWaitUntilHeld;
     SandboxAnswerFunction sandboxAnswer;
+    SandboxJournalFunction sandboxStartJournal;
+    SandboxJournalFunction sandboxStopJournal;
+    SandboxJournalFunction sandboxClearJournal;
+    SandboxReportFunction sandboxReadJournal;
 
     [[nodiscard]] std::string report() const;
     /// The answer to a request of the control channel.
     [[nodiscard]] std::string answer(const std::string& request) const;
+    /// The journal's lines.
+    [[nodiscard]] std::string journal() const;
 
 private:
     template <class Function>
