@@ -77,8 +77,6 @@ template <std::size_t Count>
             using Held = std::decay_t<decltype(held)>;
             if constexpr (std::is_same_v<Held, std::wstring>)
                 return toUtf8(held);
-            else if constexpr (std::is_same_v<Held, std::string>)
-                return toUtf8(std::wstring(held.begin(), held.end()));
             else if constexpr (std::is_same_v<Held, bool> || std::is_same_v<Held, double>)
                 return held;
             else if constexpr (std::is_same_v<Held, std::int32_t>)

@@ -68,14 +68,29 @@ template <class Question>
     return question();
 }
 
-void addWaiting(Entry& entry, bool begins)
+/// A call that waits at a hold, for as long as it does.
+class Waiting
 {
+public:
+    explicit Waiting(Entry& entry) : m_entry(entry)
+    {
+        {
+            const std::lock_guard lock(list().mutex);
+            ++m_entry.waiting;
+        }
+        list().changes.notify();
+    }
+    Waiting(const Waiting&) = delete;
+    Waiting& operator=(const Waiting&) = delete;
+    ~Waiting()
     {
         const std::lock_guard lock(list().mutex);
-        entry.waiting += begins ? 1u : ~0u;
+        --m_entry.waiting; // nobody waits for there being fewer
     }
-    list().changes.notify();
-}
+
+private:
+    Entry& m_entry;
+};
 
 void waitAtHold(Entry& entry)
 {
@@ -85,9 +100,8 @@ void waitAtHold(Entry& entry)
     };
     if (entry.plan.hold.empty() || isFree())
         return;
-    addWaiting(entry, true);
+    const Waiting waiting(entry);
     (void)list().changes.waitUntil(isFree, ChangeSignal::forever, nullptr);
-    addWaiting(entry, false);
 }
 
 void waitAsPlanned(Entry& entry)
