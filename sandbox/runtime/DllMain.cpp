@@ -2,8 +2,10 @@
 
 #include <string_view>
 
+#include "sandbox/control/ControlService.h"
 #include "sandbox/runtime/Ledger.h"
 #include "sandbox/runtime/Memory.h"
+#include "sandbox/runtime/Runtime.h"
 #include "sandbox/runtime/ThreadQueue.h"
 
 namespace
@@ -30,6 +32,8 @@ void writeReport() noexcept
 
 BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void* processEnds)
 {
+    if (reason == DLL_PROCESS_ATTACH)
+        sandbox::Runtime::instance().accompanyBy(sandbox::control::begin, sandbox::control::end);
     if (reason == DLL_THREAD_DETACH)
         sandbox::ThreadQueue::threadEnds();
     if (reason != DLL_PROCESS_DETACH)

@@ -37,14 +37,13 @@ std::string Runtime::failure()
 
 void Runtime::initialize()
 {
-    bool isFirst = false;
     {
         const std::lock_guard lock(m_mutex);
-        isFirst = m_initializations++ == 0;
+        ++m_initializations;
         ++ledger::initializations();
     }
-    if (isFirst)
-        m_companion.follow([this] { return isInitialized(); });
+    // Not only the first time: nobody comes back from here before it runs.
+    m_companion.follow([this] { return isInitialized(); });
 }
 
 bool Runtime::uninitialize()

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -14,6 +13,7 @@
 
 #include "tests/sandbox/RecordingHandler.h"
 #include "tests/support/Handle.h"
+#include "tests/support/HandleCount.h"
 #include "tests/support/Platform.h"
 
 using sandbox::ControlServer;
@@ -70,16 +70,6 @@ private:
     support::Handle m_pipe;
     std::string m_read; // what has come and has not been given out
 };
-
-/// How many handles this process has. Wine 8 does not count them, but gives each new one the lowest number that is free.
-DWORD handles()
-{
-    DWORD count = 0;
-    EXPECT_TRUE(GetProcessHandleCount(GetCurrentProcess(), &count));
-    if (count == 0)
-        count = static_cast<DWORD>(reinterpret_cast<std::uintptr_t>(support::makeEvent().get()) / 4);
-    return count;
-}
 
 class ControlServerTest : public testing::Test
 {
@@ -335,8 +325,8 @@ TEST_F(ControlServerTest, LeavesNothingBehind)
         stop();
     };
     round(); // the first thread of a process has the runtime library set up what stays
-    const DWORD before = handles();
+    const DWORD before = support::handleCount();
     for (int count = 0; count < 100; ++count)
         round();
-    EXPECT_LE(handles(), before);
+    EXPECT_LE(support::handleCount(), before);
 }
