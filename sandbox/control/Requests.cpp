@@ -7,7 +7,9 @@
 
 #include "sandbox/control/BatchRequest.h"
 #include "sandbox/control/EditRequests.h"
+#include "sandbox/control/JournalRequests.h"
 #include "sandbox/control/Listing.h"
+#include "sandbox/control/PlanRequests.h"
 #include "sandbox/control/ServedMailbox.h"
 #include "sandbox/control/WaitRequests.h"
 #include "sandbox/mailbox/JsonText.h"
@@ -33,7 +35,11 @@ struct Request
 constexpr Request s_requests[] = {
     {"list", list},
     {"batch", answerBatch},
+    {"plan", answerPlan},
+    {"clearPlans", answerClearPlans},
+    {"release", answerRelease},
     {"wait", answerWait},
+    {"journal", answerJournal},
     {"subscriptions", answerSubscriptions},
 };
 

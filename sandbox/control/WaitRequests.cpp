@@ -6,6 +6,7 @@
 #include "sandbox/control/HexNumber.h"
 #include "sandbox/mailbox/Text.h"
 #include "sandbox/runtime/Delivery.h"
+#include "sandbox/runtime/Plans.h"
 
 namespace sandbox
 {
@@ -37,7 +38,13 @@ struct Outcome
         return {Delivery::instance().waitUntilAdvised(count, timeout, stop),
                 "there are fewer than " + std::to_string(count) + " subscriptions"};
     }
-    failAt(request.pathOf("for"), "must be \"idle\" or \"advised\"");
+    if (word == "held")
+    {
+        const std::string& hold = requireText(request.require("hold"), request.pathOf("hold"));
+        request.finish();
+        return {plans::waitUntilHeld(hold, timeout, stop), "no call waits at '" + hold + "'"};
+    }
+    failAt(request.pathOf("for"), "must be \"idle\", \"advised\" or \"held\"");
 }
 } // namespace
 

@@ -11,6 +11,7 @@
 #include "sandbox/mailbox/Bytes.h"
 #include "sandbox/mailbox/Folder.h"
 #include "sandbox/mailbox/Message.h"
+#include "sandbox/mailbox/Plan.h"
 #include "sandbox/mailbox/Results.h"
 #include "sandbox/mailbox/Store.h"
 
@@ -51,6 +52,9 @@ public:
     /// @param rows  the most rows of one QueryRows, 0 for no limit.
     void setRowsPerQuery(std::uint32_t rows) noexcept { m_rowsPerQuery = rows; }
 
+    /// Plans for calls, for whoever serves the mailbox.
+    void addPlan(Plan plan) { m_plans.push_back(std::move(plan)); }
+
     // Taking out of it. The object is still there for those who hold it, and can come back.
 
     /// The object's identifiers, and those of all that lies below it, open nothing from now on. For a folder or message.
@@ -61,6 +65,7 @@ public:
     // Reading it.
 
     [[nodiscard]] const std::vector<std::shared_ptr<Store>>& stores() const noexcept { return m_stores; }
+    [[nodiscard]] const std::vector<Plan>& plans() const noexcept { return m_plans; }
     [[nodiscard]] const AddressBook& addressBook() const noexcept { return m_addressBook; }
     [[nodiscard]] const Results& results() const noexcept { return m_results; }
     [[nodiscard]] bool supportsFastShutdown() const noexcept { return m_fastShutdown; }
@@ -81,6 +86,7 @@ private:
     // All identifiers but those that messages have by rule, which are many and say themselves whose they are.
     std::unordered_map<Bytes, std::shared_ptr<MailboxObject>, BytesHash> m_objects;
     AddressBook m_addressBook;
+    std::vector<Plan> m_plans;
     Results m_results;
     bool m_fastShutdown = true;
     std::uint32_t m_rowsPerQuery = 0;

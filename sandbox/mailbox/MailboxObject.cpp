@@ -7,19 +7,22 @@
 
 namespace sandbox
 {
+namespace
+{
+[[nodiscard]] std::shared_ptr<const Results> planned(Results results)
+{
+    return results.empty() ? nullptr : std::make_shared<const Results>(std::move(results));
+}
+} // namespace
+
 MailboxObject::MailboxObject(ObjectDescription description)
     : m_entryId(std::move(description.entryId)),
       m_aliases(std::move(description.aliases)),
       m_properties(std::move(description.properties)),
       m_row(std::move(description.row)),
+      m_results(planned(std::move(description.results))),
       m_openResult(description.openResult)
 {
-    plan(std::move(description.results));
-}
-
-MailboxObject::~MailboxObject()
-{
-    delete m_results.load();
 }
 
 Bytes MailboxObject::entryId() const
@@ -73,8 +76,7 @@ std::vector<ULONG> MailboxObject::tags() const
 const Results& MailboxObject::results() const noexcept
 {
     static const Results s_none;
-    const PlannedResults* const planned = m_results.load();
-    return planned != nullptr ? planned->results : s_none;
+    return m_results ? *m_results : s_none;
 }
 
 ObjectDescription MailboxObject::description() const
@@ -84,20 +86,10 @@ ObjectDescription MailboxObject::description() const
 
 void MailboxObject::redescribe(ObjectDescription description)
 {
-    plan(std::move(description.results));
+    m_results = planned(std::move(description.results));
     m_properties = std::move(description.properties);
     m_row = std::move(description.row);
     m_openResult = description.openResult;
-}
-
-void MailboxObject::plan(Results results)
-{
-    if (results == this->results())
-        return;
-    auto planned = std::make_unique<PlannedResults>();
-    planned->results = std::move(results);
-    planned->former.reset(m_results.load());
-    m_results = planned.release();
 }
 
 std::optional<Property> MailboxObject::builtInOfRow(ULONG id) const

@@ -1,7 +1,6 @@
 // MailboxObject.h: what stores, folders, messages and address book entries have in common.
 #pragma once
 
-#include <atomic>
 #include <memory>
 #include <optional>
 #include <span>
@@ -24,14 +23,13 @@ struct ObjectDescription
     HRESULT openResult = S_OK;
 };
 
-/// An object of the mailbox: properties and identity. Like the whole mailbox it is used under Mailbox::mutex only, but for
-/// `results`.
+/// An object of the mailbox: properties and identity. Like the whole mailbox it is used under Mailbox::mutex only.
 class MailboxObject
 {
 public:
     MailboxObject(const MailboxObject&) = delete;
     MailboxObject& operator=(const MailboxObject&) = delete;
-    virtual ~MailboxObject();
+    virtual ~MailboxObject() = default;
 
     /// The published object type, such as MAPI_FOLDER.
     [[nodiscard]] virtual ULONG type() const noexcept = 0;
@@ -50,7 +48,6 @@ public:
     /// The tags of all properties of the opened object, by ascending identifier.
     [[nodiscard]] std::vector<ULONG> tags() const;
 
-    /// May be called without the mutex: what it gave stays valid, as it was, for as long as the object lives.
     [[nodiscard]] const Results& results() const noexcept;
     /// What opening the object answers: S_OK, a warning, or a failure.
     [[nodiscard]] HRESULT openResult() const noexcept { return m_openResult; }
@@ -72,20 +69,11 @@ protected:
     [[nodiscard]] virtual std::optional<Property> builtInOfRow(ULONG id) const;
 
 private:
-    /// Planned answers, with those that they replaced.
-    struct PlannedResults
-    {
-        Results results;
-        std::unique_ptr<const PlannedResults> former;
-    };
-
-    void plan(Results results);
-
     const Bytes m_entryId;
     const std::vector<Bytes> m_aliases;
     PropertySet m_properties;
     PropertySet m_row;
-    std::atomic<const PlannedResults*> m_results{nullptr}; // owned; null: none planned yet
+    std::shared_ptr<const Results> m_results; // null: none planned
     HRESULT m_openResult;
 };
 } // namespace sandbox

@@ -8,6 +8,7 @@
 #include "sandbox/mailbox/DescriptionReader.h"
 #include "sandbox/mailbox/FolderReader.h"
 #include "sandbox/mailbox/JsonText.h"
+#include "sandbox/mailbox/PlanReader.h"
 
 namespace sandbox
 {
@@ -28,6 +29,7 @@ public:
             for (const Json& store : requireList(*stores, path))
                 readStore(store, elementPath(path, index++));
         }
+        readPlans(object); // they may be about anything in it
         object.finish();
         return m_mailbox;
     }
@@ -66,6 +68,19 @@ private:
             AddressEntryDescription description = readAddressEntryDescription(entry, key);
             entry.finish();
             withPlace(entry.path(), [&] { m_mailbox->addAddressEntry(key, std::move(description)); });
+        }
+    }
+
+    void readPlans(JsonObject& object)
+    {
+        const Json* plans = object.find("plans");
+        if (plans == nullptr)
+            return;
+        const std::string path = object.pathOf("plans");
+        for (const Json& plan : requireList(*plans, path))
+        {
+            JsonObject planObject(plan, elementPath(path, m_mailbox->plans().size()));
+            m_mailbox->addPlan(readPlan(planObject, *m_mailbox));
         }
     }
 

@@ -38,7 +38,7 @@ public:
         return std::nullopt;
     }
 
-    [[nodiscard]] bool operator==(const Results&) const = default;
+    [[nodiscard]] bool empty() const noexcept { return m_entries.empty(); }
 
 private:
     std::vector<std::pair<std::string, HRESULT>> m_entries;

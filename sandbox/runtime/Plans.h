@@ -1,4 +1,4 @@
-// Plans.h: what calls to come are to answer, and how slowly.
+// Plans.h: the plans for calls to come that are in force.
 #pragma once
 
 #include <windows.h>
@@ -6,25 +6,13 @@
 #include <chrono>
 #include <cstdint>
 #include <optional>
-#include <string>
 #include <string_view>
 
 #include "sandbox/mailbox/Bytes.h"
+#include "sandbox/mailbox/Plan.h"
 
 namespace sandbox
 {
-/// A plan as docs/sandbox-control.md tells it.
-struct Plan
-{
-    std::string method;      // "IMAPIProp::GetProps", "MAPIAllocateBuffer"
-    Bytes on;                // long-term identifier of the one object that is meant; empty for any
-    std::uint64_t call = 1;  // the first call that it applies to, counted from when it was made
-    std::uint64_t times = 1; // for so many calls; 0: for all that follow
-    std::optional<HRESULT> result;
-    std::chrono::milliseconds delay{0};
-    std::string hold; // calls wait until this is released; empty: they don't
-};
-
 /// The plans of the process. Used by any thread.
 namespace plans
 {

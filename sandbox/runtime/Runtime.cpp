@@ -10,9 +10,19 @@
 #include "sandbox/mailbox/Text.h"
 #include "sandbox/runtime/Environment.h"
 #include "sandbox/runtime/Ledger.h"
+#include "sandbox/runtime/Plans.h"
 
 namespace sandbox
 {
+namespace
+{
+void addPlans(const Mailbox& mailbox)
+{
+    for (const Plan& plan : mailbox.plans())
+        plans::add(plan);
+}
+} // namespace
+
 Runtime& Runtime::instance()
 {
     static Runtime& s_runtime = *new Runtime;
@@ -76,6 +86,8 @@ void Runtime::give(std::shared_ptr<Mailbox> mailbox)
 {
     const std::lock_guard lock(m_mutex);
     m_given = std::move(mailbox);
+    if (m_given)
+        addPlans(*m_given);
     forgetFile();
 }
 
@@ -90,6 +102,10 @@ void Runtime::load()
     try
     {
         m_fromFile = readMailboxFile(std::filesystem::path(*path));
+        if (m_hasRead)
+            plans::clear(); // those of a client that has ended; the file's come anew
+        m_hasRead = true;
+        addPlans(*m_fromFile);
     }
     catch (const std::exception& error)
     {

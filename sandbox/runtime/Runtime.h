@@ -46,6 +46,7 @@ private:
     std::int64_t m_initializations = 0;
     std::shared_ptr<Mailbox> m_given;
     std::shared_ptr<Mailbox> m_fromFile;
+    bool m_hasRead = false; // a mailbox file, at some time
     std::string m_failure;
     Companion m_companion;
 };

@@ -104,7 +104,6 @@ TEST_F(MailboxEditsTest, ReplacesTheWholeFirstAddress)
 TEST_F(MailboxEditsTest, EditsPlannedAnswersAndRows)
 {
     const std::shared_ptr<Message> message = box.message("One/A/a1");
-    const Results& before = message->results();
     const auto set = [&](Json json)
     {
         (void)box.edit([&](MailboxEdits& edits) { edits.editContact(message, json, ""); });
@@ -115,7 +114,6 @@ TEST_F(MailboxEditsTest, EditsPlannedAnswersAndRows)
     EXPECT_EQ(message->results().find("", "GetProps"), MAPI_E_NO_ACCESS);
     EXPECT_EQ(message->openResult(), MAPI_E_NOT_FOUND);
     EXPECT_FALSE(message->rowProperty(PROP_ID(PR_ENTRYID)));
-    EXPECT_EQ(before.find("", "GetProps"), std::nullopt) << "a call that reads the former ones goes on";
     set({{"results", {{"GetProps", nullptr}}}, {"openError", nullptr}, {"row", nullptr}});
     EXPECT_EQ(message->results().find("", "GetProps"), std::nullopt);
     EXPECT_EQ(message->openResult(), S_OK);

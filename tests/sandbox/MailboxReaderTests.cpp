@@ -110,7 +110,7 @@ INSTANTIATE_TEST_SUITE_P(
     Shape, MailboxReaderComplaintTest,
     testing::Values(
         Complaint{"UnknownKey", R"({"store":[]})",
-                  "/store: unknown key; known here are addressBook, fastShutdown, results, rowsPerQuery, stores"},
+                  "/store: unknown key; known here are addressBook, fastShutdown, plans, results, rowsPerQuery, stores"},
         Complaint{"UnknownStoreKey", store(R"("colour":"red")"), "/stores/0/colour: unknown key..."},
         Complaint{"UnknownFolderKey", folder(R"("hiden":true)"), "/stores/0/folders/0/hiden: unknown key..."},
         Complaint{"UnknownMessageKey", message(R"("name":"x")"), "/stores/0/folders/0/messages/0/name: unknown key..."},

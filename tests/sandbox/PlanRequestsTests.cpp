@@ -1,0 +1,136 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <future>
+
+#include "tests/sandbox/RequestsTest.h"
+
+using namespace sandbox;
+using namespace sandboxtest;
+using testing::StartsWith;
+
+namespace
+{
+const char* const s_mailbox = R"({"stores":[{"name":"Mailbox","entryId":"0000000001","folders":[
+    {"name":"A","messages":[{"displayName":"a"}]},{"name":"B","messages":[{"displayName":"b"}]}]}]})";
+
+class PlanRequestsTest : public RequestsTest
+{
+protected:
+    PlanRequestsTest() { openOn(s_mailbox); }
+    ~PlanRequestsTest() override { dll.sandboxClearPlans(); }
+
+    [[nodiscard]] HRESULT resultOfGetProps(IMAPIProp* object)
+    {
+        ULONG count = 0;
+        SPropValue* values = nullptr;
+        const HRESULT result = object->GetProps(nullptr, 0, &count, &values);
+        dll.MAPIFreeBuffer(values);
+        return result;
+    }
+};
+} // namespace
+
+TEST_F(PlanRequestsTest, APlanIsAboutTheCallsOfOneObject)
+{
+    const IMAPIFolderPtr a = openSubfolder(openIpmSubtree(m_store), 0);
+    const IMAPIFolderPtr b = openSubfolder(openIpmSubtree(m_store), 1);
+    done({{"do", "plan"},
+          {"method", "IMAPIProp::GetProps"},
+          {"on", "Mailbox/A"},
+          {"call", 2},
+          {"times", 2},
+          {"result", "MAPI_E_NOT_FOUND"}});
+    EXPECT_EQ(resultOfGetProps(b), S_OK);
+    EXPECT_EQ(resultOfGetProps(a), S_OK);
+    EXPECT_EQ(resultOfGetProps(a), MAPI_E_NOT_FOUND);
+    EXPECT_EQ(resultOfGetProps(a), MAPI_E_NOT_FOUND);
+    EXPECT_EQ(resultOfGetProps(a), S_OK);
+}
+
+TEST_F(PlanRequestsTest, PlansAreForgotten)
+{
+    done({{"do", "plan"}, {"method", "MAPIAllocateBuffer"}, {"times", 0}, {"result", "0x8007000E"}});
+    void* block = nullptr;
+    EXPECT_EQ(dll.MAPIAllocateBuffer(8, &block), MAPI_E_NOT_ENOUGH_MEMORY);
+    done({{"do", "clearPlans"}});
+    EXPECT_EQ(dll.MAPIAllocateBuffer(8, &block), S_OK);
+    dll.MAPIFreeBuffer(block);
+}
+
+TEST_F(PlanRequestsTest, AHeldCallWaitsUntilItIsReleased)
+{
+    const IMAPIFolderPtr a = openSubfolder(openIpmSubtree(m_store), 0);
+    done({{"do", "plan"}, {"method", "IMAPIProp::GetProps"}, {"hold", "gate"}, {"result", "MAPI_E_NO_ACCESS"}});
+    std::future<HRESULT> held = std::async(std::launch::async, [&] { return resultOfGetProps(a); });
+    done({{"do", "wait"}, {"for", "held"}, {"hold", "gate"}});
+    done({{"do", "release"}, {"hold", "gate"}});
+    EXPECT_EQ(held.get(), MAPI_E_NO_ACCESS);
+    EXPECT_EQ(refused({{"do", "wait"}, {"for", "held"}, {"hold", "gate"}, {"timeout", 5}}),
+              "after 5 ms no call waits at 'gate'");
+}
+
+TEST_F(PlanRequestsTest, RefusesPlansThatCanNotBeMeant)
+{
+    const auto plan = [&](Json keys)
+    {
+        keys["do"] = "plan";
+        return refused(keys);
+    };
+    EXPECT_EQ(plan({{"result", "MAPI_E_NO_ACCESS"}}), "/: 'method' is missing");
+    EXPECT_EQ(plan({{"method", "GetProps"}, {"result", "MAPI_E_NO_ACCESS"}}),
+              "/method: there is no call 'GetProps'; there is IMAPIProp::GetProps");
+    EXPECT_EQ(plan({{"method", "IMAPIFolder::OpenEntry"}, {"result", "MAPI_E_NO_ACCESS"}}),
+              "/method: there is no call 'IMAPIFolder::OpenEntry'; there is IMAPIContainer::OpenEntry, "
+              "IMAPISession::OpenEntry, IMsgStore::OpenEntry");
+    EXPECT_EQ(plan({{"method", "Dance"}, {"result", "MAPI_E_NO_ACCESS"}}),
+              "/method: there is no call 'Dance'; calls are like MAPIAllocateBuffer and IMAPIProp::GetProps");
+    EXPECT_EQ(plan({{"method", "MAPILogonEx"}}), "/: a plan needs a 'result', a 'delay' or a 'hold'");
+    EXPECT_EQ(plan({{"method", "MAPILogonEx"}, {"result", "MAPI_E_NONE"}}),
+              "/result: must be a result: a published name, or 0x and up to eight digits");
+    EXPECT_EQ(plan({{"method", "MAPILogonEx"}, {"delay", 3'600'001}}), "/delay: must be an integer from 0 to 3600000");
+    EXPECT_EQ(plan({{"method", "MAPILogonEx"}, {"delay", 1}, {"call", 0}}),
+              "/call: must be an integer from 1 to 9223372036854775807");
+    EXPECT_EQ(plan({{"method", "MAPILogonEx"}, {"hold", ""}}), "/hold: must be a name");
+    EXPECT_EQ(plan({{"method", "IMAPIProp::GetProps"}, {"on", "Mailbox/C"}, {"delay", 1}}),
+              "/on: there is no 'C' where 'Mailbox/C' has it");
+    EXPECT_THAT(plan({{"method", "MAPILogonEx"}, {"delay", 1}, {"after", 1}}), StartsWith("/after: unknown key"));
+    EXPECT_EQ(refused({{"do", "release"}, {"hold", "gate"}}), "/hold: no plan has the hold 'gate'");
+}
+
+TEST_F(PlanRequestsTest, TheMailboxHasPlansFromTheStart)
+{
+    close();
+    openOn(R"({"stores":[{"name":"Mailbox","folders":[{"name":"A"},{"name":"B"}]}],
+               "plans":[{"method":"IMAPIContainer::GetContentsTable","on":"Mailbox/B","result":"MAPI_E_NO_ACCESS"},
+                        {"method":"IMAPIContainer::GetContentsTable","on":"Mailbox/A","call":2,"result":"MAPI_E_NO_ACCESS"}]})");
+    const IMAPIFolderPtr a = openSubfolder(openIpmSubtree(m_store), 0);
+    const IMAPIFolderPtr b = openSubfolder(openIpmSubtree(m_store), 1);
+    IMAPITablePtr table;
+    EXPECT_EQ(a->GetContentsTable(0, &table), S_OK);
+    table = nullptr;
+    EXPECT_EQ(a->GetContentsTable(0, &table), MAPI_E_NO_ACCESS);
+    EXPECT_EQ(b->GetContentsTable(0, &table), MAPI_E_NO_ACCESS);
+    EXPECT_EQ(b->GetContentsTable(0, &table), S_OK);
+}
+
+TEST_F(PlanRequestsTest, RefusesAMailboxWithAPlanThatCanNotBeMeant)
+{
+    const auto complaint = [&](const char* json) -> std::string
+    {
+        try
+        {
+            serve(json);
+            return "(none)";
+        }
+        catch (const std::runtime_error& error)
+        {
+            return error.what();
+        }
+    };
+    EXPECT_EQ(complaint(R"({"plans":[{"method":"MAPILogonEx","delay":1},{"method":"LogonEx","delay":1}]})"),
+              "/plans/1/method: there is no call 'LogonEx'; calls are like MAPIAllocateBuffer and IMAPIProp::GetProps");
+    EXPECT_EQ(complaint(R"({"plans":[{"method":"IMsgStore::OpenEntry","on":"Mailbox","delay":1}]})"),
+              "/plans/0/on: there is no store 'Mailbox'");
+    EXPECT_EQ(complaint(R"({"plans":{}})"), "/plans: must be a list");
+}
