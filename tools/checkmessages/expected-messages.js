@@ -5,7 +5,7 @@
 // rather than guess.
 'use strict';
 
-const { folderEntryId, messageEntryId } = require('./entry-ids');
+const { numberStore } = require('./numbered-store');
 
 const CONTACT_FOLDER_CLASS = 'IPF.Contact';
 const CONTACT_CLASS = 'IPM.Contact';
@@ -59,43 +59,24 @@ function opens({ openError }) {
   return openError === undefined || /^(S_|MAPI_W_|0x[0-7][0-9a-f]{7}$)/i.test(openError);
 }
 
-/** Reads one store: gives its folders their numbers, and tells which contacts its snapshot holds. */
+/** Reads one store: tells which contacts its snapshot holds. */
 class StoreReader {
   constructor(store, storePlace, addressBook) {
     this._store = store;
     this._storePlace = storePlace;
     this._addressBook = addressBook;
-    this._folders = 0;
-    this._messages = 0;
     /** The contacts whose address came from an Exchange user. */
     this.exchangeAddresses = 0;
   }
 
   /** @returns {string[]}  the contact lines, in the order of the snapshot. */
   contactLines() {
-    const place = `/stores/${this._storePlace - 1}`;
-    const { root = {}, ipmSubtree = {}, folders = [], rootFolders = [] } = this._store;
-    // The numbers run over all folders, also those that the walk never sees.
-    this._number(root, [], `${place}/root`);
-    const subtree = this._number(ipmSubtree, folders, place);
-    rootFolders.forEach((folder, at) => this._number(folder, folder.folders, `${place}/rootFolders/${at}`));
+    const { subtree, all } = numberStore(this._store, this._storePlace);
+    for (const { folder, messages, place } of all) {
+      check(folder, FOLDER_KEYS, place);
+      messages.forEach((each) => check(each.message, MESSAGE_KEYS, each.place));
+    }
     return this._walk(subtree);
-  }
-
-  _number(folder, subfolders = [], place = '') {
-    check(folder, FOLDER_KEYS, place);
-    this._folders += 1;
-    const number = this._folders;
-    const entryId = (folder.entryId || folderEntryId(this._storePlace, number)).replace(/\s/g, '').toUpperCase();
-    const messages = (folder.messages || []).map((message, at) => {
-      check(message, MESSAGE_KEYS, `${place}/messages/${at}`);
-      this._messages += 1;
-      const own = message.entryId || messageEntryId(this._storePlace, number, this._messages);
-      return { message, entryId: own.replace(/\s/g, '').toUpperCase(), place: `${place}/messages/${at}` };
-    });
-    const below = subfolders.map((subfolder, at) =>
-      this._number(subfolder, subfolder.folders, `${place}/folders/${at}`));
-    return { folder, entryId, messages, below };
   }
 
   _walk({ folder, entryId, messages, below }) {
