@@ -23,9 +23,9 @@ namespace
     return item;
 }
 
-[[nodiscard]] Json readJournal()
+[[nodiscard]] Json readJournal(bool clears)
 {
-    const journal::Reading reading = journal::read();
+    const journal::Reading reading = journal::read(clears);
     Json calls = Json::array();
     for (const JournalEntry& entry : reading.calls)
         calls.push_back(itemOf(entry));
@@ -46,12 +46,7 @@ Json answerJournal(JsonObject& request, HANDLE)
     else if (action == "clear")
         journal::clear();
     else if (action == "read")
-    {
-        Json answer = readJournal();
-        if (clears)
-            journal::clear();
-        return answer;
-    }
+        return readJournal(clears);
     else
         failAt(request.pathOf("action"), "must be \"start\", \"stop\", \"clear\" or \"read\"");
     return Json::object();

@@ -4,6 +4,8 @@
 #include <future>
 
 #include "tests/sandbox/RequestsTest.h"
+#include "tests/support/EnvironmentVariable.h"
+#include "tests/support/TempFolder.h"
 
 using namespace sandbox;
 using namespace sandboxtest;
@@ -133,4 +135,51 @@ TEST_F(PlanRequestsTest, RefusesAMailboxWithAPlanThatCanNotBeMeant)
     EXPECT_EQ(complaint(R"({"plans":[{"method":"IMsgStore::OpenEntry","on":"Mailbox","delay":1}]})"),
               "/plans/0/on: there is no store 'Mailbox'");
     EXPECT_EQ(complaint(R"({"plans":{}})"), "/plans: must be a list");
+}
+
+TEST(PlansOfAFileTest, AreInForceBeforeTheFirstCallAndComeAnewWithTheFile)
+{
+    const support::TempFolder folder;
+    const support::EnvironmentVariable variable(L"LINKWELL_SANDBOX_MAILBOX", folder.file(L"mailbox.json"));
+    support::writeBytes(folder.path() / L"mailbox.json",
+                        R"({"plans":[{"method":"MAPIInitialize","result":"MAPI_E_CALL_FAILED"}]})");
+    SandboxDll dll;
+    EXPECT_EQ(dll.MAPIInitialize(nullptr), MAPI_E_CALL_FAILED);
+    EXPECT_EQ(dll.MAPIInitialize(nullptr), S_OK);
+    EXPECT_EQ(
+        Json::parse(dll.answer(R"({"do":"plan","method":"MAPIAllocateBuffer","result":"MAPI_E_NOT_ENOUGH_MEMORY"})")),
+        (Json{{"ok", true}}));
+    dll.MAPIUninitialize();
+    EXPECT_EQ(dll.MAPIInitialize(nullptr), MAPI_E_CALL_FAILED);
+    EXPECT_EQ(dll.MAPIInitialize(nullptr), S_OK);
+    void* block = nullptr;
+    EXPECT_EQ(dll.MAPIAllocateBuffer(8, &block), S_OK) << "that plan ended";
+    dll.MAPIFreeBuffer(block);
+    dll.MAPIUninitialize();
+}
+
+// ---- The journal -----------------------------------------------------------------------------------------------------
+
+TEST_F(PlanRequestsTest, TheJournalIsRead)
+{
+    done({{"do", "journal"}, {"action", "start"}});
+    const IMAPIFolderPtr a = openSubfolder(openIpmSubtree(m_store), 0);
+    done({{"do", "journal"}, {"action", "clear"}});
+    (void)textOf(a, PR_DISPLAY_NAME_W);
+    done({{"do", "journal"}, {"action", "stop"}});
+    (void)textOf(a, PR_DISPLAY_NAME_W);
+    const Json answer = done({{"do", "journal"}, {"action", "read"}, {"clear", true}});
+    EXPECT_EQ(answer.at("lost"), 0);
+    ASSERT_EQ(answer.at("calls").size(), 1U);
+    const Json& call = answer.at("calls").at(0);
+    EXPECT_EQ(call.at("call"), "IMAPIProp::GetProps");
+    EXPECT_EQ(call.at("on"), toHex(idOf("Mailbox/A")));
+    EXPECT_EQ(call.at("result"), "0x0");
+    EXPECT_TRUE(call.at("arguments").is_object());
+    EXPECT_FALSE(call.at("arguments").empty());
+    EXPECT_TRUE(call.at("thread").is_number_unsigned());
+    EXPECT_EQ(done({{"do", "journal"}, {"action", "read"}}).at("calls"), Json::array());
+    EXPECT_EQ(refused({{"do", "journal"}, {"action", "burn"}}),
+              "/action: must be \"start\", \"stop\", \"clear\" or \"read\"");
+    EXPECT_THAT(refused({{"do", "journal"}, {"action", "stop"}, {"clear", true}}), StartsWith("/clear: unknown key"));
 }
