@@ -34,6 +34,8 @@ find_wine()
     WINEPREFIX="$(realpath -m -- "${LINKWELL_WINEPREFIX:-$LINKWELL_BUILD/wineprefix}")"
     export WINEPREFIX
     export WINEARCH=win64
+    # By its character set Wine reads arguments, variables and file names; one such as ASCII would lose what is in them.
+    export LC_ALL=C.UTF-8
     export WINEDEBUG="${WINEDEBUG:--all}"
     # No dialogs that offer to download Mono or Gecko, no entries in the desktop's menus.
     export WINEDLLOVERRIDES="${WINEDLLOVERRIDES:-mscoree=;mshtml=;winemenubuilder.exe=d}"
