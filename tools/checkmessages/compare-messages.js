@@ -1,6 +1,8 @@
 // compare-messages.js: the differences between expected and recorded messages, in words.
 'use strict';
 
+const NO_FAILURES = ['listening', 'message', 'closed'];
+
 /** The text of a recorded message as it came through the pipe. */
 function messageText({ operation, kind, index, total, items }) {
   return [`2;${operation};${kind};${index};${total}`, ...items.map(({ text }) => text)].join('\n');
@@ -21,26 +23,24 @@ function firstDifference(expected, arrived) {
 }
 
 /**
- * @param {{name: string, message: string|null}[]} stores  as expectedSnapshot gives them.
+ * @param {{of: string, text: string}[]} expected  the messages, and of what each is.
  * @param {object[]} events  what the host has recorded.
  * @returns {string[]}  one text per difference; empty when all is as expected.
  */
-function compareMessages(stores, events) {
+function compareMessages(expected, events) {
   const differences = [];
   for (const { event, reason } of events) {
-    if (!['listening', 'message', 'closed'].includes(event)) {
+    if (!NO_FAILURES.includes(event)) {
       differences.push(`the host reports "${event}"${reason === undefined ? '' : `: ${reason}`}`);
     }
   }
 
-  const expected = stores.filter(({ message }) => message !== null);
   const arrived = events.filter(({ event }) => event === 'message').map(messageText);
-  expected.forEach(({ name, message }, at) => {
+  expected.forEach(({ of, text }, at) => {
     if (arrived[at] === undefined) {
-      differences.push(`the message of the store "${name}" has not arrived`);
-    } else if (arrived[at] !== message) {
-      const where = firstDifference(message, arrived[at]);
-      differences.push(`message ${at + 1}, of the store "${name}", differs in ${where}`);
+      differences.push(`the message of ${of} has not arrived`);
+    } else if (arrived[at] !== text) {
+      differences.push(`message ${at + 1}, of ${of}, differs in ${firstDifference(text, arrived[at])}`);
     }
   });
   arrived.slice(expected.length).forEach((text) => {
