@@ -60,7 +60,8 @@ std::unique_ptr<NotificationSink::Connection> NotificationSink::adviseInternal(I
     if (!store || !handler)
         return nullptr;
 
-    const IMAPIAdviseSinkPtr sink(new AdviseSinkImpl(handler)); // lives on by the reference that the wrapper takes
+    // Lives on by the reference that the wrapper takes. As its own interface, so that the pointer only counts it.
+    const IMAPIAdviseSinkPtr sink(static_cast<IMAPIAdviseSink*>(new AdviseSinkImpl(handler)));
     IMAPIAdviseSinkPtr wrapper;
     HRESULT result = HrThisThreadAdviseSink(sink, &wrapper);
     if (FAILED(result))
