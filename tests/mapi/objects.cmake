@@ -2,6 +2,7 @@
 linkwell_add_tests(linkwell_mapi_object_tests
     SOURCES
         ../support/TestRuntimeTests.cpp
+        AdviseSinkImplTests.cpp
         EntryIdTests.cpp
         GuardedText.cpp GuardedText.h
         MapiMemoryTests.cpp
@@ -13,6 +14,7 @@ linkwell_add_tests(linkwell_mapi_object_tests
         MapiUtilitiesTests.cpp
         MapiUtilitiesWalkTests.cpp
         MsgStoreInfoTests.cpp
+        NotificationSinkTests.cpp
         PropReadersTests.cpp
         PropTagArrayTests.cpp
         PropValueTests.cpp

@@ -119,6 +119,11 @@ void TestRuntime::setSession(IMAPISession* session)
     m_session = session;
 }
 
+void TestRuntime::wrapSinksBy(std::function<IMAPIAdviseSink*(IMAPIAdviseSink*)> wrap)
+{
+    m_wrapSink = std::move(wrap);
+}
+
 HRESULT TestRuntime::plannedResult(Call call)
 {
     const std::lock_guard lock(m_mutex);
@@ -364,6 +369,11 @@ HRESULT TestRuntime::thisThreadAdviseSink(IMAPIAdviseSink* sink, IMAPIAdviseSink
     const HRESULT result = plannedResult(Call::ThisThreadAdviseSink);
     if (result < 0)
         return result;
+    if (m_wrapSink)
+    {
+        *wrapper = m_wrapSink(sink);
+        return result;
+    }
     sink->AddRef();
     *wrapper = sink;
     return result;

@@ -77,6 +77,10 @@ public:
     /// What MAPILogonEx gives a reference on; borrowed. Without it a logon fails with MAPI_E_LOGON_FAILED.
     void setSession(IMAPISession* session);
 
+    /// What HrThisThreadAdviseSink makes of a sink: a wrapper with one reference, for the caller. Without it the wrapper
+    /// is the sink itself.
+    void wrapSinksBy(std::function<IMAPIAdviseSink*(IMAPIAdviseSink*)> wrap);
+
     // ---- Memory
 
     /// A block as a provider gives it to a client: tracked, not in the journal, and never failing. With a parent it is
@@ -136,6 +140,7 @@ private:
     mutable std::recursive_mutex m_mutex;
     HMODULE m_previousModule = nullptr;
     IMAPISession* m_session = nullptr;
+    std::function<IMAPIAdviseSink*(IMAPIAdviseSink*)> m_wrapSink;
     std::vector<std::string> m_calls;
     std::vector<Plan> m_plans;
     unsigned m_plansMet = 0;
