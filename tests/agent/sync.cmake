@@ -5,8 +5,10 @@ linkwell_add_tests(linkwell_sync_tests
         ContactLoadingTests.cpp
         ContactWatcherTests.cpp
         EmailAddressTests.cpp
+        EntryIdHashTests.cpp
         HexStringTests.cpp
         HostPipe.h
+        KnownFoldersTests.cpp
         LinearCost.h
         LogWatch.h
         MailboxMocks.cpp MailboxMocks.h
