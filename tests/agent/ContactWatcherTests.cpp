@@ -77,13 +77,6 @@ TEST_F(ContactWatcherTest, ThrowsWithoutAStore)
     EXPECT_THAT(log(), IsEmpty());
 }
 
-TEST_F(ContactWatcherTest, LogsTheStoreThatItSubscribesTo)
-{
-    watcher().subscribe([](const Changes&) {});
-    ASSERT_THAT(log(), testing::Not(IsEmpty()));
-    EXPECT_EQ(log().front(), "Subscribe to Mailbox");
-}
-
 // ---- The walk ------------------------------------------------------------------------------------------------------
 
 TEST_F(ContactWatcherTest, VisitsTheRootFirstAndThenDepthFirst)

@@ -3,6 +3,12 @@ linkwell_add_tests(linkwell_sync_tests
     SOURCES
         ContactFixture.h
         ContactLoadingTests.cpp
+        ContactWatcherContactTests.cpp
+        ContactWatcherFailureTests.cpp
+        ContactWatcherFilterTests.cpp
+        ContactWatcherFixture.cpp ContactWatcherFixture.h
+        ContactWatcherFolderTests.cpp
+        ContactWatcherSubscribeTests.cpp
         ContactWatcherTests.cpp
         EmailAddressTests.cpp
         EntryIdHashTests.cpp
