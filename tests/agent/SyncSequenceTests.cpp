@@ -31,7 +31,7 @@ using testing::IsSupersetOf;
 using testing::Not;
 using testing::Return;
 
-/// Two public stores with a contact each: those are read like all others and never subscribed.
+/// Two public stores with a contact each: those are read like all others and never advised.
 class SyncSequenceTest : public MapiTest
 {
 protected:
@@ -133,6 +133,56 @@ TEST_F(SyncSequenceTest, PumpsItsQueueOnceAllStoresAreSubscribed)
                                                          });
     runWorker();
     EXPECT_EQ(dispatch.count(), 1u);
+}
+
+TEST_F(SyncSequenceTest, SendsFromItsPumpWhatChangesInAStoreThatItWatches)
+{
+    FolderMock root({0x03}, contactFolder());
+    StoreMock own({0xC0}, root);
+    const SessionMock session({storeRow(own, L"own", true)});
+    giveComparisons(session.session);
+    const PipeServer& host = m_host.start();
+    IMAPIAdviseSinkPtr sink;
+    EXPECT_CALL(*own.store, Advise(0, nullptr, 0xFC, _, _))
+        .WillOnce(
+            [&](ULONG, ENTRYID*, ULONG, IMAPIAdviseSink* advised, ULONG_PTR* connection)
+            {
+                sink = advised;
+                *connection = 7;
+                // A change before the walk is told once the pump runs.
+                EXPECT_TRUE(PostThreadMessageW(GetCurrentThreadId(), WM_APP, 0, 0));
+                return S_OK;
+            });
+    EXPECT_CALL(*own.store, Unadvise(7)).WillOnce(Return(S_OK));
+    const auto dispatch = hookImport<"DispatchMessageW">(
+        DispatchMessageW,
+        [&](auto, const MSG*) -> LRESULT
+        {
+            const EntryId contact = {0x00, 0x01};
+            NOTIFICATION notification{};
+            notification.ulEventType = fnevObjectDeleted;
+            notification.info.obj.ulObjType = MAPI_MESSAGE;
+            notification.info.obj.cbEntryID = mapi::entryIdSize(contact);
+            notification.info.obj.lpEntryID = mapi::entryIdBytes(contact);
+            notification.info.obj.cbParentID = mapi::entryIdSize(root.id);
+            notification.info.obj.lpParentID = mapi::entryIdBytes(root.id);
+            EXPECT_EQ(sink->OnNotify(1, &notification), 0u);
+            EXPECT_THAT(host.requests(), ElementsAre(request("2;delete;contact;0;1\n;;;;;;;;;;0001;")));
+            sink = nullptr;
+            utilities::requestStop();
+            return 0;
+        });
+    mapi::Session::s_session = session.session.pointer();
+    AsyncMapiHelper::run(0);
+    mapi::Session::s_session = nullptr;
+    EXPECT_EQ(dispatch.count(), 1u);
+    EXPECT_THAT(logFrom("Subscribe to own"),
+                ElementsAre("Subscribe to own",
+                            "Maybe Contacts folder (cannot resolve) registered as known notification source",
+                            "HRESULT logged: `anonymous-namespace'::logNotification, line N: hr = 0x8004010f",
+                            testing::StartsWith("Notification 8 for (cannot resolve) of type 5, EntryId hash = "),
+                            "Sending data:", "| 2;delete;contact;0;1", "| ;;;;;;;;;;0001;", "Unadvise hr = 0",
+                            "MAPI thread finished"));
 }
 
 TEST_F(SyncSequenceTest, EndsTheWorkerWhenThereIsNoHost)
