@@ -43,7 +43,7 @@ HRESULT STDMETHODCALLTYPE StoreObject::Advise(ULONG entryIdSize, ENTRYID* entryI
 
 HRESULT STDMETHODCALLTYPE StoreObject::Unadvise(ULONG_PTR connection)
 {
-    return servedUnlocked(
+    const HRESULT result = servedUnlocked(
         "IMsgStore::Unadvise",
         [&] {
             return Arguments{{"ulConnection", hexText(connection)}};
@@ -53,6 +53,10 @@ HRESULT STDMETHODCALLTYPE StoreObject::Unadvise(ULONG_PTR connection)
             require(Delivery::instance().unadvise(connection, m_store.get()));
             return S_OK;
         });
+    // A client that comes too late has still done its part: the sink is let go.
+    if (result == MAPI_E_END_OF_SESSION)
+        (void)Delivery::instance().unadvise(connection, m_store.get());
+    return result;
 }
 
 HRESULT STDMETHODCALLTYPE StoreObject::CompareEntryIDs(ULONG size1, ENTRYID* entryId1, ULONG size2, ENTRYID* entryId2,

@@ -201,7 +201,7 @@ TEST_F(BatchTest, GoesByTheBytesWhereTheComparisonFails)
 
 TEST_F(BatchTest, IsLostAsAWholeWhenAContactCannotBeRead)
 {
-    ask({{"do", "plan"}, {"method", "IMAPIProp::GetProps"}, {"call", 2}, {"result", "0x80004005"}});
+    ask({{"do", "plan"}, {"method", "IMAPIProp::GetProps"}, {"on", "Mailbox/Contacts/Bea"}, {"result", "0x80004005"}});
     const Raw added{.event = 4, .id = ada, .parent = knownFolder};
     const Raw next{.event = 4, .id = bea, .parent = knownFolder};
     const Raw never{.event = 8, .id = nobody, .parent = knownFolder};

@@ -313,7 +313,7 @@ TEST_F(FolderChangeTest, MovedIntoTheIpmSubtreeIsWatchedAndItsContactsAreTold)
     const Records root = {hierarchy("Analyze relations of root folder IPM_SUBTREE and  Root"),
                           hierarchy("Object Root is not a successor of specified root IPM_SUBTREE")};
     expect({{"do", "move"}, {"object", "#" + id}, {"to", "Mailbox/Contacts"}}, {message},
-           {root, {notified(0x20, "Outside", folderType, id), registered("Outside"), sending(message)}});
+           {{notified(0x20, "Outside", folderType, id)}, root, {registered("Outside"), sending(message)}});
     expectWatched(id, true);
     expectWatched(folderId(1, below), false); // what lies below it is not looked for
 }
@@ -322,7 +322,7 @@ TEST_F(FolderChangeTest, MovedWithinTheIpmSubtreeIsLoggedOnly)
 {
     const std::string id = folderId(1, friends);
     expect({{"do", "move"}, {"object", "Mailbox/Friends"}, {"to", "Mailbox/Mail"}}, {},
-           {lies("Mail", true), isIpmSubtree(), {notified(0x20, "Friends", folderType, id)}});
+           {lies("Mail", true), {notified(0x20, "Friends", folderType, id)}, isIpmSubtree()});
     expectWatched(id, true);
     // And nothing is missed by the next reconciliation.
     expect({{"do", "delete"}, {"object", "Mailbox/Mail/Deep"}}, {},

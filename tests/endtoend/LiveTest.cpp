@@ -139,7 +139,8 @@ Reaction LiveTest::reaction()
     reaction.log = readLog(logFile());
     reaction.log.erase(reaction.log.begin(), reaction.log.begin() + static_cast<std::ptrdiff_t>(m_recordsSeen));
     m_recordsSeen += reaction.log.size();
-    for (const Json& call : ask({{"do", "journal"}, {"action", "read"}, {"clear", true}}).at("calls"))
+    const Json journal = ask({{"do", "journal"}, {"action", "read"}, {"clear", true}});
+    for (const Json& call : journal.at("calls"))
         reaction.calls.push_back(callText(call));
     return reaction;
 }
