@@ -149,6 +149,14 @@ void EndToEndTest::startAgent(const std::wstring& arguments)
     m_commandLine = m_agent->commandLine();
 }
 
+std::vector<std::string> EndToEndTest::takeMessages() const
+{
+    std::vector<std::string> texts;
+    for (const std::string& request : m_host->takeRequests())
+        texts.push_back(messageText(request));
+    return texts;
+}
+
 bool EndToEndTest::waitForLog(std::string_view text, std::chrono::milliseconds limit) const
 {
     return waitForRecord(m_logFile, text, m_agent->process(), limit);

@@ -88,6 +88,8 @@ protected:
     [[nodiscard]] bool isHostServed() const noexcept { return m_host != nullptr; }
     /// The messages that the host has had so far, in UTF-8, without the length in front of them, which is checked.
     [[nodiscard]] std::vector<std::string> messages() const;
+    /// The same, and forgets them.
+    [[nodiscard]] std::vector<std::string> takeMessages() const;
     /// Waits for a record in the agent's log; false when the agent ends without it, or after `limit`.
     [[nodiscard]] bool waitForLog(std::string_view text, std::chrono::milliseconds limit = support::deadline) const;
     /// Asks the sandbox of the running agent, as docs/sandbox-control.md tells, and gives its answer. Throws when it

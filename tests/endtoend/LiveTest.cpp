@@ -61,7 +61,7 @@ std::string callText(const Json& call)
     return text + ") -> " + call.at("result").get<std::string>();
 }
 
-std::string change(std::string_view operation, std::string_view kind, std::initializer_list<std::string> items)
+std::string change(std::string_view operation, std::string_view kind, const std::vector<std::string>& items)
 {
     std::string message = "2;" + std::string(operation) + ";" + std::string(kind) + ";0;1";
     for (const std::string& item : items)

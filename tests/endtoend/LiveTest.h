@@ -31,7 +31,7 @@ struct Reaction
 
 /// A message of one contact's or folder's change: "2;<operation>;<kind>;0;1" and the lines.
 [[nodiscard]] std::string change(std::string_view operation, std::string_view kind,
-                                 std::initializer_list<std::string> items);
+                                 const std::vector<std::string>& items);
 /// A contact that is known by its identifier alone.
 [[nodiscard]] std::string deletedLine(std::string_view id);
 

@@ -1,6 +1,7 @@
 #include "tests/support/PipeServer.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "tests/support/Platform.h"
 
@@ -101,7 +102,8 @@ void PipeServer::serveClient(HANDLE pipe)
         {
             const std::lock_guard lock(m_mutex);
             m_requests.push_back(std::move(request));
-            reply = m_options.replies[std::min(m_requests.size(), m_options.replies.size()) - 1];
+            ++m_requestCount;
+            reply = m_options.replies[std::min(m_requestCount, m_options.replies.size()) - 1];
         }
         m_changed.notify_all();
         if (reply.release != nullptr && !waitForRelease(reply.release))
@@ -204,9 +206,15 @@ std::vector<std::string> PipeServer::requests() const
     return m_requests;
 }
 
+std::vector<std::string> PipeServer::takeRequests()
+{
+    const std::lock_guard lock(m_mutex);
+    return std::exchange(m_requests, {});
+}
+
 bool PipeServer::waitForRequests(std::size_t count)
 {
     std::unique_lock lock(m_mutex);
-    return m_changed.wait_for(lock, deadline, [&] { return m_requests.size() >= count; });
+    return m_changed.wait_for(lock, deadline, [&] { return m_requestCount >= count; });
 }
 } // namespace support

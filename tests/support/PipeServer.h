@@ -61,9 +61,11 @@ public:
 
     /// Waits until this many clients have come and gone, with or without a request; false after `deadline`.
     [[nodiscard]] bool waitForClients(std::size_t count);
-    /// The requests read so far, in order. A client that writes nothing leaves none.
+    /// The requests read so far, in order, but for those that were taken. A client that writes nothing leaves none.
     [[nodiscard]] std::vector<std::string> requests() const;
-    /// Waits until this many requests have been read; false after `deadline`.
+    /// The same, and forgets them. For very many, which `requests` would copy again and again.
+    [[nodiscard]] std::vector<std::string> takeRequests();
+    /// Waits until this many requests have been read, with those that were taken; false after `deadline`.
     [[nodiscard]] bool waitForRequests(std::size_t count);
 
     /// Ends all connections and the service, as when the host goes. The destructor does the same.
@@ -91,7 +93,8 @@ private:
     std::array<Instance, 2> m_instances;
     mutable std::mutex m_mutex;
     std::condition_variable m_changed;
-    std::vector<std::string> m_requests;
+    std::vector<std::string> m_requests; // without those that were taken
+    std::size_t m_requestCount = 0;
     std::size_t m_clients = 0;
     std::thread m_thread;
 };

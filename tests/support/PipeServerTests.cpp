@@ -126,6 +126,19 @@ TEST(PipeServerTest, StopsWhileItHoldsAnAnswerBack)
     EXPECT_THAT(read(pipe), testing::StartsWith("error "));
 }
 
+TEST(PipeServerTest, CountsRequestsThatWereTaken)
+{
+    PipeServer server({.replies = {PipeReply::text("one"), PipeReply::text("two")}});
+    const auto pipe = connect(server);
+    ASSERT_TRUE(write(pipe, "a"));
+    EXPECT_EQ(read(pipe), "one");
+    EXPECT_THAT(server.takeRequests(), ElementsAre("a"));
+    ASSERT_TRUE(write(pipe, "b"));
+    EXPECT_EQ(read(pipe), "two");
+    EXPECT_TRUE(server.waitForRequests(2));
+    EXPECT_THAT(server.requests(), ElementsAre("b"));
+}
+
 TEST(PipeServerTest, CountsAClientThatWritesNothing)
 {
     PipeServer server;

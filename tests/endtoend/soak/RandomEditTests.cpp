@@ -1,0 +1,262 @@
+// Mailboxes at random, edited at random while the agent runs: what it tells must be what its rules say.
+#include <cstdlib>
+#include <map>
+#include <stdexcept>
+
+#include "tests/endtoend/LiveTest.h"
+#include "tests/endtoend/soak/HostState.h"
+#include "tests/endtoend/soak/RandomEdits.h"
+#include "tests/endtoend/soak/RandomMailbox.h"
+#include "tests/endtoend/soak/WatchRules.h"
+
+namespace endtoend::soak
+{
+namespace
+{
+constexpr unsigned long long firstSeed = 1;
+constexpr unsigned long long usualCount = 200;
+
+unsigned long long variable(const char* name, unsigned long long otherwise)
+{
+    const char* const text = std::getenv(name);
+    return text != nullptr && *text != '\0' ? std::stoull(text) : otherwise;
+}
+
+/// Messages by their stores: of two stores that one edit concerns, either may come first.
+using Messages = std::map<unsigned, std::vector<std::string>>;
+
+/// What there is, by its identifier: its kind, its name if it is a folder, and in what it lies.
+using Inventory = std::map<std::string, std::string>;
+
+void addToInventory(const Json& items, const std::string& parent, Inventory& inventory)
+{
+    for (const Json& item : items)
+    {
+        const std::string id = item.at("entryId").get<std::string>();
+        const std::string kind = item.at("kind").get<std::string>();
+        if (kind != "store")
+            inventory[id] = kind + (kind == "folder" ? " " + item.at("name").get<std::string>() : "") + " in " + parent;
+        if (item.contains("items"))
+            addToInventory(item.at("items"), kind == "store" ? "" : id, inventory);
+    }
+}
+
+Inventory inventoryOf(const MailboxModel& mailbox)
+{
+    Inventory inventory;
+    for (const Folder* folder : mailbox.allFolders())
+    {
+        inventory[folder->id] = "folder " + folder->description.at("name").get<std::string>() + " in " +
+                                (folder->parent != nullptr ? folder->parent->id : "");
+        for (const auto& contact : folder->contacts)
+            inventory[contact->id] = "message in " + folder->id;
+    }
+    return inventory;
+}
+
+/// One seed's mailbox, what becomes of it, and what a host knows of that.
+struct Sequence
+{
+    explicit Sequence(unsigned long long seed) : choices(seed), file(randomMailbox(choices)), mailbox(file)
+    {
+        for (const Store& store : mailbox.stores())
+            rules.try_emplace(store.number, mailbox, store.number);
+        isInBatches = choices.chance(50);
+        replay = "The mailbox:\n" + file.dump() + "\nThe requests:\n";
+    }
+
+    Choices choices;
+    const Json file;
+    MailboxModel mailbox;
+    std::map<unsigned, WatchRules> rules;
+    bool isInBatches = false;
+    HostState host;
+    std::string replay; // what has been done so far
+};
+
+void require(bool condition, const std::string& otherwise)
+{
+    if (!condition)
+        throw std::runtime_error(otherwise);
+}
+
+std::string textOf(const Messages& messages)
+{
+    std::string text;
+    for (const auto& [store, list] : messages)
+    {
+        text += "  store " + std::to_string(store) + ":\n";
+        for (const std::string& message : list)
+            text += "    " + Json(message).dump() + "\n";
+    }
+    return text;
+}
+
+/// What must be known of the watched folders is what lies in them. Of a public store, it is what lay there first.
+std::map<std::string, std::string> contactsToBeKnown(const Sequence& sequence,
+                                                     const std::map<std::string, std::string>& publicContacts)
+{
+    std::map<std::string, std::string> contacts = publicContacts;
+    for (const Contact* contact : sequence.mailbox.allContacts())
+    {
+        if (sequence.rules.at(contact->folder->store).watched().contains(contact->folder->id))
+            contacts[contact->id] = lineOf(*contact);
+    }
+    return contacts;
+}
+
+/// The identifier of what a request edits or deletes.
+std::string objectOf(const Json& request)
+{
+    for (const char* key : {"object", "contact", "folder"})
+    {
+        if (request.contains(key) && request.at(key).is_string())
+            return request.at(key).get<std::string>().substr(1);
+    }
+    return {};
+}
+
+class RandomEditTest : public EndToEndTest
+{
+protected:
+    /// The agent of its own that a seed has; throws when it is otherwise than it must be.
+    void run(Sequence& sequence);
+
+private:
+    void start(Sequence& sequence);
+    void takeStep(Sequence& sequence);
+    void end();
+    void expectMessages(Sequence& sequence, const Messages& expected);
+    void expectInventory(const Sequence& sequence);
+};
+
+void RandomEditTest::run(Sequence& sequence)
+{
+    constexpr std::size_t mostSteps = 30;
+    start(sequence);
+    std::map<std::string, std::string> publicContacts = sequence.host.contacts();
+    std::erase_if(publicContacts, [&sequence](const auto& contact)
+                  { return !sequence.mailbox.store(storeOfMessage(contact.second)).isPublic; });
+    for (std::size_t steps = sequence.choices.between(mostSteps / 2, mostSteps); steps > 0; --steps)
+    {
+        takeStep(sequence);
+        // What comes of several edits at once is told in an order of its own, which a host can't always follow.
+        if (!sequence.isInBatches)
+        {
+            const auto toBeKnown = contactsToBeKnown(sequence, publicContacts);
+            require(sequence.host.contacts() == toBeKnown, "the host knows\n" + Json(sequence.host.contacts()).dump(2) +
+                                                               "\nand should know\n" + Json(toBeKnown).dump(2));
+        }
+    }
+    expectInventory(sequence);
+    end();
+}
+
+void RandomEditTest::start(Sequence& sequence)
+{
+    writeMailbox(sequence.file.dump());
+    serveHost();
+    startAgent();
+    const std::vector<unsigned> order = orderOfStores(sequence.mailbox);
+    require(waitUntilSubscribed(sequence.mailbox.store(order.back()).name), "the agent doesn't subscribe");
+
+    Messages expected;
+    for (std::size_t index = 0; index < order.size(); ++index)
+    {
+        const std::vector<std::string> snapshot = sequence.rules.at(order[index]).snapshot();
+        if (snapshot.empty())
+            continue;
+        std::string message = "2;snapshot;contact;" + std::to_string(index) + ";" + std::to_string(order.size());
+        for (const std::string& line : snapshot)
+            message += "\n" + line;
+        expected[order[index]].push_back(message);
+    }
+    expectMessages(sequence, expected);
+}
+
+void RandomEditTest::takeStep(Sequence& sequence)
+{
+    const std::size_t count = sequence.isInBatches && sequence.choices.chance(60) ? sequence.choices.between(2, 6) : 1;
+    Json requests = Json::array();
+    std::vector<std::string> ids;
+    std::string favourite;
+    Events events;
+    for (std::size_t index = 0; index < count; ++index)
+    {
+        // What several edits of one batch make of one object is what batches are drawn for.
+        requests.push_back(randomEdit(sequence.choices, sequence.mailbox, favourite));
+        ids.push_back(sequence.mailbox.apply(requests.back(), events));
+        favourite = ids.back().empty() ? objectOf(requests.back()) : ids.back();
+    }
+    const Json request = count == 1 ? requests[0] : Json{{"do", "batch"}, {"requests", requests}};
+    sequence.replay += request.dump() + "\n";
+
+    const Json answer = ask(request);
+    ask({{"do", "wait"}, {"for", "idle"}});
+    for (std::size_t index = 0; index < count; ++index)
+    {
+        const Json& part = count == 1 ? answer : answer.at("answers").at(index);
+        require(part.value("entryId", "") == ids[index], "the sandbox's answer is " + answer.dump());
+    }
+    Messages expected;
+    for (const auto& [store, batch] : events)
+    {
+        if (auto messages = sequence.rules.at(store).messagesAbout(batch); !messages.empty())
+            expected[store] = std::move(messages);
+    }
+    expectMessages(sequence, expected);
+}
+
+void RandomEditTest::expectMessages(Sequence& sequence, const Messages& expected)
+{
+    Messages actual;
+    for (const std::string& message : takeMessages())
+    {
+        sequence.host.receive(message);
+        actual[storeOfMessage(message)].push_back(message);
+    }
+    require(actual == expected, "the agent says\n" + textOf(actual) + "and should say\n" + textOf(expected));
+}
+
+/// The sandbox itself must have what the edits are to have made, or all that is expected would be wrong.
+void RandomEditTest::expectInventory(const Sequence& sequence)
+{
+    Inventory actual;
+    addToInventory(ask({{"do", "list"}}).at("items"), "", actual);
+    const Inventory expected = inventoryOf(sequence.mailbox);
+    require(actual == expected,
+            "the sandbox has\n" + Json(actual).dump(2) + "\nand should have\n" + Json(expected).dump(2));
+}
+
+void RandomEditTest::end()
+{
+    require(agent().postToWindow(WM_CLOSE), "the agent has no window");
+    const AgentRun run = finish();
+    require(run.exitValue == 0U, "the agent doesn't end well");
+    require(run.messages.empty(), "the agent says more at its end");
+    require(run.report == nothingHeld, "the sandbox reports\n" + run.report);
+    require(run.standardError.empty(), "standard error has\n" + run.standardError);
+    require(DeleteFileW(logFile().c_str()) != FALSE, "the log can't be removed");
+}
+
+TEST_F(RandomEditTest, AgentTellsWhatItsRulesSay)
+{
+    const bool isReplay = std::getenv("LINKWELL_SEED") != nullptr;
+    const unsigned long long first = variable("LINKWELL_SEED", firstSeed);
+    const unsigned long long count = variable("LINKWELL_SEED_COUNT", isReplay ? 1 : usualCount);
+    for (unsigned long long seed = first; seed - first < count; ++seed)
+    {
+        Sequence sequence(seed);
+        try
+        {
+            run(sequence);
+        }
+        catch (const std::exception& wrong)
+        {
+            FAIL() << "Seed " << seed << ": " << wrong.what() << "\n"
+                   << sequence.replay << "To do this again: LINKWELL_SEED=" << seed;
+        }
+    }
+}
+} // namespace
+} // namespace endtoend::soak
