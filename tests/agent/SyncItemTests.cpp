@@ -4,7 +4,6 @@
 
 #include <gmock/gmock.h>
 
-#include "tests/agent/LinearCost.h"
 
 namespace
 {
@@ -102,17 +101,5 @@ TEST(JoinItemTextsTest, DoesNotLookAtTheKindOfTheItems)
 {
     EXPECT_EQ(joinItemTexts(std::vector<SyncItem>{SyncItem(folderId, true), SyncItem(contactId, false)}),
               L"00000000E5F60718\n;;;;;;;;;;00000000A1B2C3D4;");
-}
-
-TEST(JoinItemTextsTest, CostsInProportionToTheItems)
-{
-    tests::expectLinearCost(2000,
-                            [](std::size_t count)
-                            {
-                                return [list = std::vector<SyncItem>(count, item(std::wstring(60, L'x')))]
-                                {
-                                    ASSERT_EQ(joinItemTexts(list).size(), list.size() * 61 - 1);
-                                };
-                            });
 }
 } // namespace

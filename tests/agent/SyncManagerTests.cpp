@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 
 #include "tests/agent/HostPipe.h"
-#include "tests/agent/LinearCost.h"
 #include "tests/support/Failures.h"
 #include "tests/support/LogFile.h"
 
@@ -234,21 +233,5 @@ TEST_F(SyncManagerTest, SendsThroughItsVirtualOperation)
                                                 L"2;delete;contact;0;1\n;;;;;;;;;;00000000A1B2C3D4;",
                                                 L"2;add;contact;0;1\nadded", L"2;change;contact;0;1\nchanged"));
     EXPECT_THAT(m_log.lines(), IsEmpty());
-}
-
-TEST_F(SyncManagerTest, CostsInProportionToTheItemsOfAMessage)
-{
-    tests::expectLinearCost(2000,
-                            [](std::size_t count)
-                            {
-                                Changes changes;
-                                changes.added.assign(count, contact(std::wstring(60, L'x')));
-                                return [changes]
-                                {
-                                    RecordingManager manager;
-                                    manager.sendChanges(changes);
-                                    ASSERT_EQ(manager.m_messages.front().size(), 17 + changes.added.size() * 61);
-                                };
-                            });
 }
 } // namespace

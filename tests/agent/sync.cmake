@@ -15,7 +15,6 @@ linkwell_add_tests(linkwell_sync_tests
         HexStringTests.cpp
         HostPipe.h
         KnownFoldersTests.cpp
-        LinearCost.h
         LogWatch.h
         MailboxMocks.cpp MailboxMocks.h
         OutlookContactTests.cpp
