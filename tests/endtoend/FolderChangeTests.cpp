@@ -1,5 +1,5 @@
 // What comes of a folder that is added, changed, moved, copied or deleted while the agent runs.
-#include "tests/endtoend/LiveTest.h"
+#include "tests/endtoend/ExpectedCalls.h"
 
 namespace endtoend
 {
@@ -76,13 +76,66 @@ protected:
 
     void TearDown() override { closeLive(); }
 
-    void expect(const Json& request, const std::vector<std::string>& messages, std::initializer_list<Records> log)
+    /// One request must bring these messages, records and calls, and no others.
+    void expect(const Json& request, const std::vector<std::string>& messages, std::initializer_list<Records> log,
+                std::initializer_list<Calls> calls)
     {
         const Reaction reaction = after(request);
         EXPECT_EQ(reaction.messages, messages);
         EXPECT_EQ(reaction.log, joined(log));
+        EXPECT_EQ(reaction.calls, joinedCalls(calls));
     }
 
+    /// The search for this folder, and, as it is not known, the question where it lies.
+    [[nodiscard]] Calls asked(unsigned folder) const
+    {
+        const std::string id = folderId(1, folder);
+        return joinedCalls({searched(m_known, id), askedForSubtree(id, above(folder))});
+    }
+
+    /// The search for the folder "Contacts", which is known.
+    [[nodiscard]] Calls askedForContacts() const { return searched(m_known, folderId(1, contacts)); }
+
+    /// What a new contact folder takes behind its record, with these messages in it.
+    [[nodiscard]] Calls taken(const std::string& id, const std::vector<std::string>& messages = {}) const
+    {
+        return joinedCalls({opened(id), collected(id, messages), registeredAmong(m_known, id)});
+    }
+
+    static Calls notThere(const std::string& id) { return opened(id, "0x8004010F"); }
+
+    /// The visible folders of the IPM subtree, with these ones in it.
+    static Tree tree(std::vector<Tree> folders) { return {folderId(1, ipmSubtree), std::move(folders)}; }
+    static Tree leaf(unsigned folder) { return {folderId(1, folder)}; }
+
+    std::vector<std::string> m_known = {folderId(1, contacts), folderId(1, friends)};
+
+private:
+    static std::vector<std::string> above(unsigned folder)
+    {
+        const auto ids = [](std::initializer_list<unsigned> folders)
+        {
+            std::vector<std::string> texts;
+            for (const unsigned one : folders)
+                texts.push_back(folderId(1, one));
+            return texts;
+        };
+        switch (folder)
+        {
+        case mail:
+            return ids({ipmSubtree});
+        case deep:
+            return ids({mail, ipmSubtree});
+        case outside:
+            return ids({rootFolder, rootFolder}); // the root's parent is the root
+        case rootFolder:
+            return ids({rootFolder});
+        default:
+            return {};
+        }
+    }
+
+protected:
     /// Adds a contact to this folder; it must be told, or not.
     void expectWatched(const std::string& folder, bool isWatched)
     {
@@ -111,7 +164,9 @@ TEST_F(FolderChangeTest, NewContactFolderIsWatchedAndItsContactsAreTold)
            {isIpmSubtree(),
             {notified(4, "Family", folderType, id)},
             isIpmSubtree(),
-            {registered("Family"), sending(message)}});
+            {registered("Family"), sending(message)}},
+           {asked(ipmSubtree), openedForLog(id), asked(ipmSubtree),
+            taken(id, {messageId(1, firstNew, firstNewMessage), messageId(1, firstNew, firstNewMessage + 1)})});
     expectWatched(id, true);
 }
 
@@ -120,7 +175,8 @@ TEST_F(FolderChangeTest, NewContactFolderInAKnownFolderIsWatched)
     const std::string id = folderId(1, firstNew);
     expect(
         {{"do", "addFolder"}, {"parent", "Mailbox/Contacts"}, {"folder", {{"name", "Work"}, {"class", "IPF.Contact"}}}},
-        {}, {{notified(4, "Work", folderType, id), registered("Work")}});
+        {}, {{notified(4, "Work", folderType, id), registered("Work")}},
+        {askedForContacts(), openedForLog(id), askedForContacts(), taken(id)});
     expectWatched(id, true);
 }
 
@@ -131,7 +187,8 @@ TEST_F(FolderChangeTest, NewContactFolderDeepAmongOthersIsWatched)
             {"parent", "Mailbox/Mail/Deep"},
             {"folder", {{"name", "Buried"}, {"class", "IPF.Contact"}}}},
            {},
-           {lies("Deep", true), {notified(4, "Buried", folderType, id)}, lies("Deep", true), {registered("Buried")}});
+           {lies("Deep", true), {notified(4, "Buried", folderType, id)}, lies("Deep", true), {registered("Buried")}},
+           {asked(deep), openedForLog(id), asked(deep), taken(id)});
     expectWatched(id, true);
 }
 
@@ -145,7 +202,8 @@ TEST_F(FolderChangeTest, NewFolderThatIsNoContactFolderLeavesNoTrace)
               {"class", "IPF.Note"},
               {"messages", Json::array({{{"displayName", "Fay"}}})},
               {"folders", Json::array({{{"name", "Contacts below"}, {"class", "IPF.Contact"}}})}}}},
-           {}, {lies("Mail", true), {notified(4, "Drafts", folderType, id)}, lies("Mail", true)});
+           {}, {lies("Mail", true), {notified(4, "Drafts", folderType, id)}, lies("Mail", true)},
+           {asked(mail), openedForLog(id), asked(mail), opened(id), judged(id), judged(id)});
     expectWatched(id, false);
     expectWatched(folderId(1, firstNew + 1), false); // what lies below a new folder is not looked for
 }
@@ -155,7 +213,7 @@ TEST_F(FolderChangeTest, NewFolderOutsideTheIpmSubtreeIsNotWatched)
     expect({{"do", "addFolder"},
             {"parent", "#" + folderId(1, outside)},
             {"folder", {{"name", "Far"}, {"class", "IPF.Contact"}}}},
-           {}, {lies("Outside", false)});
+           {}, {lies("Outside", false)}, {asked(outside)});
     expectWatched(folderId(1, firstNew), false);
 }
 
@@ -164,7 +222,9 @@ TEST_F(FolderChangeTest, CopiedContactFolderIsWatchedAndItsContactsAreTold)
     const std::string id = folderId(1, firstNew);
     const std::string message = change("add", "contact", {namedLine("Cid", 1, firstNew, firstNewMessage)});
     expect({{"do", "copy"}, {"object", "Mailbox/Friends"}, {"to", "Mailbox/Contacts"}}, {message},
-           {{notified(0x40, "Friends", folderType, id), registered("Friends"), sending(message)}});
+           {{notified(0x40, "Friends", folderType, id), registered("Friends"), sending(message)}},
+           {askedForContacts(), openedForLog(id), askedForContacts(),
+            taken(id, {messageId(1, firstNew, firstNewMessage)})});
     expectWatched(id, true);
 }
 
@@ -173,7 +233,8 @@ TEST_F(FolderChangeTest, CopiedOutOfTheIpmSubtreeIsLoggedOnly)
     const std::string id = folderId(1, firstNew);
     expect(
         {{"do", "copy"}, {"object", "Mailbox/Friends"}, {"to", "#" + folderId(1, outside)}}, {},
-        {lies("Outside", false), isIpmSubtree(), {notified(0x40, "Friends", folderType, id)}, lies("Outside", false)});
+        {lies("Outside", false), isIpmSubtree(), {notified(0x40, "Friends", folderType, id)}, lies("Outside", false)},
+        {asked(outside), asked(ipmSubtree), openedForLog(id), asked(outside)});
     expectWatched(id, false);
 }
 
@@ -183,7 +244,8 @@ TEST_F(FolderChangeTest, CreatedButGoneIsLoggedOnly)
            {notifiedUnopened(4, folderType, nobody),
             {"HRESULT logged: ContactWatcher::onNewObject, line N: hr = 0x8004010f"
              "(Cannot open new or copied object. EntryID = " +
-             nobody + ")"}});
+             nobody + ")"}},
+           {askedForContacts(), notThere(nobody), askedForContacts(), notThere(nobody)});
 }
 
 TEST_F(FolderChangeTest, CreatedThatIsNoFolderLosesItsBatch)
@@ -194,7 +256,9 @@ TEST_F(FolderChangeTest, CreatedThatIsNoFolderLosesItsBatch)
            {},
            {{notified(0x10, "Ada", 5, ada), notified(4, "Ada", folderType, ada),
              "An exception has been caught in AdviseSinkImpl::OnNotify : condition \"folder\" failed "
-             "(mapi::maybeContactFolder in MapiUtilities.cpp, line N)"}});
+             "(mapi::maybeContactFolder in MapiUtilities.cpp, line N)"}},
+           {askedForContacts(), openedForLog(ada), opened(ada), loaded(ada), askedForContacts(), openedForLog(ada),
+            askedForContacts(), opened(ada)});
 }
 
 // ---- Deleted -----------------------------------------------------------------------------------------------------------
@@ -205,7 +269,9 @@ TEST_F(FolderChangeTest, DeletedContactFolderIsTold)
     const std::string message = change("delete", "folder", {id});
     expect(
         {{"do", "delete"}, {"object", "Mailbox/Friends"}}, {message},
-        {isIpmSubtree(), notifiedUnopened(8, folderType, id), walk({"Contacts", "Mail", "Deep"}), {sending(message)}});
+        {isIpmSubtree(), notifiedUnopened(8, folderType, id), walk({"Contacts", "Mail", "Deep"}), {sending(message)}},
+        {asked(ipmSubtree), notThere(id),
+         reconciled(tree({leaf(contacts), {folderId(1, mail), {leaf(deep)}}}), m_known)});
 }
 
 TEST_F(FolderChangeTest, DeletedFolderTakesTheKnownFoldersBelowItAlong)
@@ -214,24 +280,29 @@ TEST_F(FolderChangeTest, DeletedFolderTakesTheKnownFoldersBelowItAlong)
         {{"do", "addFolder"}, {"parent", "Mailbox/Friends"}, {"folder", {{"name", "Near"}, {"class", "IPF.Contact"}}}});
     (void)after(
         {{"do", "addFolder"}, {"parent", "Mailbox/Mail"}, {"folder", {{"name", "Far"}, {"class", "IPF.Contact"}}}});
+    m_known.insert(m_known.end(), {folderId(1, firstNew), folderId(1, firstNew + 1)});
     const std::string message = change("delete", "folder", {folderId(1, friends), folderId(1, firstNew)});
     expect({{"do", "delete"}, {"object", "Mailbox/Friends"}}, {message},
            {isIpmSubtree(),
             notifiedUnopened(8, folderType, folderId(1, friends)),
             walk({"Contacts", "Mail", "Deep", "Far"}),
-            {sending(message)}});
+            {sending(message)}},
+           {asked(ipmSubtree), notThere(folderId(1, friends)),
+            reconciled(tree({leaf(contacts), {folderId(1, mail), {leaf(deep), leaf(firstNew + 1)}}}), m_known)});
 }
 
 TEST_F(FolderChangeTest, DeletedFolderThatWasNotKnownTellsNothing)
 {
-    expect({{"do", "delete"}, {"object", "Mailbox/Mail/Deep"}}, {},
-           {lies("Mail", true), notifiedUnopened(8, folderType, folderId(1, deep)),
-            walk({"Contacts", "Friends", "Mail"})});
+    expect(
+        {{"do", "delete"}, {"object", "Mailbox/Mail/Deep"}}, {},
+        {lies("Mail", true), notifiedUnopened(8, folderType, folderId(1, deep)), walk({"Contacts", "Friends", "Mail"})},
+        {asked(mail), notThere(folderId(1, deep)),
+         reconciled(tree({leaf(contacts), leaf(friends), leaf(mail)}), m_known)});
 }
 
 TEST_F(FolderChangeTest, DeletedOutsideTheIpmSubtreeIsNotSeen)
 {
-    expect({{"do", "delete"}, {"object", "#" + folderId(1, below)}}, {}, {lies("Outside", false)});
+    expect({{"do", "delete"}, {"object", "#" + folderId(1, below)}}, {}, {lies("Outside", false)}, {asked(outside)});
 }
 
 TEST_F(FolderChangeTest, DeletionLooksAtTheStoreAndNotAtTheIdentifier)
@@ -243,7 +314,8 @@ TEST_F(FolderChangeTest, DeletionLooksAtTheStoreAndNotAtTheIdentifier)
     expect(inject({{.event = 8, .objectType = folderType, .parent = folderId(1, contacts)}}), {message},
            {{"`anonymous-namespace'::logNotification: Notification 8: EntryId is empty!"},
             walk({"Contacts", "Mail", "Deep"}),
-            {sending(message)}});
+            {sending(message)}},
+           {askedForContacts(), reconciled(tree({leaf(contacts), {folderId(1, mail), {leaf(deep)}}}), m_known)});
     expectWatched(folderId(1, friends), false);
 }
 
@@ -253,14 +325,18 @@ TEST_F(FolderChangeTest, NewHiddenContactFolderIsWatchedUntilTheNextReconciliati
     expect({{"do", "addFolder"},
             {"parent", "Mailbox/Contacts"},
             {"folder", {{"name", "Secret"}, {"class", "IPF.Contact"}, {"hidden", true}}}},
-           {}, {{notified(4, "Secret", folderType, id), registered("Secret")}});
+           {}, {{notified(4, "Secret", folderType, id), registered("Secret")}},
+           {askedForContacts(), openedForLog(id), askedForContacts(), taken(id)});
     expectWatched(id, true);
+    m_known.push_back(id);
     const std::string message = change("delete", "folder", {id});
     expect({{"do", "delete"}, {"object", "Mailbox/Mail/Deep"}}, {message},
            {lies("Mail", true),
             notifiedUnopened(8, folderType, folderId(1, deep)),
             walk({"Contacts", "Friends", "Mail"}),
-            {sending(message)}});
+            {sending(message)}},
+           {asked(mail), notThere(folderId(1, deep)),
+            reconciled(tree({leaf(contacts), leaf(friends), leaf(mail)}), m_known)});
     expectWatched(id, false);
 }
 
@@ -269,13 +345,15 @@ TEST_F(FolderChangeTest, NewHiddenContactFolderIsWatchedUntilTheNextReconciliati
 TEST_F(FolderChangeTest, ChangedIsLoggedOnly)
 {
     expect({{"do", "editFolder"}, {"folder", "Mailbox/Friends"}, {"set", {{"name", "Pals"}}}}, {},
-           {isIpmSubtree(), {notified(0x10, "Pals", folderType, folderId(1, friends))}});
+           {isIpmSubtree(), {notified(0x10, "Pals", folderType, folderId(1, friends))}},
+           {asked(ipmSubtree), openedForLog(folderId(1, friends))});
 }
 
 TEST_F(FolderChangeTest, ThatBecomesAContactFolderStaysUnknown)
 {
     expect({{"do", "editFolder"}, {"folder", "Mailbox/Mail/Deep"}, {"set", {{"class", "IPF.Contact"}}}}, {},
-           {lies("Mail", true), {notified(0x10, "Deep", folderType, folderId(1, deep))}});
+           {lies("Mail", true), {notified(0x10, "Deep", folderType, folderId(1, deep))}},
+           {asked(mail), openedForLog(folderId(1, deep))});
     expectWatched(folderId(1, deep), false);
 }
 
@@ -288,7 +366,7 @@ TEST_F(FolderChangeTest, ThatIsAContactFolderNoMoreStaysKnown)
 TEST_F(FolderChangeTest, ChangedOutsideTheIpmSubtreeIsNotSeen)
 {
     expect({{"do", "editFolder"}, {"folder", "#" + folderId(1, below)}, {"set", {{"name", "Lower"}}}}, {},
-           {lies("Outside", false)});
+           {lies("Outside", false)}, {asked(outside)});
 }
 
 // ---- Moved -------------------------------------------------------------------------------------------------------------
@@ -302,7 +380,9 @@ TEST_F(FolderChangeTest, MovedOutOfTheIpmSubtreeIsTold)
             isIpmSubtree(),
             {notified(0x20, "Friends", folderType, id)},
             walk({"Contacts", "Mail", "Deep"}),
-            {sending(message)}});
+            {sending(message)}},
+           {asked(outside), asked(ipmSubtree), openedForLog(id),
+            reconciled(tree({leaf(contacts), {folderId(1, mail), {leaf(deep)}}}), m_known)});
     expectWatched(id, false);
 }
 
@@ -313,7 +393,9 @@ TEST_F(FolderChangeTest, MovedIntoTheIpmSubtreeIsWatchedAndItsContactsAreTold)
     const Records root = {hierarchy("Analyze relations of root folder IPM_SUBTREE and  Root"),
                           hierarchy("Object Root is not a successor of specified root IPM_SUBTREE")};
     expect({{"do", "move"}, {"object", "#" + id}, {"to", "Mailbox/Contacts"}}, {message},
-           {{notified(0x20, "Outside", folderType, id)}, root, {registered("Outside"), sending(message)}});
+           {{notified(0x20, "Outside", folderType, id)}, root, {registered("Outside"), sending(message)}},
+           {askedForContacts(), openedForLog(id), asked(rootFolder), askedForContacts(),
+            taken(id, {messageId(1, outside, 3)})});
     expectWatched(id, true);
     expectWatched(folderId(1, below), false); // what lies below it is not looked for
 }
@@ -322,12 +404,15 @@ TEST_F(FolderChangeTest, MovedWithinTheIpmSubtreeIsLoggedOnly)
 {
     const std::string id = folderId(1, friends);
     expect({{"do", "move"}, {"object", "Mailbox/Friends"}, {"to", "Mailbox/Mail"}}, {},
-           {lies("Mail", true), {notified(0x20, "Friends", folderType, id)}, isIpmSubtree()});
+           {lies("Mail", true), {notified(0x20, "Friends", folderType, id)}, isIpmSubtree()},
+           {asked(mail), openedForLog(id), asked(ipmSubtree)});
     expectWatched(id, true);
     // And nothing is missed by the next reconciliation.
-    expect({{"do", "delete"}, {"object", "Mailbox/Mail/Deep"}}, {},
-           {lies("Mail", true), notifiedUnopened(8, folderType, folderId(1, deep)),
-            walk({"Contacts", "Mail", "Friends"})});
+    expect(
+        {{"do", "delete"}, {"object", "Mailbox/Mail/Deep"}}, {},
+        {lies("Mail", true), notifiedUnopened(8, folderType, folderId(1, deep)), walk({"Contacts", "Mail", "Friends"})},
+        {asked(mail), notThere(folderId(1, deep)),
+         reconciled(tree({leaf(contacts), {folderId(1, mail), {leaf(friends)}}}), m_known)});
 }
 
 TEST_F(FolderChangeTest, MovedOutsideTheIpmSubtreeIsNotSeen)
@@ -335,7 +420,8 @@ TEST_F(FolderChangeTest, MovedOutsideTheIpmSubtreeIsNotSeen)
     expect({{"do", "move"}, {"object", "#" + folderId(1, below)}, {"to", "#" + folderId(1, rootFolder)}}, {},
            {{hierarchy("Analyze relations of root folder IPM_SUBTREE and  Root"),
              hierarchy("Object Root is not a successor of specified root IPM_SUBTREE")},
-            lies("Outside", false)});
+            lies("Outside", false)},
+           {asked(rootFolder), asked(outside)});
 }
 
 // ---- The question of the parent ----------------------------------------------------------------------------------------
@@ -343,22 +429,26 @@ TEST_F(FolderChangeTest, MovedOutsideTheIpmSubtreeIsNotSeen)
 TEST_F(FolderChangeTest, WithAParentThatCannotBeOpenedIsNotSeen)
 {
     expect(inject({{.event = 8, .objectType = folderType, .id = nobody, .parent = nobody, .oldParent = nobody}}), {},
-           {});
+           {},
+           {searched(m_known, nobody), openedFolder(nobody, "0x8004010F"), searched(m_known, nobody),
+            openedFolder(nobody, "0x8004010F")});
     ask({{"do", "editFolder"}, {"folder", "Mailbox/Mail"}, {"set", {{"openError", "0x80070005"}}}});
     (void)reaction();
-    expect(inject({{.event = 8, .objectType = folderType, .id = nobody, .parent = folderId(1, mail)}}), {}, {});
+    expect(inject({{.event = 8, .objectType = folderType, .id = nobody, .parent = folderId(1, mail)}}), {}, {},
+           {searched(m_known, folderId(1, mail)), openedFolder(folderId(1, mail), "0x80070005")});
 }
 
 TEST_F(FolderChangeTest, WithAParentThatOpensWithAWarningIsNotSeen)
 {
     ask({{"do", "editFolder"}, {"folder", "Mailbox/Mail"}, {"set", {{"openError", "0x00040380"}}}});
     (void)reaction();
-    expect(inject({{.event = 8, .objectType = folderType, .id = nobody, .parent = folderId(1, mail)}}), {}, {});
+    expect(inject({{.event = 8, .objectType = folderType, .id = nobody, .parent = folderId(1, mail)}}), {}, {},
+           {searched(m_known, folderId(1, mail)), openedFolder(folderId(1, mail), "0x40380")});
 }
 
 TEST_F(FolderChangeTest, WithoutAnyParentIsNotSeen)
 {
-    expect(inject({{.event = 0x10, .objectType = folderType, .id = folderId(1, contacts)}}), {}, {});
+    expect(inject({{.event = 0x10, .objectType = folderType, .id = folderId(1, contacts)}}), {}, {}, {});
 }
 } // namespace
 } // namespace endtoend

@@ -9,7 +9,7 @@
 
 namespace endtoend
 {
-/// MAPI calls as "<name>(<arguments>) -> <result>", where <arguments> leaves out what no test is about.
+/// MAPI calls as "<name> on <identifier>(<arguments>) -> <result>".
 struct Calls : std::vector<std::string>
 {
     using vector::vector;
@@ -21,11 +21,8 @@ struct Reaction
 {
     std::vector<std::string> messages;
     Records log;
-    Calls calls; // all of them by the worker
+    Calls calls; // without those for memory and for another interface of an object; all by one thread
 };
-
-/// A call of the journal as text. An object is named by its identifier.
-[[nodiscard]] std::string callText(const Json& call);
 
 // The wire forms of what changes.
 
