@@ -227,6 +227,16 @@ TEST_F(ContactChangeTest, ChangedWithAnotherFormerIdentifierIsAnother)
            {asked(contacts), openedForLog(ada), opened(ada), loaded(ada)});
 }
 
+TEST_F(ContactChangeTest, ChangedThatOpensWithAWarningIsToldAndLoggedWithoutItsName)
+{
+    const std::string message = change("change", "contact", {namedLine("Ada", 1, contacts, 1)});
+    Records log = notifiedUnopened(0x10, 5, ada, "40380");
+    log.push_back(sending(message));
+    const Calls warned = opened(ada, "0x40380");
+    expect({{"do", "editContact"}, {"contact", "Mailbox/Contacts/Ada"}, {"set", {{"openError", "0x00040380"}}}},
+           {message}, log, {asked(contacts), warned, warned, loaded(ada)});
+}
+
 TEST_F(ContactChangeTest, ChangedButGoneIsDeleted)
 {
     const std::string message = change("delete", "contact", {deletedLine(nobody)});

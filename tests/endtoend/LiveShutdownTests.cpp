@@ -1,5 +1,6 @@
 // The end of an agent whose worker is inside a call of MAPI, at its first snapshot or while it handles notifications; and
 // of one whose stores can't be watched.
+#include "tests/endtoend/FastShutdownRefusals.h"
 #include "tests/endtoend/LiveTest.h"
 #include "tests/support/LogFile.h"
 
@@ -182,25 +183,13 @@ TEST_F(HeldBatchTest, IsLostWhenTheStopRequestMeetsTheWalkOfTheReconciliation)
                       orderly}));
 }
 
-/// A runtime that refuses the fast shutdown at one of its steps, and what the log says of it.
-struct Refusal
-{
-    const char* settings;
-    const char* logged;
-};
-
-void PrintTo(const Refusal& refusal, std::ostream* stream)
-{
-    *stream << refusal.settings;
-}
-
-class HeldBatchRefusalTest : public HeldBatchTest, public testing::WithParamInterface<Refusal>
+class HeldBatchRefusalTest : public HeldBatchTest, public testing::WithParamInterface<FastShutdownRefusal>
 {
 };
 
 TEST_P(HeldBatchRefusalTest, IsFinishedWithoutMapiAfterALogoff)
 {
-    startHeld("IMsgStore::OpenEntry", m_deletion, GetParam().settings);
+    startHeld("IMsgStore::OpenEntry", m_deletion, std::string(", ") + GetParam().settings);
     EXPECT_EQ(closeAndReleaseAfter("MAPI session closed"),
               joined({closeRequest,
                       {"Closing MAPI session...", tryFast,
@@ -211,14 +200,7 @@ TEST_P(HeldBatchRefusalTest, IsFinishedWithoutMapiAfterALogoff)
                       done}));
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Steps, HeldBatchRefusalTest,
-    testing::Values(Refusal{R"(, "fastShutdown": "unsupported")", "80004002(Fast shutdown is not supported)"},
-                    Refusal{R"(, "results": {"QueryFastShutdown": "MAPI_E_NO_SUPPORT"})",
-                            "80040102(Fast shutdown is either not supported or disabled by system administrator)"},
-                    Refusal{R"(, "results": {"NotifyProcessShutdown": "0x80004005"})",
-                            "80004005(Fast shutdown notification failed)"},
-                    Refusal{R"(, "results": {"DoFastShutdown": "0x80040115"})", "80040115(Fast shutdown failed)"}));
+INSTANTIATE_TEST_SUITE_P(Steps, HeldBatchRefusalTest, testing::ValuesIn(fastShutdownRefusals));
 
 // ---- Other requests to close -------------------------------------------------------------------------------------------
 

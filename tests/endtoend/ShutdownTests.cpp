@@ -1,5 +1,6 @@
 // The end of an agent that is asked to close while its worker has not finished the first snapshot.
 #include "tests/endtoend/EndToEndTest.h"
+#include "tests/endtoend/FastShutdownRefusals.h"
 #include "tests/support/Handle.h"
 #include "tests/support/LogFile.h"
 
@@ -165,19 +166,7 @@ TEST_F(AgentShutdownTest, EndsAlsoWhenTheHostGoesWithoutAnAnswer)
     EXPECT_EQ(run.report, nothingHeld);
 }
 
-/// A runtime that refuses the fast shutdown at one of its steps, and what the log says of it.
-struct Refusal
-{
-    const char* settings;
-    const char* logged;
-};
-
-void PrintTo(const Refusal& refusal, std::ostream* stream)
-{
-    *stream << refusal.settings;
-}
-
-class AgentSlowShutdownTest : public AgentShutdownTest, public testing::WithParamInterface<Refusal>
+class AgentSlowShutdownTest : public AgentShutdownTest, public testing::WithParamInterface<FastShutdownRefusal>
 {
 };
 
@@ -194,15 +183,6 @@ TEST_P(AgentSlowShutdownTest, LogsOffWhenTheFastShutdownIsRefused)
     EXPECT_EQ(run.report, nothingHeld);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Steps, AgentSlowShutdownTest,
-    testing::Values(Refusal{R"("fastShutdown": "unsupported")", "80004002(Fast shutdown is not supported)"},
-                    Refusal{R"("results": {"QueryFastShutdown": "MAPI_E_NO_SUPPORT"})",
-                            "80040102(Fast shutdown is either not supported or disabled by system administrator)"},
-                    Refusal{R"("results": {"QueryFastShutdown": "0x00000001"})",
-                            "1(Fast shutdown is either not supported or disabled by system administrator)"},
-                    Refusal{R"("results": {"NotifyProcessShutdown": "0x80004005"})",
-                            "80004005(Fast shutdown notification failed)"},
-                    Refusal{R"("results": {"DoFastShutdown": "0x80040115"})", "80040115(Fast shutdown failed)"}));
+INSTANTIATE_TEST_SUITE_P(Steps, AgentSlowShutdownTest, testing::ValuesIn(fastShutdownRefusals));
 } // namespace
 } // namespace endtoend
