@@ -17,8 +17,6 @@ constexpr unsigned mail = 5;
 
 const std::string ada = messageId(1, contacts, 1);
 const std::string bea = messageId(1, contacts, 2);
-const std::string cid = messageId(1, friends, 3);
-const std::string nobody = "00000000DEAD00";
 const std::string knownFolder = folderId(1, contacts);
 
 constexpr std::string_view mailbox = R"({"stores": [{"name": "Mailbox", "default": true,
@@ -28,10 +26,6 @@ constexpr std::string_view mailbox = R"({"stores": [{"name": "Mailbox", "default
          "messages": [{"displayName": "Ada"}, {"displayName": "Bea"}]},
         {"name": "Friends", "class": "IPF.Contact", "messages": [{"displayName": "Cid"}]},
         {"name": "Mail", "class": "IPF.Note"}]}]})";
-
-const std::string shortTermIgnored =
-    "ContactWatcher::onObjectDeleted: A short-term EntryId has been received for deleted object. "
-    "Object notification has been ignored.";
 
 std::string caught(std::string_view failure)
 {

@@ -19,7 +19,6 @@ const std::string ada = messageId(1, contacts, 1);
 const std::string bea = messageId(1, contacts, 2);
 const std::string cid = messageId(1, friends, 3);
 const std::string dan = messageId(1, mail, 4);
-const std::string nobody = "00000000DEAD00";
 
 /// Two contact folders, which are known, and a mail folder below the IPM subtree; another contact folder beside it.
 constexpr std::string_view mailbox = R"({"stores": [{"name": "Mailbox", "default": true,
@@ -29,10 +28,6 @@ constexpr std::string_view mailbox = R"({"stores": [{"name": "Mailbox", "default
         {"name": "Friends", "class": "IPF.Contact", "messages": [{"displayName": "Cid"}]},
         {"name": "Mail", "class": "IPF.Note", "messages": [{"class": "IPM.Note", "displayName": "Dan"}]}],
     "rootFolders": [{"name": "Outside", "class": "IPF.Contact"}]}]})";
-
-const std::string shortTermIgnored =
-    "ContactWatcher::onObjectDeleted: A short-term EntryId has been received for deleted object. "
-    "Object notification has been ignored.";
 
 std::string cannotOpenNew(const std::string& id, std::string_view result = "8004010f")
 {

@@ -28,8 +28,6 @@ constexpr std::string_view mailbox = R"({"stores": [{"name": "Mailbox", "default
     "rootFolders": [{"name": "Outside", "class": "IPF.Contact", "messages": [{"displayName": "Eve"}],
                      "folders": [{"name": "Below", "class": "IPF.Contact"}]}]}]})";
 
-const std::string nobody = "00000000DEAD00";
-
 std::string registered(std::string_view folder)
 {
     return "Maybe Contacts folder " + std::string(folder) + " registered as known notification source";

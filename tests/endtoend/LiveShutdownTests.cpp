@@ -12,7 +12,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 constexpr unsigned contacts = 3;
-const std::string nobody = "00000000DEAD00";
 const std::string ended = "80040200"; // what MAPI's objects answer when the session is over
 
 /// What the main thread writes when the worker has been done in its time, and what it writes when it hasn't.

@@ -24,6 +24,9 @@ struct Reaction
     Calls calls; // without those for memory and for another interface of an object; all by one thread
 };
 
+/// A long-term identifier that stands for nothing.
+inline const std::string nobody = "00000000DEAD00";
+
 // The wire forms of what changes.
 
 /// A message of one contact's or folder's change: "2;<operation>;<kind>;0;1" and the lines.
@@ -39,6 +42,10 @@ struct Reaction
 /// The record of an object that could not be opened for that, and the record itself.
 [[nodiscard]] Records notifiedUnopened(unsigned event, unsigned objectType, const std::string& id,
                                        std::string_view result = "8004010f");
+/// The record of a deletion that is not told for want of a long-term identifier.
+inline const std::string shortTermIgnored =
+    "ContactWatcher::onObjectDeleted: A short-term EntryId has been received for deleted object. "
+    "Object notification has been ignored.";
 /// The record of a message that is sent.
 [[nodiscard]] std::string sending(const std::string& message);
 
