@@ -123,12 +123,12 @@ bool ContactWatcher::isKnownSource(ULONG objectType, const EntryId& parentId) co
     const bool known = !parentId.empty() && m_data->knownFolders.contains(parentId);
     if (objectType == MAPI_MESSAGE)
         return known;
-    if (objectType != MAPI_FOLDER)
+    if (objectType != MAPI_FOLDER || parentId.empty())
         return false;
-    if (known)
+    // The question is put once more for a folder. It changes no answer, but it reaches MAPI, and the log when MAPI fails:
+    // settled behaviour.
+    if (m_data->knownFolders.contains(parentId))
         return true;
-    if (parentId.empty())
-        return false;
 
     IMAPIFolderPtr parent;
     if (mapi::impl::openEntry(m_data->store.store(), parentId, IID_IMAPIFolder, mapi::impl::unknownSlot(parent)) !=

@@ -134,16 +134,17 @@ TEST_F(ContactWatcherFilterTest, GoesByTheParentAndNotByTheObject)
 TEST_F(ContactWatcherFilterTest, OpensNoParentOfAFolderWhenTheParentIsKnown)
 {
     notify({ofFolder({0x02})});
-    EXPECT_THAT(m_calls, ElementsAre("compare 03 02", "compare 02 02", "compare 02 02", "open prop 04"));
+    EXPECT_THAT(m_calls, ElementsAre("compare 03 02", "compare 02 02", "compare 02 02", // looked up twice
+                                     "compare 03 02", "compare 02 02", "compare 02 02", "open prop 04"));
     EXPECT_THAT(lines(), ElementsAre(logged(0x10, "Notes", 3, {0x04})));
 }
 
 TEST_F(ContactWatcherFilterTest, FindsAParentOfAFolderAnywhereBelowTheRoot)
 {
     notify({ofFolder({0x04})});
-    EXPECT_THAT(m_calls, ElementsAre("compare 03 04",                                   // not known, and looked up once
-                                     "open folder 04", "open folder 01",                // the parent, and the root
-                                     "compare 99 99", "compare 99 99", "compare 01 04", // stores, and the two
+    EXPECT_THAT(m_calls, ElementsAre("compare 03 04", "compare 03 04",   // not known, and looked up twice
+                                     "open folder 04", "open folder 01", // the parent, and the root
+                                     "compare 99 99", "compare 99 99", "compare 01 04",  // stores, and the two
                                      "open folder 01", "compare 01 04", "compare 01 01", // a step upward
                                      "open prop 04"));
     EXPECT_THAT(lines(), ElementsAreArray(joined({loggedPlace("Notes", true), {logged(0x10, "Notes", 3, {0x04})}})));
@@ -177,7 +178,8 @@ TEST_F(ContactWatcherFilterTest, DropsAFolderWhoseParentCannotBeOpened)
     notify({ofFolder({0x04})});
     m_openResults[{0x04}] = MAPI_W_ERRORS_RETURNED; // and comes with the object
     notify({ofFolder({0x04})});
-    EXPECT_THAT(m_calls, ElementsAre("compare 03 04", "open folder 04", "compare 03 04", "open folder 04"));
+    EXPECT_THAT(m_calls, ElementsAre("compare 03 04", "compare 03 04", "open folder 04", "compare 03 04",
+                                     "compare 03 04", "open folder 04"));
     EXPECT_THAT(lines(), IsEmpty());
 }
 

@@ -1,6 +1,5 @@
 // Batches of notifications: what passes the filter, in which order it is told, and what is lost when something fails.
 #include "tests/endtoend/LiveTest.h"
-#include "tests/support/Handle.h"
 
 namespace endtoend
 {

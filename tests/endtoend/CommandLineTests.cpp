@@ -10,7 +10,6 @@ namespace endtoend
 namespace
 {
 using testing::EndsWith;
-using testing::StartsWith;
 
 constexpr std::string_view oneContact = R"({"stores": [{"name": "Mailbox", "default": true, "folders": [
     {"name": "Contacts", "class": "IPF.Contact", "messages": [{"displayName": "Anna Berg"}]}]}]})";

@@ -5,9 +5,6 @@ namespace endtoend
 {
 namespace
 {
-using testing::ElementsAre;
-using testing::IsEmpty;
-
 // The folders of the mailbox below, by their numbers.
 constexpr unsigned contacts = 3;
 constexpr unsigned friends = 4;

@@ -8,7 +8,6 @@ namespace endtoend
 {
 namespace
 {
-using testing::ElementsAre;
 using testing::IsEmpty;
 
 constexpr unsigned contacts = 3;

@@ -6,7 +6,6 @@ namespace endtoend
 {
 namespace
 {
-using testing::EndsWith;
 using testing::StartsWith;
 
 class AgentStartTest : public EndToEndTest
