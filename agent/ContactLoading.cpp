@@ -1,6 +1,6 @@
 #include "agent/ContactLoading.h"
 
-#include "agent/mapi/MapiTags.h"
+#include "mapiabi/MapiTags.h"
 
 #include "agent/mapi/MapiMessageStore.h"
 #include "agent/mapi/MapiUtilities.h"

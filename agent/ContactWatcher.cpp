@@ -4,7 +4,7 @@
 
 #include "agent/ContactLoading.h"
 #include "agent/ContactWatcherData.h"
-#include "agent/mapi/MapiTags.h"
+#include "mapiabi/MapiTags.h"
 #include "agent/mapi/Restriction.h"
 #include "utilities/Failure.h"
 #include "utilities/Logger.h"

@@ -1,7 +1,7 @@
 // ContactWatcherChanges.cpp: the half of ContactWatcher that reacts to notifications.
 #include "agent/ContactWatcherData.h"
 #include "agent/EntryIdHash.h"
-#include "agent/HexString.h"
+#include "utilities/HexString.h"
 #include "utilities/Failure.h"
 #include "utilities/Logger.h"
 

@@ -1,11 +1,11 @@
 #include "agent/OutlookContact.h"
 
-#include "agent/mapi/MapiTags.h"
+#include "mapiabi/MapiTags.h"
 
 #include <array>
 
-#include "agent/HexString.h"
-#include "agent/PropertyReading.h"
+#include "utilities/HexString.h"
+#include "agent/mapi/PropertyReading.h"
 #include "agent/mapi/MapiMessageStore.h"
 #include "agent/mapi/MapiRuntime.h"
 #include "agent/mapi/MapiSession.h"

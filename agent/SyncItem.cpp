@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "agent/HexString.h"
+#include "utilities/HexString.h"
 #include "agent/OutlookContact.h"
 
 namespace

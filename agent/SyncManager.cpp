@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "agent/HexString.h"
+#include "utilities/HexString.h"
 #include "agent/mapi/MapiSession.h"
 #include "utilities/Failure.h"
 #include "utilities/IPCClient.h"

@@ -4,7 +4,7 @@
 #include <atomic>
 #include <functional>
 
-#include "agent/mapi/MapiInterfaces.h"
+#include "mapiabi/MapiInterfaces.h"
 
 /// What becomes of a batch: how many notifications, and the first of them. They are borrowed, for the call only.
 using NotificationHandler = std::function<void(ULONG, const NOTIFICATION*)>;

@@ -1,7 +1,7 @@
 // EntryId.h: the byte string that names a MAPI object.
 #pragma once
 
-#include "agent/mapi/MapiTypes.h"
+#include "mapiabi/MapiTypes.h"
 
 #include <vector>
 

@@ -1,7 +1,7 @@
 // MapiMemory.h: memory that MAPI can take over.
 #pragma once
 
-#include "agent/mapi/MapiTypes.h"
+#include "mapiabi/MapiTypes.h"
 
 #include <concepts>
 #include <cstddef>

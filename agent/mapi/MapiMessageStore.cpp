@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "agent/mapi/MapiSession.h"
-#include "agent/mapi/MapiTags.h"
+#include "mapiabi/MapiTags.h"
 #include "agent/mapi/MapiUtilities.h"
 #include "agent/mapi/MsgStoreInfo.h"
 #include "agent/mapi/PropReaders.h"

@@ -5,7 +5,7 @@
 // failure raises _com_error. Building one from a raw pointer of its own interface adds a reference.
 #pragma once
 
-#include "agent/mapi/MapiInterfaces.h"
+#include "mapiabi/MapiInterfaces.h"
 
 #include <comdef.h>
 

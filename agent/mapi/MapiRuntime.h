@@ -4,7 +4,7 @@
 // a function that can't be had gives a fixed result, which its callers report. Safe from any thread, without a lock.
 #pragma once
 
-#include "agent/mapi/MapiInterfaces.h"
+#include "mapiabi/MapiInterfaces.h"
 
 #include <atomic>
 

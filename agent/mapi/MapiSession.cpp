@@ -1,7 +1,7 @@
 #include "agent/mapi/MapiSession.h"
 
 #include "agent/mapi/MapiRuntime.h"
-#include "agent/mapi/MapiTags.h"
+#include "mapiabi/MapiTags.h"
 #include "agent/mapi/PropReaders.h"
 #include "agent/mapi/PropTagArray.h"
 #include "agent/mapi/Rowset.h"

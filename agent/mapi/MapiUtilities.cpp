@@ -1,6 +1,6 @@
 #include "agent/mapi/MapiUtilities.h"
 
-#include "agent/mapi/MapiTags.h"
+#include "mapiabi/MapiTags.h"
 #include "agent/mapi/PropReaders.h"
 #include "agent/mapi/PropTagArray.h"
 #include "agent/mapi/PropValue.h"

@@ -1,6 +1,6 @@
 #include "agent/mapi/MsgStoreInfo.h"
 
-#include "agent/mapi/MapiTags.h"
+#include "mapiabi/MapiTags.h"
 
 #include <algorithm>
 

@@ -5,7 +5,7 @@
 #include <algorithm>
 
 #include "sandbox/control/PipeName.h"
-#include "sandbox/mailbox/Text.h"
+#include "sandbox/mailbox/model/Text.h"
 
 namespace sandbox
 {

@@ -6,7 +6,7 @@
 
 #include "sandbox/control/LinePipe.h"
 #include "sandbox/control/PipeName.h"
-#include "sandbox/mailbox/Text.h"
+#include "sandbox/mailbox/model/Text.h"
 
 namespace sandbox
 {

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "sandbox/mailbox/JsonText.h"
-#include "sandbox/mailbox/MailboxError.h"
+#include "sandbox/mailbox/reading/JsonText.h"
+#include "sandbox/mailbox/model/MailboxError.h"
 
 namespace sandboxctl
 {

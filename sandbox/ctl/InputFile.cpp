@@ -6,7 +6,7 @@
 #include <stdexcept>
 
 #include "sandbox/control/KernelHandle.h"
-#include "sandbox/mailbox/Text.h"
+#include "sandbox/mailbox/model/Text.h"
 
 namespace sandboxctl
 {

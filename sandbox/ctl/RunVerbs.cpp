@@ -8,7 +8,7 @@
 
 #include "sandbox/ctl/InputFile.h"
 #include "sandbox/ctl/Verbs.h"
-#include "sandbox/mailbox/JsonText.h"
+#include "sandbox/mailbox/reading/JsonText.h"
 
 namespace sandboxctl
 {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <string_view>
 
-#include "sandbox/mailbox/Text.h"
+#include "sandbox/mailbox/model/Text.h"
 
 namespace sandboxctl
 {

@@ -11,7 +11,7 @@
 #include "sandbox/ctl/AnswerText.h"
 #include "sandbox/ctl/CommandLine.h"
 #include "sandbox/ctl/StandardOutput.h"
-#include "sandbox/mailbox/Text.h"
+#include "sandbox/mailbox/model/Text.h"
 
 namespace
 {

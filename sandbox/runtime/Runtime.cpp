@@ -6,11 +6,11 @@
 #include <filesystem>
 #include <utility>
 
-#include "sandbox/mailbox/MailboxReader.h"
-#include "sandbox/mailbox/Text.h"
+#include "sandbox/mailbox/reading/MailboxReader.h"
+#include "sandbox/mailbox/model/Text.h"
 #include "sandbox/runtime/Environment.h"
-#include "sandbox/runtime/Ledger.h"
-#include "sandbox/runtime/Plans.h"
+#include "sandbox/runtime/record/Ledger.h"
+#include "sandbox/runtime/record/Plans.h"
 
 namespace sandbox
 {

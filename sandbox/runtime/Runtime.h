@@ -6,7 +6,7 @@
 #include <mutex>
 #include <string>
 
-#include "sandbox/mailbox/Mailbox.h"
+#include "sandbox/mailbox/model/Mailbox.h"
 #include "sandbox/runtime/Companion.h"
 
 namespace sandbox

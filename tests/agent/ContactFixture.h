@@ -3,7 +3,7 @@
 
 #include "agent/OutlookContact.h"
 
-#include "agent/mapi/MapiTags.h"
+#include "mapiabi/MapiTags.h"
 
 #include <string>
 #include <vector>

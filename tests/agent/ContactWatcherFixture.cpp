@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "agent/EntryIdHash.h"
-#include "agent/HexString.h"
+#include "utilities/HexString.h"
 
 namespace tests
 {

@@ -1,6 +1,6 @@
 #include "agent/ContactWatcher.h"
 
-#include "agent/mapi/MapiTags.h"
+#include "mapiabi/MapiTags.h"
 
 #include <memory>
 #include <vector>

@@ -1,7 +1,7 @@
 #include "agent/OutlookContact.h"
 
 #include "agent/mapi/MapiRuntime.h"
-#include "agent/mapi/MapiTags.h"
+#include "mapiabi/MapiTags.h"
 
 #include <vector>
 

@@ -5,7 +5,7 @@
 // whichever of them is called next. Objects are borrowed by those that hold them.
 #pragma once
 
-#include "agent/mapi/MapiTags.h"
+#include "mapiabi/MapiTags.h"
 
 #include <string>
 #include <utility>

@@ -1,6 +1,6 @@
 #include "agent/OutlookContact.h"
 
-#include "agent/mapi/MapiTags.h"
+#include "mapiabi/MapiTags.h"
 
 #include <vector>
 

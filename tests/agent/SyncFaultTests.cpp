@@ -1,7 +1,7 @@
 // Each MAPI call of a snapshot fails once, and from then on: nothing may be held, and nothing may be told that isn't so.
 #include "agent/SyncManager.h"
 
-#include "agent/mapi/MapiTags.h"
+#include "mapiabi/MapiTags.h"
 
 #include <algorithm>
 #include <atomic>

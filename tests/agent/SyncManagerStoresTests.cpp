@@ -1,6 +1,6 @@
 #include "agent/SyncManager.h"
 
-#include "agent/mapi/MapiTags.h"
+#include "mapiabi/MapiTags.h"
 
 #include <optional>
 #include <vector>

@@ -12,13 +12,11 @@ linkwell_add_tests(linkwell_sync_tests
         ContactWatcherTests.cpp
         EmailAddressTests.cpp
         EntryIdHashTests.cpp
-        HexStringTests.cpp
         HostPipe.h
         KnownFoldersTests.cpp
         LogWatch.h
         MailboxMocks.cpp MailboxMocks.h
         OutlookContactTests.cpp
-        PropertyReadingTests.cpp
         SyncFaultTests.cpp
         SyncItemTests.cpp
         SyncManagerSnapshotTests.cpp

@@ -16,9 +16,9 @@
 
 namespace ours
 {
-#include "agent/mapi/MapiInterfaces.h"
-#include "agent/mapi/MapiTags.h"
-#include "agent/mapi/MapiTypes.h"
+#include "mapiabi/MapiInterfaces.h"
+#include "mapiabi/MapiTags.h"
+#include "mapiabi/MapiTypes.h"
 } // namespace ours
 
 #include "OurDeclarations.h"

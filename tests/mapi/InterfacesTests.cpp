@@ -16,8 +16,8 @@
 
 namespace ours
 {
-#include "agent/mapi/MapiInterfaces.h"
-#include "agent/mapi/MapiTypes.h"
+#include "mapiabi/MapiInterfaces.h"
+#include "mapiabi/MapiTypes.h"
 } // namespace ours
 
 #include "OurDeclarations.h"

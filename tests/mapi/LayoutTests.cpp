@@ -9,7 +9,7 @@
 
 namespace ours
 {
-#include "agent/mapi/MapiTypes.h"
+#include "mapiabi/MapiTypes.h"
 } // namespace ours
 
 #include <mapidefs.h>

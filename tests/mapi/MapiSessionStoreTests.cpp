@@ -4,7 +4,7 @@
 #include <gmock/gmock.h>
 
 #include "agent/mapi/MapiSession.h"
-#include "agent/mapi/MapiTags.h"
+#include "mapiabi/MapiTags.h"
 #include "tests/support/MapiTest.h"
 #include "tests/support/MapiValues.h"
 

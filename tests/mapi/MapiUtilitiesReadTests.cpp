@@ -1,7 +1,7 @@
 // The small reads of MapiUtilities: what an object lists, its identifiers, type and name.
 #include <gmock/gmock.h>
 
-#include "agent/mapi/MapiTags.h"
+#include "mapiabi/MapiTags.h"
 #include "agent/mapi/MapiUtilities.h"
 #include "tests/support/MapiTest.h"
 #include "tests/support/MapiValues.h"

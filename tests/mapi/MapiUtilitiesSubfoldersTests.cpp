@@ -1,7 +1,7 @@
 // The subfolders of a folder, as MapiUtilities finds and opens them.
 #include <gmock/gmock.h>
 
-#include "agent/mapi/MapiTags.h"
+#include "mapiabi/MapiTags.h"
 #include "agent/mapi/MapiUtilities.h"
 #include "tests/mapi/GuardedText.h"
 #include "tests/support/MapiTest.h"

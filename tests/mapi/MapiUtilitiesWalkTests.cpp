@@ -5,7 +5,7 @@
 
 #include <gmock/gmock.h>
 
-#include "agent/mapi/MapiTags.h"
+#include "mapiabi/MapiTags.h"
 #include "agent/mapi/MapiUtilities.h"
 #include "agent/mapi/Restriction.h"
 #include "tests/support/MapiTest.h"

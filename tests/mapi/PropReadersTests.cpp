@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "agent/mapi/MapiTags.h"
+#include "mapiabi/MapiTags.h"
 #include "tests/support/MapiTest.h"
 #include "tests/support/MapiValues.h"
 

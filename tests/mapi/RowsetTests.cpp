@@ -5,7 +5,7 @@
 
 #include <gmock/gmock.h>
 
-#include "agent/mapi/MapiTags.h"
+#include "mapiabi/MapiTags.h"
 #include "agent/mapi/PropTagArray.h"
 #include "tests/support/MapiTest.h"
 #include "tests/support/MapiValues.h"

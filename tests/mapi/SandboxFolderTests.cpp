@@ -3,7 +3,7 @@
 
 #include <gmock/gmock.h>
 
-#include "agent/mapi/MapiTags.h"
+#include "mapiabi/MapiTags.h"
 #include "agent/mapi/MapiUtilities.h"
 #include "agent/mapi/PropReaders.h"
 #include "agent/mapi/Restriction.h"

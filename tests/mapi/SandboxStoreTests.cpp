@@ -1,7 +1,7 @@
 // Stores, identifiers and the way up through the folders, on the sandbox.
 #include <gmock/gmock.h>
 
-#include "agent/mapi/MapiTags.h"
+#include "mapiabi/MapiTags.h"
 #include "agent/mapi/MapiUtilities.h"
 #include "agent/mapi/PropReaders.h"
 #include "tests/mapi/SandboxMapiTest.h"

@@ -18,6 +18,7 @@ linkwell_add_tests(linkwell_mapi_object_tests
         PropReadersTests.cpp
         PropTagArrayTests.cpp
         PropValueTests.cpp
+        PropertyReadingTests.cpp
         RestrictionTests.cpp
         RowsetTests.cpp
         ValuePtrTests.cpp

@@ -2,12 +2,12 @@
 
 #include <sstream>
 
-#include "agent/mapi/MapiTags.h"
-#include "sandbox/mailbox/ContactNames.h"
-#include "sandbox/mailbox/MailboxReader.h"
-#include "sandbox/mailbox/Message.h"
-#include "sandbox/mailbox/Places.h"
-#include "sandbox/mailbox/Text.h"
+#include "mapiabi/MapiTags.h"
+#include "sandbox/mailbox/reading/ContactNames.h"
+#include "sandbox/mailbox/reading/MailboxReader.h"
+#include "sandbox/mailbox/model/Message.h"
+#include "sandbox/mailbox/reading/Places.h"
+#include "sandbox/mailbox/model/Text.h"
 
 using namespace sandbox;
 

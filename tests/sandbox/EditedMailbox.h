@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "sandbox/mailbox/MailboxEdits.h"
+#include "sandbox/mailbox/edits/MailboxEdits.h"
 
 namespace sandboxtest
 {

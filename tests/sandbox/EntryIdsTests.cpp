@@ -1,4 +1,4 @@
-#include "sandbox/mailbox/EntryIds.h"
+#include "sandbox/mailbox/model/EntryIds.h"
 
 #include <gtest/gtest.h>
 

@@ -1,9 +1,9 @@
-#include "sandbox/mailbox/MailboxEdits.h"
+#include "sandbox/mailbox/edits/MailboxEdits.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "agent/mapi/MapiTags.h"
+#include "mapiabi/MapiTags.h"
 #include "tests/sandbox/EditedMailbox.h"
 
 using namespace sandbox;

@@ -1,9 +1,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "agent/mapi/MapiTags.h"
-#include "sandbox/mailbox/MailboxEdits.h"
-#include "sandbox/mailbox/Places.h"
+#include "mapiabi/MapiTags.h"
+#include "sandbox/mailbox/edits/MailboxEdits.h"
+#include "sandbox/mailbox/reading/Places.h"
 #include "tests/sandbox/EditedMailbox.h"
 
 using namespace sandbox;

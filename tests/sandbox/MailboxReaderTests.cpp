@@ -1,11 +1,11 @@
-#include "sandbox/mailbox/MailboxReader.h"
+#include "sandbox/mailbox/reading/MailboxReader.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "agent/mapi/MapiTags.h"
-#include "sandbox/mailbox/ContactNames.h"
-#include "sandbox/mailbox/MailboxError.h"
+#include "mapiabi/MapiTags.h"
+#include "sandbox/mailbox/reading/ContactNames.h"
+#include "sandbox/mailbox/model/MailboxError.h"
 #include "tests/support/TempFolder.h"
 
 using namespace sandbox;

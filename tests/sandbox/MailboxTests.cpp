@@ -1,12 +1,12 @@
-#include "sandbox/mailbox/Mailbox.h"
+#include "sandbox/mailbox/model/Mailbox.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "agent/mapi/MapiTags.h"
-#include "sandbox/mailbox/ContactNames.h"
-#include "sandbox/mailbox/EntryIds.h"
-#include "sandbox/mailbox/MailboxReader.h"
+#include "mapiabi/MapiTags.h"
+#include "sandbox/mailbox/reading/ContactNames.h"
+#include "sandbox/mailbox/model/EntryIds.h"
+#include "sandbox/mailbox/reading/MailboxReader.h"
 
 using namespace sandbox;
 using testing::Contains;

@@ -1,7 +1,7 @@
 // OpenMsgStore, OpenEntry and CompareEntryIDs.
 #include "tests/sandbox/SandboxTest.h"
 
-#include "sandbox/mailbox/EntryIds.h"
+#include "sandbox/mailbox/model/EntryIds.h"
 
 using namespace sandboxtest;
 using sandbox::Bytes;

@@ -1,10 +1,10 @@
-#include "sandbox/mailbox/Places.h"
+#include "sandbox/mailbox/reading/Places.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "sandbox/mailbox/MailboxError.h"
-#include "sandbox/mailbox/MailboxReader.h"
+#include "sandbox/mailbox/model/MailboxError.h"
+#include "sandbox/mailbox/reading/MailboxReader.h"
 
 using namespace sandbox;
 

@@ -1,7 +1,7 @@
 // RequestsTest.h: a client of the sandbox whose mailbox is edited by requests.
 #pragma once
 
-#include "sandbox/mailbox/JsonObject.h"
+#include "sandbox/mailbox/reading/JsonObject.h"
 #include "tests/sandbox/NotifyTest.h"
 
 namespace sandboxtest

@@ -6,8 +6,8 @@
 #include <set>
 #include <string>
 
-#include "agent/mapi/MapiTags.h"
-#include "sandbox/mailbox/MailboxReader.h"
+#include "mapiabi/MapiTags.h"
+#include "sandbox/mailbox/reading/MailboxReader.h"
 
 using namespace sandbox;
 

@@ -4,8 +4,8 @@
 #include <string>
 #include <utility>
 
-#include "sandbox/runtime/EntryPoints.h"
-#include "sandbox/runtime/SandboxExports.h"
+#include "sandbox/dll/EntryPoints.h"
+#include "sandbox/dll/SandboxExports.h"
 
 namespace sandboxtest
 {

@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "agent/mapi/MapiPointers.h"
-#include "agent/mapi/MapiTags.h"
-#include "sandbox/mailbox/Bytes.h"
+#include "mapiabi/MapiTags.h"
+#include "sandbox/mailbox/model/Bytes.h"
 #include "tests/sandbox/SandboxDll.h"
 
 namespace sandboxtest

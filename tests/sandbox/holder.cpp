@@ -5,7 +5,7 @@
 // Exit status: 0, or 1 when the logon fails.
 #include <string_view>
 
-#include "agent/mapi/MapiTags.h"
+#include "mapiabi/MapiTags.h"
 #include "tests/sandbox/SandboxDll.h"
 
 int main(int count, char** arguments)

@@ -2,7 +2,7 @@
 // All blocks are those of the current TestRuntime.
 #pragma once
 
-#include "agent/mapi/MapiTypes.h"
+#include "mapiabi/MapiTypes.h"
 
 #include <optional>
 #include <string>

@@ -4,7 +4,7 @@
 // binders ask. Memory is tracked block by block, each call stands in a journal, and each can be made to fail.
 #pragma once
 
-#include "agent/mapi/MapiInterfaces.h"
+#include "mapiabi/MapiInterfaces.h"
 
 #include <functional>
 #include <map>

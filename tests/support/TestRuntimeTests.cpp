@@ -2,7 +2,7 @@
 #include <gtest/gtest-spi.h>
 
 #include "agent/mapi/MapiRuntime.h"
-#include "agent/mapi/MapiTags.h"
+#include "mapiabi/MapiTags.h"
 #include "tests/support/MapiTest.h"
 #include "tests/support/MapiValues.h"
 

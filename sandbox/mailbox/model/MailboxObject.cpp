@@ -1,0 +1,101 @@
+#include "sandbox/mailbox/model/MailboxObject.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "mapiabi/MapiTags.h"
+
+namespace sandbox
+{
+namespace
+{
+[[nodiscard]] std::shared_ptr<const Results> planned(Results results)
+{
+    return results.empty() ? nullptr : std::make_shared<const Results>(std::move(results));
+}
+} // namespace
+
+MailboxObject::MailboxObject(ObjectDescription description)
+    : m_entryId(std::move(description.entryId)),
+      m_aliases(std::move(description.aliases)),
+      m_properties(std::move(description.properties)),
+      m_row(std::move(description.row)),
+      m_results(planned(std::move(description.results))),
+      m_openResult(description.openResult)
+{
+}
+
+Bytes MailboxObject::entryId() const
+{
+    return m_entryId.empty() ? generatedEntryId() : m_entryId;
+}
+
+std::vector<Bytes> MailboxObject::explicitIds() const
+{
+    std::vector<Bytes> ids = m_aliases;
+    if (!m_entryId.empty())
+        ids.push_back(m_entryId);
+    return ids;
+}
+
+std::optional<Property> MailboxObject::property(ULONG id) const
+{
+    if (const PropertySet::Entry* said = m_properties.find(id))
+        return said->property;
+    return builtIn(id);
+}
+
+std::optional<Property> MailboxObject::rowProperty(ULONG id) const
+{
+    if (const PropertySet::Entry* said = m_row.find(id))
+        return said->property;
+    if (std::optional<Property> ofRow = builtInOfRow(id))
+        return ofRow;
+    return property(id);
+}
+
+std::vector<ULONG> MailboxObject::tags() const
+{
+    std::vector<ULONG> tags;
+    for (const ULONG id : builtInIds())
+    {
+        if (m_properties.find(id) != nullptr)
+            continue;
+        if (const std::optional<Property> own = builtIn(id))
+            tags.push_back(own->tag);
+    }
+    for (const PropertySet::Entry& said : m_properties.entries())
+    {
+        if (said.property)
+            tags.push_back(said.property->tag);
+    }
+    std::ranges::sort(tags);
+    return tags;
+}
+
+const Results& MailboxObject::results() const noexcept
+{
+    static const Results s_none;
+    return m_results ? *m_results : s_none;
+}
+
+ObjectDescription MailboxObject::description() const
+{
+    return {m_entryId, m_aliases, m_properties, m_row, results(), m_openResult};
+}
+
+void MailboxObject::redescribe(ObjectDescription description)
+{
+    m_results = planned(std::move(description.results));
+    m_properties = std::move(description.properties);
+    m_row = std::move(description.row);
+    m_openResult = description.openResult;
+}
+
+std::optional<Property> MailboxObject::builtInOfRow(ULONG id) const
+{
+    if (id != PROP_ID(PR_INSTANCE_KEY))
+        return std::nullopt;
+    return Property{PR_INSTANCE_KEY, entryId()}; // any value that tells the rows of a table apart
+}
+} // namespace sandbox

@@ -1,0 +1,193 @@
+#include "sandbox/mailbox/reading/Places.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "mapiabi/MapiTags.h"
+#include "sandbox/mailbox/model/Text.h"
+
+namespace sandbox
+{
+namespace
+{
+using Objects = std::vector<std::shared_ptr<MailboxObject>>;
+
+constexpr std::size_t s_mostTold = 10; // identifiers of objects between which a path doesn't decide
+
+/// What is wanted at a place; 0 for whatever there is.
+using Wanted = ULONG;
+constexpr Wanted s_anything = 0;
+
+[[nodiscard]] const char* wordFor(ULONG type) noexcept
+{
+    switch (type)
+    {
+    case MAPI_STORE:
+        return "a store";
+    case MAPI_FOLDER:
+        return "a folder";
+    case MAPI_MESSAGE:
+        return "a message";
+    default:
+        return "a user of the address book";
+    }
+}
+
+/// The names of a path. "\" takes its meaning from '/' and '\', and from '#' at the start of a path.
+[[nodiscard]] std::vector<std::wstring> namesOf(const std::string& text, const std::string& path)
+{
+    std::vector<std::string> names(1);
+    for (std::size_t at = 0; at < text.size(); ++at)
+    {
+        if (text[at] == '/')
+        {
+            names.emplace_back();
+            continue;
+        }
+        if (text[at] == '\\')
+        {
+            ++at;
+            const bool escapes =
+                at < text.size() && (text[at] == '/' || text[at] == '\\' || (text[at] == '#' && at == 1));
+            if (!escapes)
+                failAt(path, "in a place, '\\' stands before '/' or '\\' (or before '#' at the start)");
+        }
+        names.back() += text[at];
+    }
+    std::vector<std::wstring> wide;
+    for (const std::string& name : names)
+        wide.push_back(toWide(name));
+    return wide;
+}
+
+[[nodiscard]] bool isNamed(const MailboxObject& object, const std::wstring& name)
+{
+    return nameInPath(object) == name;
+}
+
+/// What lies in the folders and has this name.
+[[nodiscard]] Objects below(const Objects& folders, const std::wstring& name)
+{
+    Objects found;
+    for (const std::shared_ptr<MailboxObject>& object : folders)
+    {
+        if (object->type() != MAPI_FOLDER)
+            continue;
+        const auto& folder = static_cast<const Folder&>(*object);
+        for (const std::shared_ptr<Folder>& child : folder.folders())
+        {
+            if (isNamed(*child, name))
+                found.push_back(child);
+        }
+        for (const std::shared_ptr<Message>& message : folder.messages())
+        {
+            if (isNamed(*message, name))
+                found.push_back(message);
+        }
+    }
+    return found;
+}
+
+[[nodiscard]] Objects objectsAt(const Mailbox& mailbox, const std::string& text, Wanted wanted, const std::string& path)
+{
+    const std::vector<std::wstring> names = namesOf(text, path);
+    Objects found;
+    for (const std::shared_ptr<Store>& store : mailbox.stores())
+    {
+        if (!isNamed(*store, names.front()))
+            continue;
+        if (names.size() == 1 && wanted != MAPI_FOLDER)
+            found.push_back(store);
+        else
+            found.push_back(store->ipmSubtree());
+    }
+    if (found.empty())
+        failAt(path, "there is no store '" + toUtf8(names.front()) + "'");
+    for (std::size_t level = 1; level < names.size(); ++level)
+    {
+        found = below(found, names[level]);
+        if (found.empty())
+            failAt(path, "there is no '" + toUtf8(names[level]) + "' where '" + text + "' has it");
+    }
+    return found;
+}
+
+[[nodiscard]] std::shared_ptr<MailboxObject> objectWithId(const Mailbox& mailbox, const std::string& text,
+                                                          const std::string& path)
+{
+    const std::optional<Bytes> id = fromHex(text.substr(1));
+    if (!id)
+        failAt(path, "behind '#' must be hexadecimal digits in pairs");
+    std::shared_ptr<MailboxObject> object = mailbox.find(*id);
+    if (!object)
+        failAt(path, "nothing has the entry identifier " + text);
+    return object;
+}
+
+[[nodiscard]] std::string identifiersOf(const Objects& objects)
+{
+    std::string text;
+    for (std::size_t index = 0; index < std::min(objects.size(), s_mostTold); ++index)
+        text += (index == 0 ? "#" : ", #") + toHex(objects[index]->entryId());
+    return objects.size() > s_mostTold ? text + ", ..." : text;
+}
+
+[[nodiscard]] std::shared_ptr<MailboxObject> findPlace(const Mailbox& mailbox, const Json& place,
+                                                       const std::string& path, Wanted wanted)
+{
+    const std::string& text = requireText(place, path);
+    if (text.empty())
+        failAt(path, "must be a place: a path of names, or '#' and an entry identifier");
+    const Objects found =
+        text.front() == '#' ? Objects{objectWithId(mailbox, text, path)} : objectsAt(mailbox, text, wanted, path);
+    Objects fit;
+    std::ranges::copy_if(found, std::back_inserter(fit),
+                         [wanted](const std::shared_ptr<MailboxObject>& object)
+                         { return wanted == s_anything || object->type() == wanted; });
+    if (fit.empty())
+        failAt(path, "'" + text + "' is " + wordFor(found.front()->type()) + ", and not " + wordFor(wanted));
+    if (fit.size() > 1)
+        failAt(path, "'" + text + "' fits " + std::to_string(fit.size()) + " objects: " + identifiersOf(fit));
+    return fit.front();
+}
+} // namespace
+
+std::shared_ptr<Store> storeAt(const Mailbox& mailbox, const Json& place, const std::string& path)
+{
+    return std::static_pointer_cast<Store>(findPlace(mailbox, place, path, MAPI_STORE));
+}
+
+std::shared_ptr<Folder> folderAt(const Mailbox& mailbox, const Json& place, const std::string& path)
+{
+    return std::static_pointer_cast<Folder>(findPlace(mailbox, place, path, MAPI_FOLDER));
+}
+
+std::shared_ptr<Message> messageAt(const Mailbox& mailbox, const Json& place, const std::string& path)
+{
+    return std::static_pointer_cast<Message>(findPlace(mailbox, place, path, MAPI_MESSAGE));
+}
+
+std::shared_ptr<MailboxObject> objectAt(const Mailbox& mailbox, const Json& place, const std::string& path)
+{
+    return findPlace(mailbox, place, path, s_anything);
+}
+
+std::optional<std::wstring> nameInPath(const MailboxObject& object)
+{
+    switch (object.type())
+    {
+    case MAPI_STORE:
+        return static_cast<const Store&>(object).name();
+    case MAPI_FOLDER:
+        return static_cast<const Folder&>(object).name();
+    case MAPI_MESSAGE:
+    {
+        const std::optional<Property> name = object.property(PROP_ID(PR_DISPLAY_NAME_W));
+        const auto* text = name ? std::get_if<std::wstring>(&name->value) : nullptr;
+        return text != nullptr ? std::optional(*text) : std::nullopt;
+    }
+    default:
+        return std::nullopt;
+    }
+}
+} // namespace sandbox

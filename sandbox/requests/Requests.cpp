@@ -1,0 +1,80 @@
+#include "sandbox/requests/Requests.h"
+
+#include <algorithm>
+#include <exception>
+#include <iterator>
+#include <utility>
+
+#include "sandbox/requests/BatchRequest.h"
+#include "sandbox/requests/EditRequests.h"
+#include "sandbox/requests/JournalRequests.h"
+#include "sandbox/requests/Listing.h"
+#include "sandbox/requests/PlanRequests.h"
+#include "sandbox/requests/ServedMailbox.h"
+#include "sandbox/requests/WaitRequests.h"
+#include "sandbox/mailbox/reading/JsonText.h"
+
+namespace sandbox
+{
+namespace
+{
+[[nodiscard]] Json list(JsonObject& request, HANDLE)
+{
+    const std::shared_ptr<Mailbox> mailbox = servedMailbox();
+    const std::lock_guard lock(mailbox->mutex());
+    return listItems(request, *mailbox);
+}
+
+struct Request
+{
+    std::string_view name;
+    Json (*answer)(JsonObject& request, HANDLE stop);
+};
+
+// Beside the edits.
+constexpr Request s_requests[] = {
+    {"list", list},
+    {"batch", answerBatch},
+    {"plan", answerPlan},
+    {"clearPlans", answerClearPlans},
+    {"release", answerRelease},
+    {"wait", answerWait},
+    {"journal", answerJournal},
+    {"subscriptions", answerSubscriptions},
+};
+
+[[nodiscard]] Json answer(const std::string& line, HANDLE stop)
+{
+    const Json json = parseJson(line);
+    requireInitialized();
+    JsonObject request(json, "");
+    const std::string& name = requireText(request.require("do"), request.pathOf("do"));
+    if (isEdit(name))
+        return editServedMailbox([&](Mailbox& mailbox, MailboxEdits& edits)
+                                 { return makeEdit(name, request, mailbox, edits); });
+    const auto* known = std::ranges::find(s_requests, name, &Request::name);
+    if (known == std::end(s_requests))
+        failAt(request.pathOf("do"), "there is no request '" + name + "'");
+    return known->answer(request, stop);
+}
+
+[[nodiscard]] std::string lineOf(const Json& json)
+{
+    return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+} // namespace
+
+std::string answerRequest(std::string_view line, HANDLE stop)
+{
+    try
+    {
+        Json done = answer(std::string(line), stop);
+        done["ok"] = true;
+        return lineOf(done);
+    }
+    catch (const std::exception& error)
+    {
+        return lineOf(Json{{"ok", false}, {"error", error.what()}});
+    }
+}
+} // namespace sandbox

@@ -1,0 +1,22 @@
+// ServedMailbox.h: the mailbox that requests are about.
+#pragma once
+
+#include <functional>
+#include <memory>
+
+#include "sandbox/mailbox/reading/JsonObject.h"
+#include "sandbox/mailbox/model/Mailbox.h"
+#include "sandbox/mailbox/edits/MailboxEdits.h"
+
+namespace sandbox
+{
+/// Throws MailboxError, in words for the person who asks, if the runtime is not initialised.
+void requireInitialized();
+
+/// The mailbox that new sessions see; never null. Throws MailboxError, also if there is none.
+[[nodiscard]] std::shared_ptr<Mailbox> servedMailbox();
+
+/// Makes edits of the served mailbox, all or, if `work` throws, none, and tells those who watch it afterwards, when the
+/// mailbox is no longer locked. Gives what `work` gives.
+Json editServedMailbox(const std::function<Json(Mailbox&, MailboxEdits&)>& work);
+} // namespace sandbox

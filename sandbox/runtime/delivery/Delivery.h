@@ -1,0 +1,79 @@
+// Delivery.h: who watches which store, and how what a store tells reaches them.
+#pragma once
+
+#include <windows.h>
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <vector>
+
+#include "mapiabi/MapiInterfaces.h"
+#include "sandbox/mailbox/model/Store.h"
+#include "sandbox/mailbox/edits/StoreEvent.h"
+
+namespace sandbox
+{
+class SessionState;
+class ThreadQueue;
+
+/// One watcher of one store.
+struct Subscription
+{
+    ULONG_PTR connection = 0; // more than 32 bits, never 0
+    std::shared_ptr<Store> store;
+    Bytes entryId; // the one object that is watched; empty for the whole store
+    ULONG mask = 0;
+};
+
+/// All subscriptions of the process. A wrapped sink (HrThisThreadAdviseSink) is called on the thread that wrapped it, by
+/// the window procedure of a hidden window, while that thread handles its messages; any other sink on the thread that
+/// calls `send`. Used by any thread; never called with a mailbox locked.
+class Delivery
+{
+public:
+    /// The one of this process; never destroyed.
+    [[nodiscard]] static Delivery& instance();
+
+    /// IMsgStore::Advise: takes a reference on the sink and gives the connection's number.
+    /// @param session  nothing is delivered once it has ended, though the sink stays held; null for no such end.
+    ULONG_PTR advise(std::shared_ptr<Store> store, Bytes entryId, ULONG mask, IMAPIAdviseSink* sink,
+                     std::shared_ptr<const SessionState> session = nullptr);
+    /// IMsgStore::Unadvise: nothing is delivered for this connection from here on, also nothing that waits already.
+    /// False if there is no such connection.
+    /// @param store  the store that it must be of; null for any.
+    bool unadvise(ULONG_PTR connection, const Store* store = nullptr);
+    /// The subscriptions of sessions that go on, oldest first.
+    [[nodiscard]] std::vector<Subscription> subscriptions() const;
+
+    /// To be called when a session has ended: who waits looks again.
+    void noteEndOfSession() noexcept;
+
+    /// Hands each batch to those whom it concerns, each getting the events that pass its mask and object, in order, in one
+    /// call of OnNotify. For wrapped sinks it only posts.
+    void send(const std::vector<StoreBatch>& batches);
+
+    /// Waits until every notification posted so far has been delivered, its handler has returned, and each thread with a
+    /// wrapped sink that is advised has since looked at its queue. False after `timeout`, or when `stop` is signalled.
+    [[nodiscard]] bool waitUntilIdle(std::chrono::milliseconds timeout, HANDLE stop);
+    /// Waits until there are at least so many subscriptions.
+    [[nodiscard]] bool waitUntilAdvised(std::size_t count, std::chrono::milliseconds timeout, HANDLE stop);
+
+private:
+    struct Watcher;
+    class Running;
+
+    Delivery() = default;
+    void deliver(Watcher& watcher, const EventBatch& events);
+    [[nodiscard]] std::vector<std::shared_ptr<Watcher>> watchersOf(const Store& store) const;
+    [[nodiscard]] std::set<std::shared_ptr<ThreadQueue>> watchedQueues() const;
+
+    mutable std::mutex m_mutex; // guards all below
+    std::vector<std::shared_ptr<Watcher>> m_watchers;
+    ULONG_PTR m_advised = 0;
+    std::uint64_t m_lastRun = 0;
+    std::set<std::uint64_t> m_running;
+};
+} // namespace sandbox

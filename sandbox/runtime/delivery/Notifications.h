@@ -1,0 +1,35 @@
+// Notifications.h: between the events of a store and the notifications that a sink gets.
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "mapiabi/MapiTypes.h"
+#include "sandbox/mailbox/edits/StoreEvent.h"
+#include "sandbox/runtime/record/Memory.h"
+
+namespace sandbox
+{
+/// The events that notifications of objects tell. Throws MAPI_E_NO_SUPPORT for notifications of another kind.
+[[nodiscard]] EventBatch eventsOf(ULONG count, const NOTIFICATION* notifications);
+
+/// Notifications in memory made for one call of a sink: all of it is overwritten with this object, and what the sink
+/// writes into it later, or behind its end, is noted as misuse.
+class NotificationArray
+{
+public:
+    /// @param events  not empty. Throws std::bad_alloc.
+    explicit NotificationArray(const EventBatch& events);
+
+    [[nodiscard]] NOTIFICATION* get() const noexcept { return m_notifications; }
+    [[nodiscard]] ULONG count() const noexcept { return m_count; }
+
+private:
+    void setId(const EventId& id, ULONG& size, ENTRYID*& bytes);
+    [[nodiscard]] SPropTagArray* makeTags(const std::vector<ULONG>& tags);
+
+    const ULONG m_count;
+    NOTIFICATION* const m_notifications;
+    const memory::Owner m_owner{m_notifications};
+};
+} // namespace sandbox

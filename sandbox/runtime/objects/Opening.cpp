@@ -1,0 +1,111 @@
+#include "sandbox/runtime/objects/Opening.h"
+
+#include "sandbox/runtime/objects/FolderObject.h"
+#include "sandbox/runtime/objects/MailUserObject.h"
+#include "sandbox/runtime/objects/MessageObject.h"
+#include "sandbox/runtime/objects/StoreObject.h"
+
+namespace sandbox
+{
+namespace
+{
+constexpr ULONG s_openEntryFlags = MAPI_MODIFY | MAPI_BEST_ACCESS | MAPI_DEFERRED_ERRORS | 0x2 /* SHOW_SOFT_DELETES */ |
+                                   0x200 /* MAPI_NO_CACHE */ | 0x4000 /* MAPI_CACHE_ONLY */;
+
+[[nodiscard]] Reference<IUnknown> makeObject(const std::shared_ptr<SessionState>& session,
+                                             const std::shared_ptr<MailboxObject>& object)
+{
+    switch (object->type())
+    {
+    case MAPI_STORE:
+        return Reference<IUnknown>(new StoreObject(session, std::static_pointer_cast<Store>(object)));
+    case MAPI_FOLDER:
+        return Reference<IUnknown>(new FolderObject(session, std::static_pointer_cast<Folder>(object)));
+    case MAPI_MESSAGE:
+        return Reference<IUnknown>(new MessageObject(session, std::static_pointer_cast<Message>(object)));
+    default:
+        return Reference<IUnknown>(new MailUserObject(session, std::static_pointer_cast<AddressEntry>(object)));
+    }
+}
+
+[[nodiscard]] bool belongsTo(const Store& store, const MailboxObject& object) noexcept
+{
+    switch (object.type())
+    {
+    case MAPI_FOLDER:
+        return &static_cast<const Folder&>(object).store() == &store;
+    case MAPI_MESSAGE:
+        return &static_cast<const Message&>(object).store() == &store;
+    default:
+        return false;
+    }
+}
+} // namespace
+
+Bytes entryIdOf(ULONG size, const ENTRYID* entryId)
+{
+    require(entryId != nullptr && size >= s_minimumEntryIdSize, MAPI_E_INVALID_ENTRYID);
+    const auto* bytes = reinterpret_cast<const std::uint8_t*>(entryId);
+    return Bytes(bytes, bytes + size);
+}
+
+std::shared_ptr<MailboxObject> objectOfStore(const Mailbox& mailbox, const Store& store, const Bytes& entryId)
+{
+    std::shared_ptr<MailboxObject> object = mailbox.find(entryId);
+    require(object != nullptr && belongsTo(store, *object), MAPI_E_NOT_FOUND);
+    return object;
+}
+
+HRESULT openObject(const std::shared_ptr<SessionState>& session, const std::shared_ptr<MailboxObject>& object,
+                   const IID* iid, ULONG* objectType, IUnknown** opened)
+{
+    require(SUCCEEDED(object->openResult()), object->openResult());
+    const Reference<IUnknown> made = makeObject(session, object);
+    if (iid == nullptr)
+    {
+        *opened = made.get();
+        (*opened)->AddRef();
+    }
+    else
+    {
+        void* asked = nullptr;
+        require(SUCCEEDED(made->QueryInterface(*iid, &asked)), MAPI_E_INTERFACE_NOT_SUPPORTED);
+        *opened = static_cast<IUnknown*>(asked);
+    }
+    if (objectType != nullptr)
+        *objectType = object->type();
+    return object->openResult();
+}
+
+HRESULT openEntryOfStore(const std::shared_ptr<SessionState>& session, const Store& store, ULONG size,
+                         const ENTRYID* entryId, const IID* iid, ULONG flags, ULONG* objectType, IUnknown** opened)
+{
+    require(opened != nullptr);
+    *opened = nullptr;
+    requireOpenEntryFlags(flags);
+    const std::shared_ptr<MailboxObject> object =
+        size == 0 && entryId == nullptr ? store.root()
+                                        : objectOfStore(session->mailbox(), store, entryIdOf(size, entryId));
+    return openObject(session, object, iid, objectType, opened);
+}
+
+void requireOpenEntryFlags(ULONG flags)
+{
+    requireFlags(flags, s_openEntryFlags);
+}
+
+HRESULT compareEntryIds(const Mailbox& mailbox, ULONG size1, const ENTRYID* entryId1, ULONG size2,
+                        const ENTRYID* entryId2, ULONG flags, ULONG* result)
+{
+    require(result != nullptr);
+    *result = 0;
+    requireFlags(flags, 0);
+    const Bytes first = entryIdOf(size1, entryId1);
+    const Bytes second = entryIdOf(size2, entryId2);
+    // Identifiers of objects that are gone are still told apart by their bytes.
+    const std::shared_ptr<MailboxObject> object = mailbox.find(first);
+    const bool same = first == second || (object != nullptr && object == mailbox.find(second));
+    *result = same ? 1 : 0;
+    return S_OK;
+}
+} // namespace sandbox

@@ -1,0 +1,99 @@
+// PropObject.h: an opened object of the mailbox, as its IMAPIProp.
+#pragma once
+
+#include <memory>
+#include <utility>
+
+#include "sandbox/mailbox/model/MailboxObject.h"
+#include "sandbox/runtime/objects/PropServing.h"
+#include "sandbox/runtime/objects/Refusals.h"
+#include "sandbox/runtime/objects/SessionState.h"
+
+namespace sandbox
+{
+/// Serves the properties of one object of the mailbox; read-only.
+/// @tparam Interface  IMAPIProp or an interface derived from it.
+template <class Interface>
+class PropObject : public RefusingProp<Interface>
+{
+public:
+    HRESULT STDMETHODCALLTYPE GetProps(SPropTagArray* tags, ULONG flags, ULONG* count, SPropValue** values) override
+    {
+        return served(
+            "IMAPIProp::GetProps",
+            [&] {
+                return Arguments{{"lpPropTagArray", tagsText(tags)}, {"ulFlags", hexText(flags)}};
+            },
+            [&] { return getProps(*m_object, tags, flags, count, values); });
+    }
+
+    HRESULT STDMETHODCALLTYPE GetPropList(ULONG flags, SPropTagArray** tags) override
+    {
+        return served("IMAPIProp::GetPropList", onlyFlags(flags), [&] { return getPropList(*m_object, flags, tags); });
+    }
+
+    HRESULT STDMETHODCALLTYPE GetIDsFromNames(ULONG count, MAPINAMEID** names, ULONG flags,
+                                              SPropTagArray** tags) override
+    {
+        return served(
+            "IMAPIProp::GetIDsFromNames",
+            [&]
+            {
+                return Arguments{{"cPropNames", hexText(count)},
+                                 {"lppPropNames", namesText(count, names)},
+                                 {"ulFlags", hexText(flags)}};
+            },
+            [&]
+            {
+                require(m_names != nullptr, MAPI_E_NO_SUPPORT);
+                return getIDsFromNames(*m_names, count, names, flags, tags);
+            });
+    }
+
+protected:
+    /// @param names  the mapping of the object's store, which outlives the session; null for an object without one.
+    PropObject(const char* interfaceName, std::shared_ptr<SessionState> session, std::shared_ptr<MailboxObject> object,
+               NameMapping* names) noexcept
+        : RefusingProp<Interface>(interfaceName),
+          m_session(std::move(session)),
+          m_object(std::move(object)),
+          m_names(names)
+    {
+    }
+
+    [[nodiscard]] Bytes identifier() const override
+    {
+        const std::lock_guard lock(m_session->mailbox().mutex());
+        return m_object->entryId();
+    }
+
+    /// Runs the body of a method with the mailbox locked.
+    template <class Describe, class Work>
+    [[nodiscard]] HRESULT served(const char* name, Describe&& describe, Work&& work) noexcept
+    {
+        return this->serveCall(name, describe, [&] { return m_session->locked(plannedFor(name), work); });
+    }
+
+    /// The same without the lock, for what calls a client.
+    template <class Describe, class Work>
+    [[nodiscard]] HRESULT servedUnlocked(const char* name, Describe&& describe, Work&& work) noexcept
+    {
+        return this->serveCall(name, describe, [&] { return m_session->unlocked(plannedFor(name), work); });
+    }
+
+    [[nodiscard]] const std::shared_ptr<SessionState>& session() const noexcept { return m_session; }
+
+private:
+    [[nodiscard]] auto plannedFor(const char* name) const noexcept
+    {
+        return [this, name]
+        {
+            return m_object->results().find({}, bareName(name));
+        };
+    }
+
+    const std::shared_ptr<SessionState> m_session;
+    const std::shared_ptr<MailboxObject> m_object;
+    NameMapping* const m_names; // borrowed from the store, which the session's mailbox owns
+};
+} // namespace sandbox

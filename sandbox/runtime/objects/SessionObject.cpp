@@ -1,0 +1,173 @@
+#include "sandbox/runtime/objects/SessionObject.h"
+
+#include <utility>
+
+#include "sandbox/runtime/delivery/Delivery.h"
+#include "sandbox/runtime/objects/Opening.h"
+#include "sandbox/runtime/objects/TableObject.h"
+
+namespace sandbox
+{
+namespace
+{
+constexpr ULONG s_openStoreFlags = MDB_NO_DIALOG | MDB_WRITE | MAPI_DEFERRED_ERRORS | MAPI_BEST_ACCESS |
+                                   0x20 /* MDB_TEMPORARY */ | 0x80 /* MDB_NO_MAIL */ | 0x100 /* MDB_ONLINE */;
+constexpr ULONG s_logoffFlags = 0x1 /* MAPI_LOGOFF_SHARED */ | 0x2 /* MAPI_LOGOFF_UI */;
+} // namespace
+
+SessionObject::SessionObject(std::shared_ptr<Mailbox> mailbox)
+    : RefusingSession("IMAPISession"), m_state(std::make_shared<SessionState>(std::move(mailbox)))
+{
+}
+
+template <class Describe, class Work>
+HRESULT SessionObject::served(const char* name, Describe&& describe, Work&& work) noexcept
+{
+    const auto findPlanned = [&]
+    {
+        return m_state->mailbox().results().find({}, bareName(name));
+    };
+    return serveCall(name, describe, [&] { return m_state->locked(findPlanned, work); });
+}
+
+HRESULT STDMETHODCALLTYPE SessionObject::GetMsgStoresTable(ULONG flags, IMAPITable** table)
+{
+    return served("IMAPISession::GetMsgStoresTable", onlyFlags(flags),
+                  [&]
+                  {
+                      require(table != nullptr);
+                      *table = nullptr;
+                      requireFlags(flags, MAPI_UNICODE);
+                      std::vector<TableRow> rows;
+                      for (const std::shared_ptr<Store>& store : m_state->mailbox().stores())
+                          rows.push_back({store, 0});
+                      *table = new TableObject(m_state, {TableKind::Stores, nullptr}, std::move(rows), flags);
+                      return S_OK;
+                  });
+}
+
+HRESULT STDMETHODCALLTYPE SessionObject::OpenMsgStore(ULONG_PTR window, ULONG entryIdSize, ENTRYID* entryId,
+                                                      const IID* iid, ULONG flags, IMsgStore** store)
+{
+    return served(
+        "IMAPISession::OpenMsgStore",
+        [&]
+        {
+            return Arguments{{"ulUIParam", hexText(window)},
+                             {"lpEntryID", entryIdText(entryIdSize, entryId)},
+                             {"lpInterface", interfaceText(iid)},
+                             {"ulFlags", hexText(flags)}};
+        },
+        [&]
+        {
+            require(store != nullptr);
+            *store = nullptr;
+            requireFlags(flags, s_openStoreFlags);
+            const std::shared_ptr<MailboxObject> object = m_state->mailbox().find(entryIdOf(entryIdSize, entryId));
+            require(object != nullptr && object->type() == MAPI_STORE, MAPI_E_UNKNOWN_ENTRYID);
+            IUnknown* opened = nullptr;
+            const HRESULT result = openObject(m_state, object, iid, nullptr, &opened);
+            *store = static_cast<IMsgStore*>(opened); // every interface of a store is this one
+            return result;
+        });
+}
+
+HRESULT STDMETHODCALLTYPE SessionObject::OpenEntry(ULONG entryIdSize, ENTRYID* entryId, const IID* iid, ULONG flags,
+                                                   ULONG* objectType, IUnknown** object)
+{
+    return served(
+        "IMAPISession::OpenEntry",
+        [&]
+        {
+            return Arguments{{"lpEntryID", entryIdText(entryIdSize, entryId)},
+                             {"lpInterface", interfaceText(iid)},
+                             {"ulFlags", hexText(flags)}};
+        },
+        [&]
+        {
+            require(object != nullptr);
+            *object = nullptr;
+            requireOpenEntryFlags(flags);
+            const std::shared_ptr<MailboxObject> found = m_state->mailbox().find(entryIdOf(entryIdSize, entryId));
+            require(found != nullptr, MAPI_E_UNKNOWN_ENTRYID);
+            return openObject(m_state, found, iid, objectType, object);
+        });
+}
+
+HRESULT STDMETHODCALLTYPE SessionObject::CompareEntryIDs(ULONG size1, ENTRYID* entryId1, ULONG size2, ENTRYID* entryId2,
+                                                         ULONG flags, ULONG* result)
+{
+    return served(
+        "IMAPISession::CompareEntryIDs",
+        [&]
+        {
+            return Arguments{{"lpEntryID1", entryIdText(size1, entryId1)},
+                             {"lpEntryID2", entryIdText(size2, entryId2)},
+                             {"ulFlags", hexText(flags)}};
+        },
+        [&] { return compareEntryIds(m_state->mailbox(), size1, entryId1, size2, entryId2, flags, result); });
+}
+
+HRESULT STDMETHODCALLTYPE SessionObject::Logoff(ULONG_PTR window, ULONG flags, ULONG reserved)
+{
+    return served(
+        "IMAPISession::Logoff",
+        [&] {
+            return Arguments{
+                {"ulUIParam", hexText(window)}, {"ulFlags", hexText(flags)}, {"ulReserved", hexText(reserved)}};
+        },
+        [&]
+        {
+            require(reserved == 0);
+            requireFlags(flags, s_logoffFlags);
+            m_state->end();
+            Delivery::instance().noteEndOfSession();
+            return S_OK;
+        });
+}
+
+void* SessionObject::interfaceFor(REFIID iid) noexcept
+{
+    if (isOneOf(iid, IID_IUnknown, IID_IMAPISession))
+        return static_cast<IMAPISession*>(this);
+    if (isOneOf(iid, IID_IMAPIClientShutdown) && m_state->mailbox().supportsFastShutdown())
+        return static_cast<IMAPIClientShutdown*>(&m_shutdown);
+    return nullptr;
+}
+
+HRESULT STDMETHODCALLTYPE SessionObject::ClientShutdown::QueryInterface(REFIID iid, void** object)
+{
+    return m_session.QueryInterface(iid, object);
+}
+
+ULONG STDMETHODCALLTYPE SessionObject::ClientShutdown::AddRef()
+{
+    return m_session.addReference();
+}
+
+ULONG STDMETHODCALLTYPE SessionObject::ClientShutdown::Release()
+{
+    return m_session.releaseReference();
+}
+
+HRESULT STDMETHODCALLTYPE SessionObject::ClientShutdown::QueryFastShutdown()
+{
+    return m_session.served("IMAPIClientShutdown::QueryFastShutdown", noArguments, [] { return S_OK; });
+}
+
+HRESULT STDMETHODCALLTYPE SessionObject::ClientShutdown::NotifyProcessShutdown()
+{
+    return m_session.served("IMAPIClientShutdown::NotifyProcessShutdown", noArguments, [] { return S_OK; });
+}
+
+HRESULT STDMETHODCALLTYPE SessionObject::ClientShutdown::DoFastShutdown()
+{
+    return m_session.served("IMAPIClientShutdown::DoFastShutdown", noArguments,
+                            [this]
+                            {
+                                m_session.m_state->end();
+                                Delivery::instance().noteEndOfSession();
+                                return S_OK;
+                            });
+}
+} // namespace sandbox

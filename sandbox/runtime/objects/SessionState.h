@@ -1,0 +1,54 @@
+// SessionState.h: what all objects of one session share.
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <utility>
+
+#include "sandbox/mailbox/model/Mailbox.h"
+#include "sandbox/runtime/record/Call.h"
+
+namespace sandbox
+{
+/// A session's mailbox, and whether the session is over. Objects that are still held then answer
+/// MAPI_E_END_OF_SESSION.
+class SessionState
+{
+public:
+    explicit SessionState(std::shared_ptr<Mailbox> mailbox) noexcept : m_mailbox(std::move(mailbox)) {}
+
+    [[nodiscard]] Mailbox& mailbox() const noexcept { return *m_mailbox; }
+    void end() noexcept { m_ended = true; }
+    [[nodiscard]] bool hasEnded() const noexcept { return m_ended; }
+
+    /// Does the work of a method of a session that is not over, with the mailbox locked.
+    /// @param findPlanned  finds what the mailbox plans as the answer; called with the mailbox locked.
+    template <class FindPlanned, class Work>
+    [[nodiscard]] HRESULT locked(FindPlanned&& findPlanned, Work&& work)
+    {
+        const std::lock_guard lock(m_mailbox->mutex());
+        return answerAs(findPlanned(), [&] { return whileGoingOn(work); });
+    }
+
+    /// The same, but the work is done without the lock.
+    template <class FindPlanned, class Work>
+    [[nodiscard]] HRESULT unlocked(FindPlanned&& findPlanned, Work&& work)
+    {
+        std::unique_lock lock(m_mailbox->mutex());
+        const std::optional<HRESULT> planned = findPlanned();
+        lock.unlock();
+        return answerAs(planned, [&] { return whileGoingOn(work); });
+    }
+
+private:
+    template <class Work>
+    [[nodiscard]] HRESULT whileGoingOn(Work&& work) const
+    {
+        require(!m_ended, MAPI_E_END_OF_SESSION);
+        return work();
+    }
+
+    const std::shared_ptr<Mailbox> m_mailbox;
+    std::atomic<bool> m_ended{false};
+};
+} // namespace sandbox

@@ -1,0 +1,36 @@
+// Plans.h: the plans for calls to come that are in force.
+#pragma once
+
+#include <windows.h>
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+#include "sandbox/mailbox/model/Bytes.h"
+#include "sandbox/mailbox/model/Plan.h"
+
+namespace sandbox
+{
+/// The plans of the process. Used by any thread.
+namespace plans
+{
+void add(Plan plan);
+/// Forgets all plans: what they keep waiting goes on, and does its own work.
+void clear();
+/// Lets the calls that a hold keeps waiting go on, and those that would come to wait. False if no plan has this hold.
+bool release(std::string_view hold);
+/// Waits until a call waits at this hold. False after `timeout`, or when `stop` is signalled.
+[[nodiscard]] bool waitUntilHeld(std::string_view hold, std::chrono::milliseconds timeout, HANDLE stop);
+
+/// Whether there are plans; cheap.
+[[nodiscard]] bool any() noexcept;
+
+/// Counts a call that a client makes, waits as planned, and gives what it is to answer, if that is planned. When
+/// several plans apply to one call, it waits for all of them, and the latest one with a result says the answer.
+/// @param method  as in Plan::method.
+/// @param on  long-term identifier of the object; empty for functions and the session.
+[[nodiscard]] std::optional<HRESULT> apply(std::string_view method, const Bytes& on);
+} // namespace plans
+} // namespace sandbox

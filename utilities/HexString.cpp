@@ -1,0 +1,14 @@
+#include "utilities/HexString.h"
+
+std::wstring toHexString(std::span<const BYTE> bytes)
+{
+    constexpr wchar_t digits[] = L"0123456789ABCDEF";
+    std::wstring text;
+    text.reserve(bytes.size() * 2);
+    for (const BYTE byte : bytes)
+    {
+        text += digits[byte >> 4];
+        text += digits[byte & 0xF];
+    }
+    return text;
+}
