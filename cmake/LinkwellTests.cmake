@@ -1,5 +1,7 @@
 # GoogleTest and GoogleMock from their sources, as Debian's package "googletest" installs them, and one way to make a
 # test program of them.
+include(LinkwellLinker)
+
 set(LINKWELL_GOOGLETEST_DIR "/usr/src/googletest" CACHE PATH "Sources of GoogleTest and GoogleMock")
 if(NOT EXISTS "${LINKWELL_GOOGLETEST_DIR}/CMakeLists.txt")
     message(FATAL_ERROR "No GoogleTest sources in '${LINKWELL_GOOGLETEST_DIR}'. Install Debian's package 'googletest' "
@@ -55,6 +57,7 @@ function(linkwell_add_tests target)
     add_executable(${target} ${TESTS_SOURCES})
     linkwell_compile_tests(${target})
     linkwell_program(${target})
+    linkwell_link_quickly(${target})
     if(NOT MSVC)
         target_link_options(${target} PRIVATE -mconsole)
     endif()

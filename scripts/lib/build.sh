@@ -10,7 +10,8 @@ configure()
 {
     local launcher=()
     if command -v ccache >/dev/null; then
-        launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+        # Without these words ccache keeps nothing that is compiled with a precompiled header.
+        launcher=("-DCMAKE_CXX_COMPILER_LAUNCHER=env;CCACHE_SLOPPINESS=pch_defines,time_macros;ccache")
     fi
     step "Configuring ${LINKWELL_BUILD_DIR#"$LINKWELL_ROOT"/}"
     run_logged "$LINKWELL_BUILD/configure.log" \
