@@ -27,6 +27,9 @@ public:
     /// Serves this mailbox to the sessions that begin later; throws with the reader's complaint.
     void serve(const std::string& json) const;
 
+    /// The DLL itself, for requests and counts. Good for the life of this object.
+    [[nodiscard]] const SandboxDll& dll() const { return *m_dll; }
+
     /// What is held now, and what was done wrong: the sandbox's report.
     [[nodiscard]] std::string report() const;
     [[nodiscard]] std::int64_t liveBlocks() const;
