@@ -11,7 +11,7 @@
 
 #include "tests/agent/HostPipe.h"
 #include "tests/agent/LogWatch.h"
-#include "tests/sandbox/RegisteredSandbox.h"
+#include "tests/support/sandbox/RegisteredSandbox.h"
 #include "tests/support/Handle.h"
 #include "tests/support/LineNumbers.h"
 #include "tests/support/LogFile.h"

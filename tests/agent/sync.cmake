@@ -27,9 +27,6 @@ linkwell_add_tests(linkwell_sync_tests
     RESOURCE_LOCK host-pipe)
 
 if(TARGET LinkwellSandbox)
-    target_sources(linkwell_sync_tests PRIVATE
-        SandboxSyncTests.cpp
-        ../sandbox/RegisteredSandbox.cpp ../sandbox/RegisteredSandbox.h
-        ../sandbox/SandboxDll.cpp ../sandbox/SandboxDll.h)
-    add_dependencies(linkwell_sync_tests LinkwellSandbox)
+    target_sources(linkwell_sync_tests PRIVATE SandboxSyncTests.cpp)
+    target_link_libraries(linkwell_sync_tests PRIVATE linkwell_test_sandbox)
 endif()

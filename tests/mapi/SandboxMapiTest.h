@@ -9,7 +9,7 @@
 
 #include "agent/mapi/MapiMessageStore.h"
 #include "agent/mapi/MapiSession.h"
-#include "tests/sandbox/RegisteredSandbox.h"
+#include "tests/support/sandbox/RegisteredSandbox.h"
 #include "tests/support/Failures.h"
 #include "tests/support/LineNumbers.h"
 #include "tests/support/LogFile.h"

@@ -28,11 +28,8 @@ linkwell_add_tests(linkwell_mapi_object_tests
 if(TARGET LinkwellSandbox)
     linkwell_add_tests(linkwell_mapi_sandbox_tests
         SOURCES
-            ../sandbox/RegisteredSandbox.cpp ../sandbox/RegisteredSandbox.h
-            ../sandbox/SandboxDll.cpp ../sandbox/SandboxDll.h
             SandboxFolderTests.cpp
             SandboxMapiTest.cpp SandboxMapiTest.h
             SandboxStoreTests.cpp
-        LIBRARIES linkwell_mapi)
-    add_dependencies(linkwell_mapi_sandbox_tests LinkwellSandbox)
+        LIBRARIES linkwell_test_sandbox)
 endif()

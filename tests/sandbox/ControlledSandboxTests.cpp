@@ -14,7 +14,7 @@
 #include "sandbox/control/ControlClient.h"
 #include "sandbox/control/ControlServer.h"
 #include "tests/sandbox/RecordingHandler.h"
-#include "tests/sandbox/SandboxDll.h"
+#include "tests/support/sandbox/SandboxDll.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/EnvironmentVariable.h"
 #include "tests/support/Handle.h"

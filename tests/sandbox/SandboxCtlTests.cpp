@@ -10,7 +10,7 @@
 
 #include "sandbox/control/ControlServer.h"
 #include "tests/sandbox/RecordingHandler.h"
-#include "tests/sandbox/SandboxDll.h"
+#include "tests/support/sandbox/SandboxDll.h"
 #include "tests/support/EnvironmentVariable.h"
 #include "tests/support/Platform.h"
 #include "tests/support/ProgramRun.h"

@@ -11,7 +11,7 @@
 #include "agent/mapi/MapiPointers.h"
 #include "mapiabi/MapiTags.h"
 #include "sandbox/mailbox/model/Bytes.h"
-#include "tests/sandbox/SandboxDll.h"
+#include "tests/support/sandbox/SandboxDll.h"
 
 namespace sandboxtest
 {

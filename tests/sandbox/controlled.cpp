@@ -10,7 +10,7 @@
 #include <memory>
 #include <string_view>
 
-#include "tests/sandbox/SandboxDll.h"
+#include "tests/support/sandbox/SandboxDll.h"
 
 namespace
 {

@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "mapiabi/MapiTags.h"
-#include "tests/sandbox/SandboxDll.h"
+#include "tests/support/sandbox/SandboxDll.h"
 
 int main(int count, char** arguments)
 {

@@ -1,9 +1,9 @@
-#include "tests/sandbox/RegisteredSandbox.h"
+#include "tests/support/sandbox/RegisteredSandbox.h"
 
 #include <stdexcept>
 
 #include "agent/mapi/MapiRuntime.h"
-#include "tests/sandbox/SandboxDll.h"
+#include "tests/support/sandbox/SandboxDll.h"
 
 namespace sandboxtest
 {

@@ -1,4 +1,4 @@
-#include "tests/sandbox/SandboxDll.h"
+#include "tests/support/sandbox/SandboxDll.h"
 
 #include <algorithm>
 #include <stdexcept>
