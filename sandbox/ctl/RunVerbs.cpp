@@ -125,6 +125,8 @@ void addPlanVerb(CLI::App& program, Json& request)
     {
         std::string method;
         std::string on;
+        std::string opens;
+        std::string table;
         std::uint32_t call = 0;
         std::uint32_t times = 0;
         std::string result;
@@ -143,6 +145,8 @@ void addPlanVerb(CLI::App& program, Json& request)
         more->emplace_back(option, [key, &value](Json& object) { object[key] = value; });
     };
     addOption("on", plan->on, "PLACE", "only calls of this object");
+    addOption("opens", plan->opens, "PLACE", "only calls that open this object; METHOD may be left out");
+    addOption("table", plan->table, "KIND", "only calls of such tables: stores, contents or hierarchy");
     addOption("call", plan->call, "N", "from this call on, counted from now; 1 without it");
     addOption("times", plan->times, "M", "for so many calls, 0 for all that follow; 1 without it");
     addOption("result", plan->result, "RESULT", "what they answer: a number such as 0x8007000E, or its name");
@@ -160,9 +164,11 @@ void addPlanVerb(CLI::App& program, Json& request)
                 request = {{"do", "clearPlans"}};
                 return;
             }
-            if (method->count() == 0)
+            if (method->count() == 0 && plan->opens.empty())
                 throw CLI::RequiredError("METHOD");
-            request = {{"do", "plan"}, {"method", plan->method}};
+            request = {{"do", "plan"}};
+            if (method->count() != 0)
+                request["method"] = plan->method;
             for (const auto& [option, set] : *more)
             {
                 if (option->count() != 0)

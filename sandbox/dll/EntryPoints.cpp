@@ -4,13 +4,13 @@
 
 #include <cstddef>
 
+#include "sandbox/runtime/Runtime.h"
 #include "sandbox/runtime/delivery/AdviseSinkWrapper.h"
+#include "sandbox/runtime/objects/MapiFailure.h"
+#include "sandbox/runtime/objects/SessionObject.h"
 #include "sandbox/runtime/record/Call.h"
 #include "sandbox/runtime/record/Ledger.h"
-#include "sandbox/runtime/objects/MapiFailure.h"
 #include "sandbox/runtime/record/Memory.h"
-#include "sandbox/runtime/Runtime.h"
-#include "sandbox/runtime/objects/SessionObject.h"
 
 namespace
 {
@@ -54,7 +54,7 @@ void requireInitialized()
 template <class Describe, class Work>
 HRESULT serveFlat(const char* name, Describe&& describe, Work&& work) noexcept
 {
-    return serve(name, noIdentifier, describe,
+    return serve(name, noTarget, describe,
                  [&]
                  {
                      const std::shared_ptr<Mailbox> mailbox = servedMailbox();
@@ -99,7 +99,7 @@ HRESULT STDAPICALLTYPE MAPIInitialize(void* init)
         return MAPI_E_NOT_ENOUGH_MEMORY;
     }
     return serve(
-        "MAPIInitialize", noIdentifier, [&] { return describe(parameters); },
+        "MAPIInitialize", noTarget, [&] { return describe(parameters); },
         [&]
         {
             return answerAs(plannedFor("MAPIInitialize", mailbox.get()),
@@ -113,7 +113,7 @@ HRESULT STDAPICALLTYPE MAPIInitialize(void* init)
 
 void STDAPICALLTYPE MAPIUninitialize()
 {
-    (void)serve("MAPIUninitialize", noIdentifier, noArguments,
+    (void)serve("MAPIUninitialize", noTarget, noArguments,
                 []
                 {
                     if (!Runtime::instance().uninitialize())
@@ -157,10 +157,7 @@ HRESULT STDAPICALLTYPE MAPILogonEx(ULONG_PTR window, void* profile, void* passwo
 SCODE STDAPICALLTYPE MAPIAllocateBuffer(ULONG size, void** block)
 {
     return serveFlat(
-        "MAPIAllocateBuffer",
-        [&] {
-            return Arguments{{"cbSize", hexText(size)}};
-        },
+        "MAPIAllocateBuffer", [&] { return Arguments{{"cbSize", hexText(size)}}; },
         [&](const std::shared_ptr<Mailbox>&)
         {
             require(block != nullptr);
@@ -173,10 +170,7 @@ SCODE STDAPICALLTYPE MAPIAllocateBuffer(ULONG size, void** block)
 SCODE STDAPICALLTYPE MAPIAllocateMore(ULONG size, void* root, void** block)
 {
     return serveFlat(
-        "MAPIAllocateMore",
-        [&] {
-            return Arguments{{"cbSize", hexText(size)}};
-        },
+        "MAPIAllocateMore", [&] { return Arguments{{"cbSize", hexText(size)}}; },
         [&](const std::shared_ptr<Mailbox>&)
         {
             require(block != nullptr);
@@ -188,13 +182,12 @@ SCODE STDAPICALLTYPE MAPIAllocateMore(ULONG size, void* root, void** block)
 
 ULONG STDAPICALLTYPE MAPIFreeBuffer(void* block)
 {
-    return static_cast<ULONG>(
-        serve("MAPIFreeBuffer", noIdentifier, Unrecorded(), [block] { return memory::free(block); }));
+    return static_cast<ULONG>(serve("MAPIFreeBuffer", noTarget, Unrecorded(), [block] { return memory::free(block); }));
 }
 
 void STDAPICALLTYPE FreeProws(SRowSet* rows)
 {
-    (void)serve("FreeProws", noIdentifier, Unrecorded(),
+    (void)serve("FreeProws", noTarget, Unrecorded(),
                 [rows]
                 {
                     if (rows == nullptr)
@@ -213,10 +206,7 @@ void STDAPICALLTYPE FreeProws(SRowSet* rows)
 HRESULT STDAPICALLTYPE HrGetOneProp(IMAPIProp* object, ULONG tag, SPropValue** value)
 {
     return serveFlat(
-        "HrGetOneProp",
-        [&] {
-            return Arguments{{"ulPropTag", hexText(tag)}};
-        },
+        "HrGetOneProp", [&] { return Arguments{{"ulPropTag", hexText(tag)}}; },
         [&](const std::shared_ptr<Mailbox>&)
         {
             require(object != nullptr && value != nullptr);
@@ -238,10 +228,7 @@ HRESULT STDAPICALLTYPE HrGetOneProp(IMAPIProp* object, ULONG tag, SPropValue** v
 HRESULT STDAPICALLTYPE HrThisThreadAdviseSink(IMAPIAdviseSink* sink, IMAPIAdviseSink** wrapper)
 {
     return serveFlat(
-        "HrThisThreadAdviseSink",
-        [&] {
-            return Arguments{{"lpAdviseSink", sinkText(sink)}};
-        },
+        "HrThisThreadAdviseSink", [&] { return Arguments{{"lpAdviseSink", sinkText(sink)}}; },
         [&](const std::shared_ptr<Mailbox>&)
         {
             require(sink != nullptr && wrapper != nullptr);

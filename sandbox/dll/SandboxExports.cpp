@@ -6,17 +6,17 @@
 #include <string_view>
 #include <utility>
 
-#include "sandbox/requests/Requests.h"
 #include "sandbox/mailbox/reading/MailboxReader.h"
-#include "sandbox/runtime/record/ArgumentTexts.h"
+#include "sandbox/requests/Requests.h"
+#include "sandbox/runtime/Runtime.h"
 #include "sandbox/runtime/delivery/Delivery.h"
+#include "sandbox/runtime/delivery/Notifications.h"
+#include "sandbox/runtime/objects/MapiFailure.h"
+#include "sandbox/runtime/record/ArgumentTexts.h"
 #include "sandbox/runtime/record/Journal.h"
 #include "sandbox/runtime/record/Ledger.h"
-#include "sandbox/runtime/objects/MapiFailure.h"
 #include "sandbox/runtime/record/Memory.h"
-#include "sandbox/runtime/delivery/Notifications.h"
 #include "sandbox/runtime/record/Plans.h"
-#include "sandbox/runtime/Runtime.h"
 
 namespace
 {
@@ -135,7 +135,7 @@ void sandboxAddPlan(const SandboxPlan* plan)
     sandbox::Plan added;
     added.method = plan->method;
     if (plan->on != nullptr)
-        added.on.assign(plan->on, plan->on + plan->onSize);
+        added.target.on.assign(plan->on, plan->on + plan->onSize);
     added.call = plan->call;
     added.times = plan->times;
     if (plan->result != nullptr)

@@ -6,8 +6,8 @@
 #include <filesystem>
 #include <utility>
 
-#include "sandbox/mailbox/reading/MailboxReader.h"
 #include "sandbox/mailbox/model/Text.h"
+#include "sandbox/mailbox/reading/MailboxReader.h"
 #include "sandbox/runtime/Environment.h"
 #include "sandbox/runtime/record/Ledger.h"
 #include "sandbox/runtime/record/Plans.h"
@@ -87,7 +87,10 @@ void Runtime::give(std::shared_ptr<Mailbox> mailbox)
     const std::lock_guard lock(m_mutex);
     m_given = std::move(mailbox);
     if (m_given)
+    {
+        plans::clear(); // those of the mailbox before
         addPlans(*m_given);
+    }
     forgetFile();
 }
 

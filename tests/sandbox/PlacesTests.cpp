@@ -69,9 +69,9 @@ TEST_F(PlacesTest, UnderstandsEscapes)
     EXPECT_EQ(idOf(messageAt(*mailbox, "Mailbox/Contacts/A\\/B\\\\C", "")), "0000000006");
     EXPECT_EQ(idOf(storeAt(*mailbox, "\\#Odd", "")), "0000000020");
     EXPECT_EQ(complaint(storeAt, "Mail\\box"),
-              "/place: in a place, '\\' stands before '/' or '\\' (or before '#' at the start)");
+              "/place: in a place, '\\' stands before '/' or '\\' (or before '#' and '@' at the start)");
     EXPECT_EQ(complaint(storeAt, "Mailbox\\"),
-              "/place: in a place, '\\' stands before '/' or '\\' (or before '#' at the start)");
+              "/place: in a place, '\\' stands before '/' or '\\' (or before '#' and '@' at the start)");
 }
 
 TEST_F(PlacesTest, TakesIdentifiersOfEveryForm)
@@ -113,7 +113,8 @@ TEST_F(PlacesTest, RefusesWhatIsNotThere)
 
 TEST_F(PlacesTest, RefusesWhatIsNoPlaceOrOfAnotherKind)
 {
-    EXPECT_EQ(complaint(objectAt, ""), "/place: must be a place: a path of names, or '#' and an entry identifier");
+    EXPECT_EQ(complaint(objectAt, ""),
+              "/place: must be a path of names, '#' and an entry identifier, or '@' and a key of the address book");
     EXPECT_EQ(complaint(objectAt, 5), "/place: must be a text");
     EXPECT_EQ(complaint(objectAt, "#12x"), "/place: behind '#' must be hexadecimal digits in pairs");
     EXPECT_EQ(complaint(folderAt, "Mailbox/Contacts/Mara"),

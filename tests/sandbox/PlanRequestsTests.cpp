@@ -3,6 +3,7 @@
 
 #include <future>
 
+#include "sandbox/mailbox/model/EntryIds.h"
 #include "tests/sandbox/RequestsTest.h"
 #include "tests/support/EnvironmentVariable.h"
 #include "tests/support/TempFolder.h"
@@ -48,6 +49,49 @@ TEST_F(PlanRequestsTest, APlanIsAboutTheCallsOfOneObject)
     EXPECT_EQ(resultOfGetProps(a), MAPI_E_NOT_FOUND);
     EXPECT_EQ(resultOfGetProps(a), MAPI_E_NOT_FOUND);
     EXPECT_EQ(resultOfGetProps(a), S_OK);
+}
+
+TEST_F(PlanRequestsTest, APlanIsAboutOpeningOneObjectByWhateverCall)
+{
+    const IMAPIFolderPtr ipm = openIpmSubtree(m_store);
+    const Bytes a = idOf("Mailbox/A");
+    const auto open = [](auto& by, const Bytes& id)
+    {
+        UnknownPtr opened;
+        ULONG type = 0;
+        return by->OpenEntry(static_cast<ULONG>(id.size()), entryId(id), nullptr, 0, &type, &opened);
+    };
+    done({{"do", "plan"}, {"opens", "Mailbox/A"}, {"times", 4}, {"result", "MAPI_E_NO_ACCESS"}});
+    EXPECT_EQ(open(m_store, idOf("Mailbox/B")), S_OK);
+    EXPECT_EQ(open(m_store, a), MAPI_E_NO_ACCESS);
+    EXPECT_EQ(open(ipm, a), MAPI_E_NO_ACCESS);
+    EXPECT_EQ(open(m_session, a), MAPI_E_NO_ACCESS);
+    EXPECT_EQ(open(m_store, shortTermFolderId(storeUid(1), 3)), MAPI_E_NO_ACCESS);
+    EXPECT_EQ(open(m_store, a), S_OK);
+    done({{"do", "plan"}, {"method", "IMAPISession::OpenEntry"}, {"opens", "Mailbox/A"}, {"result", "E_FAIL"}});
+    EXPECT_EQ(open(m_store, a), S_OK);
+    EXPECT_EQ(open(m_session, a), E_FAIL);
+}
+
+TEST_F(PlanRequestsTest, APlanIsAboutOneKindOfTable)
+{
+    const IMAPIFolderPtr ipm = openIpmSubtree(m_store);
+    const IMAPITablePtr contents = contentsTable(ipm);
+    const IMAPITablePtr hierarchy = hierarchyTable(ipm);
+    const IMAPITablePtr stores = storesTable(m_session);
+    ULONG count = 0;
+    const auto plan = [&](const char* table)
+    {
+        done({{"do", "plan"}, {"method", "IMAPITable::GetRowCount"}, {"table", table}, {"result", "MAPI_E_NO_ACCESS"}});
+        return std::vector<HRESULT>{contents->GetRowCount(0, &count), hierarchy->GetRowCount(0, &count),
+                                    stores->GetRowCount(0, &count)};
+    };
+    EXPECT_THAT(plan("contents"), testing::ElementsAre(MAPI_E_NO_ACCESS, S_OK, S_OK));
+    EXPECT_THAT(plan("hierarchy"), testing::ElementsAre(S_OK, MAPI_E_NO_ACCESS, S_OK));
+    EXPECT_THAT(plan("stores"), testing::ElementsAre(S_OK, S_OK, MAPI_E_NO_ACCESS));
+    done({{"do", "plan"}, {"method", "IMAPITable::GetRowCount"}, {"on", "Mailbox"}, {"result", "E_FAIL"}});
+    EXPECT_EQ(stores->GetRowCount(0, &count), S_OK);
+    EXPECT_EQ(contents->GetRowCount(0, &count), E_FAIL) << "the IPM subtree's";
 }
 
 TEST_F(PlanRequestsTest, PlansAreForgotten)
@@ -96,6 +140,19 @@ TEST_F(PlanRequestsTest, RefusesPlansThatCanNotBeMeant)
     EXPECT_EQ(plan({{"method", "MAPILogonEx"}, {"hold", ""}}), "/hold: must be a name");
     EXPECT_EQ(plan({{"method", "IMAPIProp::GetProps"}, {"on", "Mailbox/C"}, {"delay", 1}}),
               "/on: there is no 'C' where 'Mailbox/C' has it");
+    EXPECT_EQ(plan({{"method", "IMsgStore::Advise"}, {"on", "Mailbox/A"}, {"delay", 1}}),
+              "/on: 'Mailbox/A' is a folder, and not a store");
+    EXPECT_EQ(plan({{"method", "IMAPITable::FindRow"}, {"on", "Mailbox/A/a"}, {"delay", 1}}),
+              "/on: 'Mailbox/A/a' is a message, and not a folder");
+    EXPECT_EQ(plan({{"method", "MAPILogonEx"}, {"on", "Mailbox"}, {"delay", 1}}),
+              "/on: MAPILogonEx is called on no object of the mailbox");
+    EXPECT_EQ(plan({{"method", "IMAPIProp::GetProps"}, {"opens", "Mailbox/A"}, {"delay", 1}}),
+              "/opens: IMAPIProp::GetProps opens no object of the mailbox");
+    EXPECT_EQ(plan({{"opens", "@nobody"}, {"delay", 1}}), "/opens: the address book has no 'nobody'");
+    EXPECT_EQ(plan({{"method", "IMAPIContainer::OpenEntry"}, {"table", "contents"}, {"delay", 1}}),
+              "/table: is for methods of IMAPITable");
+    EXPECT_EQ(plan({{"method", "IMAPITable::FindRow"}, {"table", "rows"}, {"delay", 1}}),
+              "/table: must be \"stores\", \"contents\" or \"hierarchy\"");
     EXPECT_THAT(plan({{"method", "MAPILogonEx"}, {"delay", 1}, {"after", 1}}), StartsWith("/after: unknown key"));
     EXPECT_EQ(refused({{"do", "release"}, {"hold", "gate"}}), "/hold: no plan has the hold 'gate'");
 }

@@ -10,11 +10,11 @@
 
 #include "sandbox/control/ControlServer.h"
 #include "tests/sandbox/RecordingHandler.h"
-#include "tests/support/sandbox/SandboxDll.h"
 #include "tests/support/EnvironmentVariable.h"
 #include "tests/support/Platform.h"
 #include "tests/support/ProgramRun.h"
 #include "tests/support/TempFolder.h"
+#include "tests/support/sandbox/SandboxDll.h"
 
 using nlohmann::json;
 using sandboxtest::RecordingHandler;
@@ -131,6 +131,8 @@ const RequestCase s_requests[] = {
     {"Plan", L"plan IMAPITable::QueryRows", R"({"do":"plan","method":"IMAPITable::QueryRows"})"},
     {"PlanAll", L"plan M --on A/B --call 2 --times 0 --result MAPI_E_NOT_FOUND --delay 50 --hold gate",
      R"({"do":"plan","method":"M","on":"A/B","call":2,"times":0,"result":"MAPI_E_NOT_FOUND","delay":50,"hold":"gate"})"},
+    {"PlanOpening", L"plan --opens A/B --delay 1", R"({"do":"plan","opens":"A/B","delay":1})"},
+    {"PlanTable", L"plan M --table contents --delay 1", R"({"do":"plan","method":"M","table":"contents","delay":1})"},
     {"ClearPlans", L"plan --clear", R"({"do":"clearPlans"})"},
     {"Release", L"release gate", R"({"do":"release","hold":"gate"})"},
     {"WaitIdle", L"wait idle", R"({"do":"wait","for":"idle"})"},

@@ -11,11 +11,27 @@
 
 namespace sandbox
 {
-/// A plan as docs/sandbox-control.md tells it.
+/// What a table shows.
+enum class TableKind
+{
+    Stores,
+    Contents,
+    Hierarchy
+};
+
+/// What a call is about, beside its name.
+struct CallTarget
+{
+    Bytes on;                       // long-term identifier of the object, for a table that of its folder; may be empty
+    Bytes opens;                    // long-term identifier of the object that it opens; empty if it opens none
+    std::optional<TableKind> table; // for a method of a table
+};
+
+/// A plan as docs/sandbox-control.md has it.
 struct Plan
 {
-    std::string method;      // "IMAPIProp::GetProps", "MAPIAllocateBuffer"
-    Bytes on;                // long-term identifier of the one object that is meant; empty for any
+    std::string method;      // "IMAPIProp::GetProps", "MAPIAllocateBuffer"; empty for any that opens
+    CallTarget target;       // what is empty in it goes for any
     std::uint64_t call = 1;  // the first call that it applies to, counted from when it was made
     std::uint64_t times = 1; // for so many calls; 0: for all that follow
     std::optional<HRESULT> result;

@@ -33,7 +33,7 @@ constexpr Wanted s_anything = 0;
     }
 }
 
-/// The names of a path. "\" takes its meaning from '/' and '\', and from '#' at the start of a path.
+/// The names of a path. "\" takes its meaning from '/' and '\', and from '#' and '@' at the start of a path.
 [[nodiscard]] std::vector<std::wstring> namesOf(const std::string& text, const std::string& path)
 {
     std::vector<std::string> names(1);
@@ -47,10 +47,10 @@ constexpr Wanted s_anything = 0;
         if (text[at] == '\\')
         {
             ++at;
-            const bool escapes =
-                at < text.size() && (text[at] == '/' || text[at] == '\\' || (text[at] == '#' && at == 1));
+            const bool escapes = at < text.size() && (text[at] == '/' || text[at] == '\\' ||
+                                                      ((text[at] == '#' || text[at] == '@') && at == 1));
             if (!escapes)
-                failAt(path, "in a place, '\\' stands before '/' or '\\' (or before '#' at the start)");
+                failAt(path, "in a place, '\\' stands before '/' or '\\' (or before '#' and '@' at the start)");
         }
         names.back() += text[at];
     }
@@ -124,6 +124,29 @@ constexpr Wanted s_anything = 0;
     return object;
 }
 
+[[nodiscard]] std::shared_ptr<MailboxObject> userWithKey(const Mailbox& mailbox, const std::string& text,
+                                                         const std::string& path)
+{
+    const auto user = mailbox.addressBook().find(text.substr(1));
+    if (user == mailbox.addressBook().end())
+        failAt(path, "the address book has no '" + text.substr(1) + "'");
+    return user->second;
+}
+
+[[nodiscard]] Objects objectsNamed(const Mailbox& mailbox, const std::string& text, Wanted wanted,
+                                   const std::string& path)
+{
+    switch (text.front())
+    {
+    case '#':
+        return {objectWithId(mailbox, text, path)};
+    case '@':
+        return {userWithKey(mailbox, text, path)};
+    default:
+        return objectsAt(mailbox, text, wanted, path);
+    }
+}
+
 [[nodiscard]] std::string identifiersOf(const Objects& objects)
 {
     std::string text;
@@ -137,12 +160,10 @@ constexpr Wanted s_anything = 0;
 {
     const std::string& text = requireText(place, path);
     if (text.empty())
-        failAt(path, "must be a place: a path of names, or '#' and an entry identifier");
-    const Objects found =
-        text.front() == '#' ? Objects{objectWithId(mailbox, text, path)} : objectsAt(mailbox, text, wanted, path);
+        failAt(path, "must be a path of names, '#' and an entry identifier, or '@' and a key of the address book");
+    const Objects found = objectsNamed(mailbox, text, wanted, path);
     Objects fit;
-    std::ranges::copy_if(found, std::back_inserter(fit),
-                         [wanted](const std::shared_ptr<MailboxObject>& object)
+    std::ranges::copy_if(found, std::back_inserter(fit), [wanted](const std::shared_ptr<MailboxObject>& object)
                          { return wanted == s_anything || object->type() == wanted; });
     if (fit.empty())
         failAt(path, "'" + text + "' is " + wordFor(found.front()->type()) + ", and not " + wordFor(wanted));

@@ -15,6 +15,9 @@ constexpr std::int64_t s_longestDelay = 3'600'000; // an hour
 
 [[nodiscard]] std::string readMethod(JsonObject& object)
 {
+    const Json* method = object.find("method");
+    if (method == nullptr && object.find("opens") != nullptr)
+        return {};
     const std::string path = object.pathOf("method");
     const std::string& name = requireText(object.require("method"), path);
     if (isCallName(name))
@@ -22,6 +25,45 @@ constexpr std::int64_t s_longestDelay = 3'600'000; // an hour
     const std::string like = callNamesLike(name);
     failAt(path, "there is no call '" + name + "'; " +
                      (like.empty() ? "calls are like MAPIAllocateBuffer and IMAPIProp::GetProps" : "there is " + like));
+}
+
+/// The object that a method is called on; what its interface can't be on is refused.
+[[nodiscard]] Bytes readOn(const Json& value, const std::string& path, std::string_view method, const Mailbox& mailbox)
+{
+    const std::string_view interfaceName = method.substr(0, method.find("::"));
+    if (interfaceName == "IMsgStore")
+        return storeAt(mailbox, value, path)->entryId();
+    if (interfaceName == "IMAPIContainer" || interfaceName == "IMAPIFolder" || interfaceName == "IMAPITable")
+        return folderAt(mailbox, value, path)->entryId();
+    if (interfaceName == "IMessage")
+        return messageAt(mailbox, value, path)->entryId();
+    if (method.empty() || interfaceName == "IMAPIProp" || interfaceName == "IUnknown")
+        return objectAt(mailbox, value, path)->entryId();
+    failAt(path, std::string(method) + " is called on no object of the mailbox");
+}
+
+[[nodiscard]] Bytes readOpens(const Json& value, const std::string& path, std::string_view method,
+                              const Mailbox& mailbox)
+{
+    if (method == "IMAPISession::OpenMsgStore")
+        return storeAt(mailbox, value, path)->entryId();
+    if (!method.empty() && !method.ends_with("::OpenEntry"))
+        failAt(path, std::string(method) + " opens no object of the mailbox");
+    return objectAt(mailbox, value, path)->entryId();
+}
+
+[[nodiscard]] TableKind readTable(const Json& value, const std::string& path, std::string_view method)
+{
+    if (!method.starts_with("IMAPITable::"))
+        failAt(path, "is for methods of IMAPITable");
+    const std::string& name = requireText(value, path);
+    if (name == "stores")
+        return TableKind::Stores;
+    if (name == "contents")
+        return TableKind::Contents;
+    if (name == "hierarchy")
+        return TableKind::Hierarchy;
+    failAt(path, "must be \"stores\", \"contents\" or \"hierarchy\"");
 }
 
 [[nodiscard]] std::uint64_t readNumber(JsonObject& object, std::string_view key, std::int64_t least)
@@ -37,7 +79,11 @@ Plan readPlan(JsonObject& object, const Mailbox& mailbox)
     Plan plan;
     plan.method = readMethod(object);
     if (const Json* on = object.find("on"))
-        plan.on = objectAt(mailbox, *on, object.pathOf("on"))->entryId();
+        plan.target.on = readOn(*on, object.pathOf("on"), plan.method, mailbox);
+    if (const Json* opens = object.find("opens"))
+        plan.target.opens = readOpens(*opens, object.pathOf("opens"), plan.method, mailbox);
+    if (const Json* table = object.find("table"))
+        plan.target.table = readTable(*table, object.pathOf("table"), plan.method);
     plan.call = readNumber(object, "call", 1);
     plan.times = readNumber(object, "times", 0);
     if (const Json* result = object.find("result"))

@@ -5,10 +5,10 @@
 #include <memory>
 
 #include "mapiabi/MapiInterfaces.h"
+#include "sandbox/runtime/objects/MapiFailure.h"
 #include "sandbox/runtime/record/ArgumentTexts.h"
 #include "sandbox/runtime/record/Call.h"
 #include "sandbox/runtime/record/Ledger.h"
-#include "sandbox/runtime/objects/MapiFailure.h"
 
 namespace sandbox
 {
@@ -25,10 +25,7 @@ public:
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override
     {
         return serveCall(
-            "IUnknown::QueryInterface",
-            [&] {
-                return Arguments{{"riid", interfaceText(&iid)}};
-            },
+            "IUnknown::QueryInterface", [&] { return Arguments{{"riid", interfaceText(&iid)}}; },
             [&]
             {
                 require(object != nullptr);
@@ -59,16 +56,29 @@ protected:
         --m_account.objects;
     }
 
-    /// The long-term identifier of the object of the mailbox that this is or shows; empty if there is none. Called
-    /// without the mailbox locked.
-    [[nodiscard]] virtual Bytes identifier() const { return {}; }
+    /// What calls of this object are about. Called without the mailbox locked.
+    [[nodiscard]] virtual CallTarget target() const { return {}; }
 
     /// Runs the body of a method, as `serve` does.
     template <class Describe, class Work>
     [[nodiscard]] HRESULT serveCall(const char* name, Describe&& describe, Work&& work) noexcept
     {
-        return serve(
-            name, [this] { return identifier(); }, std::forward<Describe>(describe), std::forward<Work>(work));
+        return serve(name, [this] { return target(); }, std::forward<Describe>(describe), std::forward<Work>(work));
+    }
+
+    /// The same for a method that opens an object.
+    /// @param identifyOpened  gives the long-term identifier of that object, as `target` is called.
+    template <class Identify, class Describe, class Work>
+    [[nodiscard]] HRESULT serveOpening(const char* name, Identify&& identifyOpened, Describe&& describe,
+                                       Work&& work) noexcept
+    {
+        const auto identify = [&]
+        {
+            CallTarget all = target();
+            all.opens = identifyOpened();
+            return all;
+        };
+        return serve(name, identify, std::forward<Describe>(describe), std::forward<Work>(work));
     }
 
     /// The answer of everything that the sandbox does not serve.

@@ -68,15 +68,16 @@ HRESULT STDMETHODCALLTYPE FolderObject::GetHierarchyTable(ULONG flags, IMAPITabl
 HRESULT STDMETHODCALLTYPE FolderObject::OpenEntry(ULONG entryIdSize, ENTRYID* entryId, const IID* iid, ULONG flags,
                                                   ULONG* objectType, IUnknown** object)
 {
-    return served(
-        "IMAPIContainer::OpenEntry",
+    return servedOpening(
+        "IMAPIContainer::OpenEntry", m_folder->store(), entryIdSize, entryId,
         [&]
         {
             return Arguments{{"lpEntryID", entryIdText(entryIdSize, entryId)},
                              {"lpInterface", interfaceText(iid)},
                              {"ulFlags", hexText(flags)}};
         },
-        [&] {
+        [&]
+        {
             return openEntryOfStore(session(), m_folder->store(), entryIdSize, entryId, iid, flags, objectType, object);
         });
 }

@@ -21,9 +21,7 @@ public:
     {
         return served(
             "IMAPIProp::GetProps",
-            [&] {
-                return Arguments{{"lpPropTagArray", tagsText(tags)}, {"ulFlags", hexText(flags)}};
-            },
+            [&] { return Arguments{{"lpPropTagArray", tagsText(tags)}, {"ulFlags", hexText(flags)}}; },
             [&] { return getProps(*m_object, tags, flags, count, values); });
     }
 
@@ -61,10 +59,10 @@ protected:
     {
     }
 
-    [[nodiscard]] Bytes identifier() const override
+    [[nodiscard]] CallTarget target() const override
     {
         const std::lock_guard lock(m_session->mailbox().mutex());
-        return m_object->entryId();
+        return {m_object->entryId(), {}, {}};
     }
 
     /// Runs the body of a method with the mailbox locked.
@@ -74,7 +72,17 @@ protected:
         return this->serveCall(name, describe, [&] { return m_session->locked(plannedFor(name), work); });
     }
 
-    /// The same without the lock, for what calls a client.
+    /// The same for OpenEntry of a store and of its folders.
+    template <class Describe, class Work>
+    [[nodiscard]] HRESULT servedOpening(const char* name, const Store& store, ULONG size, const ENTRYID* entryId,
+                                        Describe&& describe, Work&& work) noexcept
+    {
+        return this->serveOpening(
+            name, [&] { return m_session->openedId(&store, size, entryId); }, describe,
+            [&] { return m_session->locked(plannedFor(name), work); });
+    }
+
+    /// As `served`, but without the lock, for what calls a client.
     template <class Describe, class Work>
     [[nodiscard]] HRESULT servedUnlocked(const char* name, Describe&& describe, Work&& work) noexcept
     {

@@ -21,6 +21,19 @@ SessionObject::SessionObject(std::shared_ptr<Mailbox> mailbox)
 }
 
 template <class Describe, class Work>
+HRESULT SessionObject::servedOpening(const char* name, ULONG size, const ENTRYID* entryId, Describe&& describe,
+                                     Work&& work) noexcept
+{
+    const auto findPlanned = [&]
+    {
+        return m_state->mailbox().results().find({}, bareName(name));
+    };
+    return serveOpening(
+        name, [&] { return m_state->openedId(nullptr, size, entryId); }, describe,
+        [&] { return m_state->locked(findPlanned, work); });
+}
+
+template <class Describe, class Work>
 HRESULT SessionObject::served(const char* name, Describe&& describe, Work&& work) noexcept
 {
     const auto findPlanned = [&]
@@ -49,8 +62,8 @@ HRESULT STDMETHODCALLTYPE SessionObject::GetMsgStoresTable(ULONG flags, IMAPITab
 HRESULT STDMETHODCALLTYPE SessionObject::OpenMsgStore(ULONG_PTR window, ULONG entryIdSize, ENTRYID* entryId,
                                                       const IID* iid, ULONG flags, IMsgStore** store)
 {
-    return served(
-        "IMAPISession::OpenMsgStore",
+    return servedOpening(
+        "IMAPISession::OpenMsgStore", entryIdSize, entryId,
         [&]
         {
             return Arguments{{"ulUIParam", hexText(window)},
@@ -75,8 +88,8 @@ HRESULT STDMETHODCALLTYPE SessionObject::OpenMsgStore(ULONG_PTR window, ULONG en
 HRESULT STDMETHODCALLTYPE SessionObject::OpenEntry(ULONG entryIdSize, ENTRYID* entryId, const IID* iid, ULONG flags,
                                                    ULONG* objectType, IUnknown** object)
 {
-    return served(
-        "IMAPISession::OpenEntry",
+    return servedOpening(
+        "IMAPISession::OpenEntry", entryIdSize, entryId,
         [&]
         {
             return Arguments{{"lpEntryID", entryIdText(entryIdSize, entryId)},
@@ -112,7 +125,8 @@ HRESULT STDMETHODCALLTYPE SessionObject::Logoff(ULONG_PTR window, ULONG flags, U
 {
     return served(
         "IMAPISession::Logoff",
-        [&] {
+        [&]
+        {
             return Arguments{
                 {"ulUIParam", hexText(window)}, {"ulFlags", hexText(flags)}, {"ulReserved", hexText(reserved)}};
         },

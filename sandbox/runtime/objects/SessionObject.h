@@ -46,6 +46,10 @@ private:
     /// Runs the body of a method with the mailbox locked.
     template <class Describe, class Work>
     [[nodiscard]] HRESULT served(const char* name, Describe&& describe, Work&& work) noexcept;
+    /// The same for a method that opens an object.
+    template <class Describe, class Work>
+    [[nodiscard]] HRESULT servedOpening(const char* name, ULONG size, const ENTRYID* entryId, Describe&& describe,
+                                        Work&& work) noexcept;
 
     const std::shared_ptr<SessionState> m_state;
     ClientShutdown m_shutdown{*this};

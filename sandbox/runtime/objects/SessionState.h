@@ -40,6 +40,20 @@ public:
         return answerAs(planned, [&] { return whileGoingOn(work); });
     }
 
+    /// The long-term identifier of what a client's identifier opens, empty if that is nothing. Locks the mailbox.
+    /// @param store  whose root folder the empty identifier stands for; may be null.
+    [[nodiscard]] Bytes openedId(const Store* store, ULONG size, const ENTRYID* entryId) const
+    {
+        const std::lock_guard lock(m_mailbox->mutex());
+        if (store != nullptr && size == 0 && entryId == nullptr)
+            return store->root()->entryId();
+        if (entryId == nullptr)
+            return {};
+        const auto* bytes = reinterpret_cast<const std::uint8_t*>(entryId);
+        const std::shared_ptr<MailboxObject> object = m_mailbox->find(Bytes(bytes, bytes + size));
+        return object ? object->entryId() : Bytes();
+    }
+
 private:
     template <class Work>
     [[nodiscard]] HRESULT whileGoingOn(Work&& work) const

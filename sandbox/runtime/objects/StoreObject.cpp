@@ -44,10 +44,7 @@ HRESULT STDMETHODCALLTYPE StoreObject::Advise(ULONG entryIdSize, ENTRYID* entryI
 HRESULT STDMETHODCALLTYPE StoreObject::Unadvise(ULONG_PTR connection)
 {
     const HRESULT result = servedUnlocked(
-        "IMsgStore::Unadvise",
-        [&] {
-            return Arguments{{"ulConnection", hexText(connection)}};
-        },
+        "IMsgStore::Unadvise", [&] { return Arguments{{"ulConnection", hexText(connection)}}; },
         [&]
         {
             require(Delivery::instance().unadvise(connection, m_store.get()));
@@ -76,8 +73,8 @@ HRESULT STDMETHODCALLTYPE StoreObject::CompareEntryIDs(ULONG size1, ENTRYID* ent
 HRESULT STDMETHODCALLTYPE StoreObject::OpenEntry(ULONG entryIdSize, ENTRYID* entryId, const IID* iid, ULONG flags,
                                                  ULONG* objectType, IUnknown** object)
 {
-    return served(
-        "IMsgStore::OpenEntry",
+    return servedOpening(
+        "IMsgStore::OpenEntry", *m_store, entryIdSize, entryId,
         [&]
         {
             return Arguments{{"lpEntryID", entryIdText(entryIdSize, entryId)},

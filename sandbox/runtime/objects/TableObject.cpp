@@ -4,9 +4,9 @@
 #include <cstddef>
 
 #include "mapiabi/MapiTags.h"
-#include "sandbox/runtime/record/Memory.h"
 #include "sandbox/runtime/objects/PropServing.h"
 #include "sandbox/runtime/objects/PropertyAnswer.h"
+#include "sandbox/runtime/record/Memory.h"
 
 namespace sandbox
 {
@@ -105,21 +105,19 @@ HRESULT TableObject::served(const char* name, Describe&& describe, Work&& work) 
     return serveCall(name, describe, [&] { return m_session->locked(findPlanned, work); });
 }
 
-Bytes TableObject::identifier() const
+CallTarget TableObject::target() const
 {
     if (m_source.owner == nullptr)
-        return {};
+        return {{}, {}, m_source.kind};
     const std::lock_guard lock(m_session->mailbox().mutex());
-    return m_source.owner->entryId();
+    return {m_source.owner->entryId(), {}, m_source.kind};
 }
 
 HRESULT STDMETHODCALLTYPE TableObject::SetColumns(SPropTagArray* tags, ULONG flags)
 {
     return served(
         "IMAPITable::SetColumns",
-        [&] {
-            return Arguments{{"lpPropTagArray", tagsText(tags)}, {"ulFlags", hexText(flags)}};
-        },
+        [&] { return Arguments{{"lpPropTagArray", tagsText(tags)}, {"ulFlags", hexText(flags)}}; },
         [&]
         {
             require(tags != nullptr && tags->cValues != 0);
@@ -157,10 +155,7 @@ HRESULT STDMETHODCALLTYPE TableObject::GetRowCount(ULONG flags, ULONG* count)
 HRESULT STDMETHODCALLTYPE TableObject::SeekRow(BOOKMARK origin, LONG rows, LONG* sought)
 {
     return served(
-        "IMAPITable::SeekRow",
-        [&] {
-            return Arguments{{"bkOrigin", hexText(origin)}, {"lRowCount", hexText(rows)}};
-        },
+        "IMAPITable::SeekRow", [&] { return Arguments{{"bkOrigin", hexText(origin)}, {"lRowCount", hexText(rows)}}; },
         [&]
         {
             const auto from = static_cast<std::int64_t>(m_table.positionOf(origin));
@@ -213,9 +208,7 @@ HRESULT STDMETHODCALLTYPE TableObject::Restrict(SRestriction* restriction, ULONG
 {
     return served(
         "IMAPITable::Restrict",
-        [&] {
-            return Arguments{{"lpRestriction", restrictionText(restriction)}, {"ulFlags", hexText(flags)}};
-        },
+        [&] { return Arguments{{"lpRestriction", restrictionText(restriction)}, {"ulFlags", hexText(flags)}}; },
         [&]
         {
             requireFlags(flags, s_noWait | TBL_BATCH);
@@ -241,10 +234,7 @@ HRESULT STDMETHODCALLTYPE TableObject::CreateBookmark(BOOKMARK* position)
 HRESULT STDMETHODCALLTYPE TableObject::FreeBookmark(BOOKMARK position)
 {
     return served(
-        "IMAPITable::FreeBookmark",
-        [&] {
-            return Arguments{{"bkPosition", hexText(position)}};
-        },
+        "IMAPITable::FreeBookmark", [&] { return Arguments{{"bkPosition", hexText(position)}}; },
         [&]
         {
             m_table.freeBookmark(position);
@@ -256,9 +246,7 @@ HRESULT STDMETHODCALLTYPE TableObject::SortTable(SSortOrderSet* order, ULONG fla
 {
     return served(
         "IMAPITable::SortTable",
-        [&] {
-            return Arguments{{"lpSortCriteria", sortOrderText(order)}, {"ulFlags", hexText(flags)}};
-        },
+        [&] { return Arguments{{"lpSortCriteria", sortOrderText(order)}, {"ulFlags", hexText(flags)}}; },
         [&]
         {
             require(order != nullptr);
@@ -276,10 +264,7 @@ HRESULT STDMETHODCALLTYPE TableObject::SortTable(SSortOrderSet* order, ULONG fla
 HRESULT STDMETHODCALLTYPE TableObject::QueryRows(LONG count, ULONG flags, SRowSet** rows)
 {
     return served(
-        "IMAPITable::QueryRows",
-        [&] {
-            return Arguments{{"lRowCount", hexText(count)}, {"ulFlags", hexText(flags)}};
-        },
+        "IMAPITable::QueryRows", [&] { return Arguments{{"lRowCount", hexText(count)}, {"ulFlags", hexText(flags)}}; },
         [&]
         {
             require(rows != nullptr && count != 0);

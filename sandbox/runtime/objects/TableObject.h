@@ -11,13 +11,6 @@
 
 namespace sandbox
 {
-enum class TableKind
-{
-    Stores,
-    Contents,
-    Hierarchy
-};
-
 /// Where a table comes from: what it shows, and whose planned answers hold for it.
 struct TableSource
 {
@@ -44,8 +37,7 @@ public:
     HRESULT STDMETHODCALLTYPE QueryRows(LONG count, ULONG flags, SRowSet** rows) override;
 
 protected:
-    /// That of the folder whose table it is.
-    [[nodiscard]] Bytes identifier() const override;
+    [[nodiscard]] CallTarget target() const override;
     [[nodiscard]] void* interfaceFor(REFIID iid) noexcept override;
 
 private:

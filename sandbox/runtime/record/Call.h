@@ -9,8 +9,8 @@
 
 #include "mapiabi/MapiTypes.h"
 #include "sandbox/mailbox/reading/Results.h"
-#include "sandbox/runtime/record/Journal.h"
 #include "sandbox/runtime/objects/MapiFailure.h"
+#include "sandbox/runtime/record/Journal.h"
 #include "sandbox/runtime/record/Plans.h"
 
 namespace sandbox
@@ -102,18 +102,17 @@ template <class Identify, class Describe>
     const bool records = isRecorded && journal::isOn();
     if (!records && !plans::any())
         return std::nullopt;
-    const Bytes on = identify();
+    const CallTarget target = identify();
     if constexpr (isRecorded)
     {
         if (records)
-            recording.begin(name, on, describe());
+            recording.begin(name, target.on, describe());
     }
-    return plans::apply(name, on);
+    return plans::apply(name, target);
 }
 
 /// Runs the body of a function or method, with no lock held. No exception leaves it.
-/// @param identify  gives the long-term identifier of the object that is called, without the mailbox locked; empty for
-///                  functions and the session. Asked only when somebody wants to know.
+/// @param identify  gives the CallTarget, without the mailbox locked. Asked only when somebody wants to know.
 /// @param describe  gives the Arguments of the call, asked only while the journal is on; or Unrecorded.
 template <class Identify, class Describe, class Work>
 [[nodiscard]] HRESULT serve(const char* name, Identify&& identify, Describe&& describe, Work&& work) noexcept
@@ -130,8 +129,8 @@ template <class Identify, class Describe, class Work>
         }));
 }
 
-/// The identifier of what is no object of the mailbox.
-[[nodiscard]] inline Bytes noIdentifier() noexcept
+/// The target of what is no object of the mailbox.
+[[nodiscard]] inline CallTarget noTarget() noexcept
 {
     return {};
 }

@@ -46,15 +46,26 @@ constinit std::atomic<bool> s_any{false};
     return s_list;
 }
 
-/// The plans for a call, which counts for each that is made for its method and object.
-[[nodiscard]] std::vector<EntryPtr> plansFor(std::string_view method, const Bytes& on)
+template <class Value>
+[[nodiscard]] bool fits(const Value& planned, const Value& called)
+{
+    return planned == Value() || planned == called;
+}
+
+[[nodiscard]] bool isAbout(const Plan& plan, std::string_view method, const CallTarget& target)
+{
+    return fits<std::string_view>(plan.method, method) && fits(plan.target.on, target.on) &&
+           fits(plan.target.opens, target.opens) && fits(plan.target.table, target.table);
+}
+
+/// The plans for a call, which counts for each that is made for its method and target.
+[[nodiscard]] std::vector<EntryPtr> plansFor(std::string_view method, const CallTarget& target)
 {
     const std::lock_guard lock(list().mutex);
     std::vector<EntryPtr> applying;
     for (const EntryPtr& entry : list().entries)
     {
-        const Plan& plan = entry->plan;
-        if (plan.method == method && (plan.on.empty() || plan.on == on) && entry->count())
+        if (isAbout(entry->plan, method, target) && entry->count())
             applying.push_back(entry);
     }
     return applying;
@@ -176,9 +187,9 @@ bool any() noexcept
     return s_any.load(std::memory_order_relaxed);
 }
 
-std::optional<HRESULT> apply(std::string_view method, const Bytes& on)
+std::optional<HRESULT> apply(std::string_view method, const CallTarget& target)
 {
-    const std::vector<EntryPtr> applying = plansFor(method, on);
+    const std::vector<EntryPtr> applying = plansFor(method, target);
     for (const EntryPtr& entry : applying)
         waitAsPlanned(*entry);
     std::optional<HRESULT> result;

@@ -8,7 +8,6 @@
 #include <optional>
 #include <string_view>
 
-#include "sandbox/mailbox/model/Bytes.h"
 #include "sandbox/mailbox/model/Plan.h"
 
 namespace sandbox
@@ -30,7 +29,6 @@ bool release(std::string_view hold);
 /// Counts a call that a client makes, waits as planned, and gives what it is to answer, if that is planned. When
 /// several plans apply to one call, it waits for all of them, and the latest one with a result says the answer.
 /// @param method  as in Plan::method.
-/// @param on  long-term identifier of the object; empty for functions and the session.
-[[nodiscard]] std::optional<HRESULT> apply(std::string_view method, const Bytes& on);
+[[nodiscard]] std::optional<HRESULT> apply(std::string_view method, const CallTarget& target);
 } // namespace plans
 } // namespace sandbox
