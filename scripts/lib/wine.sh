@@ -91,7 +91,7 @@ make_prefix()
 }
 
 # Makes sure that the prefix is there and its server runs; safe to be called by many processes at a time.
-# What it has to tell goes to standard error.
+# Its messages go to standard error.
 prepare_wine()
 {
     find_wine

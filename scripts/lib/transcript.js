@@ -1,0 +1,23 @@
+// transcript.js: turns what scripts/demo has recorded, on standard input, into the form of demo-transcript.txt.
+// Lines of JSON are events as "linkwell-host --record" writes them; all others are headings and stay as they are.
+'use strict';
+
+const fs = require('fs');
+const { printable } = require('../../hosts/node/lib/print');
+
+/** A message as it came through the pipe: "⏎" stands for its line feeds, codes for other control characters. */
+function formatMessage({ bytes, operation, kind, index, total, items }) {
+  const lines = [`2;${operation};${kind};${index};${total}`, ...items.map(({ text }) => text)];
+  return `message of ${bytes} bytes\n    ${lines.map(printable).join('⏎\n    ')}`;
+}
+
+function formatLine(line) {
+  if (!line.startsWith('{')) {
+    return line;
+  }
+  const event = JSON.parse(line);
+  return event.event === 'message' ? formatMessage(event) : printable(line);
+}
+
+const lines = fs.readFileSync(0, 'utf8').split('\n');
+process.stdout.write(lines.map(formatLine).join('\n'));
