@@ -8,7 +8,7 @@
 namespace sandbox
 {
 /// "0x" and the digits, without leading zeros.
-[[nodiscard]] inline std::string hexText(std::uint64_t number)
+[[nodiscard]] inline std::string hexNumber(std::uint64_t number)
 {
     char text[19];
     std::snprintf(text, sizeof(text), "0x%llX", static_cast<unsigned long long>(number));

@@ -16,7 +16,7 @@ namespace
         arguments[name] = Json::parse(value);
     Json item{{"call", entry.call},
               {"arguments", std::move(arguments)},
-              {"result", hexText(static_cast<ULONG>(entry.result))},
+              {"result", hexNumber(static_cast<ULONG>(entry.result))},
               {"thread", entry.thread}};
     if (!entry.on.empty())
         item["on"] = toHex(entry.on);

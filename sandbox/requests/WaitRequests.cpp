@@ -68,9 +68,9 @@ Json answerSubscriptions(JsonObject& request, HANDLE)
     Json subscriptions = Json::array();
     for (const Subscription& subscription : Delivery::instance().subscriptions())
     {
-        Json item{{"connection", hexText(subscription.connection)},
+        Json item{{"connection", hexNumber(subscription.connection)},
                   {"store", toUtf8(subscription.store->name())},
-                  {"mask", hexText(subscription.mask)}};
+                  {"mask", hexNumber(subscription.mask)}};
         if (!subscription.entryId.empty())
             item["entryId"] = toHex(subscription.entryId);
         subscriptions.push_back(std::move(item));
