@@ -16,7 +16,6 @@ using utilities::Logger;
 
 namespace
 {
-constexpr std::wstring_view runName = L"AsyncMapiHelper::run";
 constexpr std::chrono::milliseconds pumpPeriod{1};
 
 void dispatchWaitingMessages()
@@ -43,17 +42,18 @@ void sleepFor(std::chrono::milliseconds duration)
 
 void AsyncMapiHelper::run(DWORD mainThreadId)
 {
+    constexpr std::wstring_view function = L"AsyncMapiHelper::run";
     try
     {
         syncThread();
     }
     catch (const utilities::exception& caught)
     {
-        utilities::reportException(caught, runName);
+        utilities::reportException(caught, function);
     }
     catch (...)
     {
-        utilities::logLine(runName, L"Unknown exception");
+        utilities::logLine(function, L"Unknown exception");
     }
     utilities::requestStop();
     if (mainThreadId != 0)

@@ -4,8 +4,8 @@
 
 #include "agent/ContactLoading.h"
 #include "agent/ContactWatcherData.h"
-#include "mapiabi/MapiTags.h"
 #include "agent/mapi/Restriction.h"
+#include "mapiabi/MapiTags.h"
 #include "utilities/Failure.h"
 #include "utilities/Logger.h"
 
@@ -13,10 +13,8 @@ using utilities::Logger;
 
 namespace
 {
-constexpr std::wstring_view subscribeName = L"ContactWatcher::subscribe";
-
 /// Lets visible folders through: those without the hidden attribute, and those for which it is false.
-mapi::Restriction visibleFolders()
+[[nodiscard]] mapi::Restriction visibleFolders()
 {
     std::vector<mapi::Restriction> parts;
     parts.push_back(mapi::Restriction::negate(mapi::Restriction::exists(PR_ATTR_HIDDEN)));
@@ -28,8 +26,8 @@ mapi::Restriction visibleFolders()
 ContactWatcher::ContactWatcher(mapi::MessageStore store, const std::wstring& displayName)
     : m_data(new Data{std::move(store), {}, {}, {}, {}})
 {
-    if (!m_data->store)
-        utilities::checkCondition(utilities::Condition{L"m_data->store"}, L"ContactWatcher::ContactWatcher");
+    constexpr std::wstring_view function = L"ContactWatcher::ContactWatcher";
+    utilities::checkCondition(static_cast<bool>(m_data->store), utilities::Condition{L"m_data->store"}, function);
     m_data->displayName = displayName;
 }
 
@@ -41,10 +39,11 @@ ContactWatcher::~ContactWatcher()
 
 void ContactWatcher::subscribe(const ChangesCallback& onChanges)
 {
+    constexpr std::wstring_view function = L"ContactWatcher::subscribe";
     Logger::instance().write(L"Subscribe to " + m_data->displayName);
     if (!m_data->store)
     {
-        utilities::logLine(subscribeName, L"store is not set!");
+        utilities::logLine(function, L"store is not set!");
         return;
     }
     if (m_data->store.isPublic())
@@ -63,11 +62,11 @@ void ContactWatcher::subscribe(const ChangesCallback& onChanges)
 
 void ContactWatcher::subscribe(IMAPIFolderPtr folder)
 {
-    if (!m_data->sink.isAdvised())
-        utilities::checkCondition(utilities::Condition{L"m_data->sink.isAdvised()"}, subscribeName);
+    constexpr std::wstring_view function = L"ContactWatcher::subscribe";
+    utilities::checkCondition(m_data->sink.isAdvised(), utilities::Condition{L"m_data->sink.isAdvised()"}, function);
     if (!folder)
     {
-        utilities::logLine(subscribeName, L"Null-pointer passed.");
+        utilities::logLine(function, L"Null-pointer passed.");
         return;
     }
     if (!mapi::maybeContactFolder(folder))
@@ -80,8 +79,8 @@ void ContactWatcher::subscribe(IMAPIFolderPtr folder)
 
 void ContactWatcher::processWatchedFolders(const mapi::FolderVisitor& visitor) const
 {
-    if (!m_data->store)
-        utilities::checkCondition(utilities::Condition{L"m_data->store"}, L"ContactWatcher::processWatchedFolders");
+    constexpr std::wstring_view function = L"ContactWatcher::processWatchedFolders";
+    utilities::checkCondition(static_cast<bool>(m_data->store), utilities::Condition{L"m_data->store"}, function);
 
     const IMAPIFolderPtr root = m_data->store.openIpmSubtree();
     const auto restriction = mapi::Restriction::build(visibleFolders());

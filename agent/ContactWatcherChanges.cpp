@@ -1,43 +1,41 @@
 // ContactWatcherChanges.cpp: the half of ContactWatcher that reacts to notifications.
 #include "agent/ContactWatcherData.h"
 #include "agent/EntryIdHash.h"
-#include "utilities/HexString.h"
 #include "utilities/Failure.h"
+#include "utilities/HexString.h"
 #include "utilities/Logger.h"
 
 namespace
 {
-constexpr std::wstring_view logNotificationName = L"`anonymous-namespace'::logNotification";
-
 // The identifiers of a notification, copied out of it.
 
-EntryId objectId(const OBJECT_NOTIFICATION& notification)
+[[nodiscard]] EntryId objectId(const OBJECT_NOTIFICATION& notification)
 {
     return mapi::makeEntryId(notification.cbEntryID, notification.lpEntryID);
 }
 
-EntryId parentId(const OBJECT_NOTIFICATION& notification)
+[[nodiscard]] EntryId parentId(const OBJECT_NOTIFICATION& notification)
 {
     return mapi::makeEntryId(notification.cbParentID, notification.lpParentID);
 }
 
-EntryId oldId(const OBJECT_NOTIFICATION& notification)
+[[nodiscard]] EntryId oldId(const OBJECT_NOTIFICATION& notification)
 {
     return mapi::makeEntryId(notification.cbOldID, notification.lpOldID);
 }
 
-EntryId oldParentId(const OBJECT_NOTIFICATION& notification)
+[[nodiscard]] EntryId oldParentId(const OBJECT_NOTIFICATION& notification)
 {
     return mapi::makeEntryId(notification.cbOldParentID, notification.lpOldParentID);
 }
 
 /// Whether the identifier stays good beyond the session, as its flags say. An empty one does not.
-bool isLongTerm(const EntryId& entryId)
+[[nodiscard]] bool isLongTerm(const EntryId& entryId)
 {
     return !entryId.empty() && entryId.front() == 0;
 }
 
-bool isEmpty(const Changes& changes)
+[[nodiscard]] bool isEmpty(const Changes& changes)
 {
     return changes.added.empty() && changes.changed.empty() && changes.deleted.empty() &&
            changes.deletedFolders.empty();
@@ -46,11 +44,12 @@ bool isEmpty(const Changes& changes)
 /// Logs a notification with the name of its object, as far as that can be opened.
 void logNotification(const mapi::MessageStore& store, const OBJECT_NOTIFICATION& notification, ULONG eventType)
 {
+    constexpr std::wstring_view function = L"`anonymous-namespace'::logNotification";
     const EntryId id = objectId(notification);
     if (id.empty())
     {
-        utilities::logLine(logNotificationName, L"Notification " + utilities::toHexNumber(std::uint64_t{eventType}) +
-                                                    L": EntryId is empty!");
+        utilities::logLine(function, L"Notification " + utilities::toHexNumber(std::uint64_t{eventType}) +
+                                         L": EntryId is empty!");
         return;
     }
 
@@ -58,7 +57,7 @@ void logNotification(const mapi::MessageStore& store, const OBJECT_NOTIFICATION&
     const HRESULT result = store.openEntry(id, object);
     if (result != S_OK)
     {
-        utilities::logHresult(logNotificationName, result); // a deleted object, usually
+        utilities::logHresult(function, result); // a deleted object, usually
         object = nullptr;
     }
     const std::wstring name = mapi::displayName(object);
@@ -149,6 +148,7 @@ bool ContactWatcher::isFromKnownOldParent(const OBJECT_NOTIFICATION& notificatio
 
 void ContactWatcher::onNewObject(const OBJECT_NOTIFICATION& notification, Changes& changes)
 {
+    constexpr std::wstring_view function = L"ContactWatcher::onNewObject";
     if (!isFromKnownParent(notification))
         return;
 
@@ -157,8 +157,7 @@ void ContactWatcher::onNewObject(const OBJECT_NOTIFICATION& notification, Change
     const HRESULT result = m_data->store.openEntry(id, object);
     if (FAILED(result) || !object)
     {
-        utilities::logHresult(L"ContactWatcher::onNewObject", result,
-                              L"Cannot open new or copied object. EntryID = " + toHexString(id));
+        utilities::logHresult(function, result, L"Cannot open new or copied object. EntryID = " + toHexString(id));
         return;
     }
     if (notification.ulObjType == MAPI_FOLDER)
@@ -173,6 +172,7 @@ void ContactWatcher::onNewObject(const OBJECT_NOTIFICATION& notification, Change
 
 void ContactWatcher::onObjectDeleted(const OBJECT_NOTIFICATION& notification, Changes& changes, bool isDeletion)
 {
+    constexpr std::wstring_view function = L"ContactWatcher::onObjectDeleted";
     const EntryId id = isDeletion ? objectId(notification) : oldId(notification);
     if (notification.ulObjType == MAPI_FOLDER)
     {
@@ -181,9 +181,8 @@ void ContactWatcher::onObjectDeleted(const OBJECT_NOTIFICATION& notification, Ch
     }
     if (!isLongTerm(id))
     {
-        utilities::logLine(L"ContactWatcher::onObjectDeleted",
-                           L"A short-term EntryId has been received for deleted object. "
-                           L"Object notification has been ignored.");
+        utilities::logLine(function, L"A short-term EntryId has been received for deleted object. "
+                                     L"Object notification has been ignored.");
         return;
     }
     changes.deleted.emplace_back(id, false);
@@ -191,6 +190,7 @@ void ContactWatcher::onObjectDeleted(const OBJECT_NOTIFICATION& notification, Ch
 
 void ContactWatcher::onContactChanged(const OBJECT_NOTIFICATION& notification, Changes& changes)
 {
+    constexpr std::wstring_view function = L"ContactWatcher::onContactChanged";
     if (notification.ulObjType != MAPI_MESSAGE)
         return;
 
@@ -209,9 +209,8 @@ void ContactWatcher::onContactChanged(const OBJECT_NOTIFICATION& notification, C
         return;
     }
     // By its bytes the identifier is another one now: to the host, another contact.
-    utilities::logLine(L"ContactWatcher::onContactChanged", L"EntryId change detected for Contact. Old Value: " +
-                                                                toHexString(former) + L"\nNewValue: " +
-                                                                toHexString(id));
+    utilities::logLine(function, L"EntryId change detected for Contact. Old Value: " + toHexString(former) +
+                                     L"\nNewValue: " + toHexString(id));
     changes.deleted.emplace_back(former, false);
     changes.added.emplace_back(object);
 }

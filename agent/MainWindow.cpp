@@ -11,7 +11,7 @@ const std::wstring mainWindowClassName = L"CorvenaLinkwellWindow";
 namespace
 {
 /// A close request that was sent to the thread and not to a window.
-bool isThreadClose(const MSG& message)
+[[nodiscard]] bool isThreadClose(const MSG& message)
 {
     return message.message == WM_CLOSE && message.hwnd == nullptr;
 }

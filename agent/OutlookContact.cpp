@@ -4,13 +4,13 @@
 
 #include <array>
 
-#include "utilities/HexString.h"
-#include "agent/mapi/PropertyReading.h"
 #include "agent/mapi/MapiMessageStore.h"
 #include "agent/mapi/MapiRuntime.h"
 #include "agent/mapi/MapiSession.h"
 #include "agent/mapi/PropTagArray.h"
+#include "agent/mapi/PropertyReading.h"
 #include "utilities/Failure.h"
+#include "utilities/HexString.h"
 
 namespace
 {
@@ -48,18 +48,18 @@ constexpr std::array<ULONG, 12> wireFields = {
 
 constexpr std::wstring_view exchangeAddressType = L"EX"; // exactly: "ex" is an address of an unknown kind
 
-std::wstring textOf(const SPropValue& value)
+[[nodiscard]] std::wstring textOf(const SPropValue& value)
 {
     return value.Value.lpszW != nullptr ? std::wstring(value.Value.lpszW) : std::wstring();
 }
 
-EntryId bytesOf(const SPropValue& value)
+[[nodiscard]] EntryId bytesOf(const SPropValue& value)
 {
     return mapi::makeEntryId(value.Value.bin.cb, value.Value.bin.lpb);
 }
 
 /// A value as the record holds it; empty for what the record does not hold, such as the error in place of a value.
-std::wstring recordText(const SPropValue& value)
+[[nodiscard]] std::wstring recordText(const SPropValue& value)
 {
     if (value.ulPropTag == PR_SMTP_ADDRESS_W)
         return {};
@@ -75,7 +75,7 @@ std::wstring recordText(const SPropValue& value)
 }
 
 /// The SMTP address of an entry of the address book, asked of the session; empty when it can't be had.
-std::wstring readSmtpAddress(const EntryId& entryId)
+[[nodiscard]] std::wstring readSmtpAddress(const EntryId& entryId)
 {
     if (!mapi::Session::s_session)
         return {};
@@ -106,6 +106,7 @@ OutlookContact::OutlookContact(const EntryId& entryId, const EntryId& parentEntr
 
 void OutlookContact::load(IMAPIPropPtr message)
 {
+    constexpr std::wstring_view function = L"OutlookContact::load";
     if (!message)
         return;
 
@@ -117,7 +118,7 @@ void OutlookContact::load(IMAPIPropPtr message)
                                               if (std::wstring text = recordText(value); !text.empty())
                                                   values[value.ulPropTag] = std::move(text);
                                           });
-    utilities::checkHresult(L"OutlookContact::load", result);
+    utilities::checkHresult(function, result);
     values[PR_SMTP_ADDRESS_W] = resolveEmailAddress(message);
     m_values.swap(values);
 }

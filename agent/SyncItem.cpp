@@ -2,12 +2,12 @@
 
 #include <utility>
 
-#include "utilities/HexString.h"
 #include "agent/OutlookContact.h"
+#include "utilities/HexString.h"
 
 namespace
 {
-std::wstring loadContactText(IMAPIPropPtr message)
+[[nodiscard]] std::wstring loadContactText(IMAPIPropPtr message)
 {
     OutlookContact contact;
     contact.load(std::move(message));

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "utilities/HexString.h"
 #include "agent/mapi/MapiSession.h"
 #include "utilities/Failure.h"
+#include "utilities/HexString.h"
 #include "utilities/IPCClient.h"
 #include "utilities/Logger.h"
 
@@ -16,7 +16,7 @@ using Watchers = std::vector<std::shared_ptr<ContactWatcher>>;
 
 constexpr const wchar_t* messageVersion = L"2"; // hosts expect it in every message
 
-const wchar_t* operationWord(SyncOperation operation)
+[[nodiscard]] const wchar_t* operationWord(SyncOperation operation)
 {
     switch (operation)
     {
@@ -32,12 +32,12 @@ const wchar_t* operationWord(SyncOperation operation)
     return L"";
 }
 
-const wchar_t* trueOrFalse(bool value)
+[[nodiscard]] const wchar_t* trueOrFalse(bool value)
 {
     return value ? L"true" : L"false";
 }
 
-std::wstring quoted(const std::wstring& name)
+[[nodiscard]] std::wstring quoted(const std::wstring& name)
 {
     return L'"' + name + L'"';
 }
@@ -49,15 +49,16 @@ void logStoreInfo(const mapi::MsgStoreInfo& info)
                              toHexString(info.entryId));
 }
 
-IMsgStorePtr tryOpenStore(const mapi::MsgStoreInfo& info)
+[[nodiscard]] IMsgStorePtr tryOpenStore(const mapi::MsgStoreInfo& info)
 {
+    constexpr std::wstring_view function = L"`anonymous-namespace'::tryOpenStore";
     try
     {
         return mapi::Session::openStore(mapi::entryIdSize(info.entryId), mapi::entryIdBytes(info.entryId));
     }
     catch (const utilities::exception& caught)
     {
-        utilities::reportException(caught, L"`anonymous-namespace'::tryOpenStore");
+        utilities::reportException(caught, function);
         return nullptr;
     }
 }
@@ -88,11 +89,12 @@ SyncManager::~SyncManager()
 
 void SyncManager::createWatchers()
 {
+    constexpr std::wstring_view function = L"SyncManager::createWatchers";
     Watchers watchers;
     mapi::Session::enumerateStores([&watchers](const mapi::MsgStoreInfo& info) { addWatcher(watchers, info); });
     if (watchers.empty())
-        throw utilities::exception(utilities::formatMessage(L"SyncManager::createWatchers",
-                                                            L"Cannot find message stores for synchronization"));
+        throw utilities::exception(
+            utilities::formatMessage(function, L"Cannot find message stores for synchronization"));
     std::stable_partition(watchers.begin(), watchers.end(),
                           [](const auto& watcher) { return !watcher->store().isPublic(); });
     m_watchers.swap(watchers);

@@ -12,7 +12,7 @@ namespace
 {
 constexpr std::wstring_view defaultResultText = L"MAPI call failed";
 
-std::wstring fromAscii(std::string_view text)
+[[nodiscard]] std::wstring fromAscii(std::string_view text)
 {
     return {text.begin(), text.end()};
 }
@@ -91,17 +91,20 @@ std::wstring formatLocation(std::wstring_view function, const char* sourcePath, 
     return location;
 }
 
-void checkCondition(Condition condition, std::wstring_view function, SourceLocation where)
+void checkCondition(bool holds, Condition condition, std::wstring_view function, SourceLocation where)
 {
+    if (holds)
+        return;
     std::wstring message = L"condition \"";
     message += condition.text;
     message += L"\" failed";
     throw exception(message + formatLocation(function, where.file_name(), where.line()));
 }
 
-void checkCondition(Precondition precondition, std::wstring_view function, SourceLocation where)
+void checkCondition(bool holds, Precondition precondition, std::wstring_view function, SourceLocation where)
 {
-    throw exception(std::wstring(precondition.words) + formatLocation(function, where.file_name(), where.line()));
+    if (!holds)
+        throw exception(std::wstring(precondition.words) + formatLocation(function, where.file_name(), where.line()));
 }
 
 exception cancelled(std::wstring_view function)

@@ -20,13 +20,13 @@ namespace utilities
 {
 using SourceLocation = std::source_location;
 
-/// The source text of a condition that did not hold, as written in the code.
+/// The source text of a condition, as written in the code.
 struct Condition
 {
     std::wstring_view text;
 };
 
-/// What was expected, in words, where the condition's own text would tell a reader nothing.
+/// What was expected, in words, where the condition's own text would say nothing to a reader.
 struct Precondition
 {
     std::wstring_view words;
@@ -60,13 +60,13 @@ void logLine(std::wstring_view function, std::wstring_view text);
 /// Logs "<function>: Exception has been caught and will be rethrown: <what>". The caller rethrows.
 void logRethrow(std::wstring_view function, const exception& caught);
 
-/// Throws `exception` with "condition "<text>" failed (<function> in <file>, line <line>)". The caller makes the test.
-[[noreturn]] void checkCondition(Condition condition, std::wstring_view function,
-                                 SourceLocation where = SourceLocation::current());
+/// Throws `exception` with "condition "<text>" failed (<function> in <file>, line <line>)" unless the condition holds.
+void checkCondition(bool holds, Condition condition, std::wstring_view function,
+                    SourceLocation where = SourceLocation::current());
 
-/// Throws `exception` with "<words> (<function> in <file>, line <line>)". The caller makes the test.
-[[noreturn]] void checkCondition(Precondition precondition, std::wstring_view function,
-                                 SourceLocation where = SourceLocation::current());
+/// Throws `exception` with "<words> (<function> in <file>, line <line>)" unless the precondition holds.
+void checkCondition(bool holds, Precondition precondition, std::wstring_view function,
+                    SourceLocation where = SourceLocation::current());
 
 /// " (<function> in <file>, line <line>)", where <file> is what follows the last backslash of the compile-time path, or
 /// the whole path if it has none.

@@ -10,7 +10,7 @@ namespace
 constexpr const wchar_t* pipeName = L"CorvenaLinkwell"; // the same for every process, user and logon
 const std::vector<BYTE> acknowledgement = {'a', 'c', 'k'};
 
-std::vector<BYTE> makeRequest(const std::wstring& text)
+[[nodiscard]] std::vector<BYTE> makeRequest(const std::wstring& text)
 {
     utilities::Utf8Text utf8(text);
     const std::string_view bytes = utf8.bytes();

@@ -20,7 +20,7 @@ void appendNumber(std::wstring& text, unsigned number, std::size_t width)
 }
 
 /// Each line feed as carriage return and line feed. One pass: a record can be a whole snapshot.
-std::wstring withWindowsLineEnds(std::wstring text)
+[[nodiscard]] std::wstring withWindowsLineEnds(std::wstring text)
 {
     std::wstring result;
     result.reserve(text.size() + static_cast<std::size_t>(std::count(text.begin(), text.end(), L'\n')));

@@ -16,7 +16,7 @@ class Logger
 {
 public:
     /// The one instance; made on the first call, from whichever thread. At the end of the process it finishes the log.
-    static Logger& instance();
+    [[nodiscard]] static Logger& instance();
 
     Logger(const Logger&) = delete;
     Logger& operator=(const Logger&) = delete;

@@ -12,12 +12,12 @@ namespace
 constexpr DWORD busyWaitMilliseconds = 5000;
 constexpr DWORD readBufferSize = 64;
 
-std::wstring pipePath(const std::wstring& name)
+[[nodiscard]] std::wstring pipePath(const std::wstring& name)
 {
     return L"\\\\.\\pipe\\" + name;
 }
 
-std::wstring errorCode(DWORD error)
+[[nodiscard]] std::wstring errorCode(DWORD error)
 {
     return L"error=0x" + toHexNumber(std::uint64_t{error});
 }

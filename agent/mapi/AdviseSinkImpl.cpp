@@ -36,6 +36,7 @@ ULONG STDMETHODCALLTYPE AdviseSinkImpl::Release()
 
 ULONG STDMETHODCALLTYPE AdviseSinkImpl::OnNotify(ULONG count, NOTIFICATION* notifications)
 {
+    constexpr std::wstring_view function = L"AdviseSinkImpl::OnNotify";
     if (!m_handler)
         return S_OK;
     try
@@ -44,7 +45,7 @@ ULONG STDMETHODCALLTYPE AdviseSinkImpl::OnNotify(ULONG count, NOTIFICATION* noti
     }
     catch (const utilities::exception& caught)
     {
-        utilities::reportException(caught, L"AdviseSinkImpl::OnNotify");
+        utilities::reportException(caught, function);
     }
     return S_OK;
 }

@@ -15,7 +15,7 @@ namespace
 {
 /// As the streams of Windows' own compiler print it: all 16 digits, upper case. No stream is used, here or elsewhere in
 /// the agent: the first one would triple the size of the program.
-std::wstring pointerText(const void* pointer)
+[[nodiscard]] std::wstring pointerText(const void* pointer)
 {
     constexpr wchar_t digits[] = L"0123456789ABCDEF";
     const auto address = reinterpret_cast<std::uintptr_t>(pointer);
@@ -28,6 +28,7 @@ std::wstring pointerText(const void* pointer)
 
 void* allocateElements(ULONG count, std::size_t elementSize, void* parent, std::source_location where)
 {
+    constexpr std::wstring_view function = L"mapi::allocate";
     if (count == 0)
         return nullptr;
 
@@ -38,7 +39,7 @@ void* allocateElements(ULONG count, std::size_t elementSize, void* parent, std::
     {
         const std::wstring text =
             L"MAPI cannot allocate buffer for cb = " + std::to_wstring(count) + L"parent = " + pointerText(parent);
-        utilities::Logger::instance().write(utilities::formatHresult(L"mapi::allocate", where.line(), result, text));
+        utilities::Logger::instance().write(utilities::formatHresult(function, where.line(), result, text));
         std::terminate();
     }
     std::memset(block, 0, size);

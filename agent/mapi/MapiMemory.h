@@ -13,7 +13,7 @@ namespace impl
 {
 /// Zeroed memory for `count` elements of `elementSize` bytes; never null but for a count of 0. When MAPI has none, the
 /// failure is logged and the process ends.
-void* allocateElements(ULONG count, std::size_t elementSize, void* parent, std::source_location where);
+[[nodiscard]] void* allocateElements(ULONG count, std::size_t elementSize, void* parent, std::source_location where);
 
 template <class T, class... Ts>
 concept OneOf = (std::same_as<T, Ts> || ...);

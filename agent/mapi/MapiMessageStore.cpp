@@ -3,18 +3,16 @@
 #include <utility>
 
 #include "agent/mapi/MapiSession.h"
-#include "mapiabi/MapiTags.h"
 #include "agent/mapi/MapiUtilities.h"
 #include "agent/mapi/MsgStoreInfo.h"
 #include "agent/mapi/PropReaders.h"
+#include "mapiabi/MapiTags.h"
 #include "utilities/Failure.h"
 
 namespace mapi
 {
 namespace
 {
-constexpr std::wstring_view testHierarchyName = L"mapi::MessageStore::testHierarchy";
-
 template <class Container>
 HRESULT openEntryIn(Container container, const EntryId& entryId, const IID& iid, IUnknown** object)
 {
@@ -34,7 +32,7 @@ HRESULT openEntryIn(Container container, const EntryId& entryId, const IID& iid,
 }
 
 /// Walks from the object towards the top of the store until it meets the root.
-bool isBelow(const IMsgStorePtr& store, const EntryId& rootId, IMAPIPropPtr current)
+[[nodiscard]] bool isBelow(const IMsgStorePtr& store, const EntryId& rootId, IMAPIPropPtr current)
 {
     for (;;)
     {
@@ -60,29 +58,29 @@ MessageStore::operator bool() const noexcept
 
 HRESULT MessageStore::openEntry(const EntryId& entryId, IMAPIPropPtr& object) const
 {
-    if (!m_store)
-        utilities::checkCondition(utilities::Condition{L"m_store"}, L"mapi::MessageStore::openEntry");
+    constexpr std::wstring_view function = L"mapi::MessageStore::openEntry";
+    utilities::checkCondition(m_store, utilities::Condition{L"m_store"}, function);
     return impl::openEntry(m_store, entryId, IID_IMAPIProp, impl::unknownSlot(object));
 }
 
 IMAPIFolderPtr MessageStore::openFolder(const EntryId& entryId) const
 {
-    if (!m_store)
-        utilities::checkCondition(utilities::Condition{L"m_store"}, L"mapi::MessageStore::openFolder");
+    constexpr std::wstring_view function = L"mapi::MessageStore::openFolder";
+    utilities::checkCondition(m_store, utilities::Condition{L"m_store"}, function);
     return mapi::openEntry(m_store, entryId);
 }
 
 bool MessageStore::isPublic() const
 {
-    if (!m_store)
-        utilities::checkCondition(utilities::Condition{L"m_store"}, L"mapi::MessageStore::isPublic");
+    constexpr std::wstring_view function = L"mapi::MessageStore::isPublic";
+    utilities::checkCondition(m_store, utilities::Condition{L"m_store"}, function);
     return isPublicProvider(readBinary(m_store, PR_MDB_PROVIDER));
 }
 
 IMAPIFolderPtr MessageStore::openIpmSubtree() const
 {
-    if (!m_store)
-        utilities::checkCondition(utilities::Condition{L"m_store"}, L"mapi::MessageStore::openIpmSubtree");
+    constexpr std::wstring_view function = L"mapi::MessageStore::openIpmSubtree";
+    utilities::checkCondition(m_store, utilities::Condition{L"m_store"}, function);
     return openFolder(readBinary(m_store, PR_IPM_SUBTREE_ENTRYID));
 }
 
@@ -90,7 +88,8 @@ bool MessageStore::testHierarchy(IMAPIPropPtr root, IMAPIFolderPtr object) const
 {
     const auto log = [](const std::wstring& text)
     {
-        utilities::logLine(testHierarchyName, text);
+        constexpr std::wstring_view function = L"mapi::MessageStore::testHierarchy";
+        utilities::logLine(function, text);
     };
 
     const std::wstring rootName = displayName(root);
@@ -125,9 +124,9 @@ bool MessageStore::testHierarchy(IMAPIPropPtr root, IMAPIFolderPtr object) const
 
 IMAPIFolderPtr openEntry(IMsgStorePtr container, const EntryId& entryId)
 {
+    constexpr std::wstring_view function = L"mapi::openEntry";
     IMAPIFolderPtr folder;
-    utilities::checkHresult(L"mapi::openEntry",
-                            impl::openEntry(container, entryId, IID_IMAPIFolder, impl::unknownSlot(folder)));
+    utilities::checkHresult(function, impl::openEntry(container, entryId, IID_IMAPIFolder, impl::unknownSlot(folder)));
     return folder;
 }
 

@@ -23,7 +23,7 @@ using WideBuffer = std::array<wchar_t, pathLimit + 1>;
 
 // ---- Search --------------------------------------------------------------------------------------------------------
 
-HMODULE loadedModule(const wchar_t* name)
+[[nodiscard]] HMODULE loadedModule(const wchar_t* name)
 {
     HMODULE module = nullptr;
     return GetModuleHandleExW(0, name, &module) ? module : nullptr;
@@ -52,7 +52,7 @@ LSTATUS readNarrow(HKEY key, const char* name, WideBuffer& value)
 
 /// The module that the client's installer has put in place, as the MAPI stub tells. The path buffer is used as narrow
 /// characters.
-HMODULE loadComponent(const WideBuffer& component, const WideBuffer& language, WideBuffer& path)
+[[nodiscard]] HMODULE loadComponent(const WideBuffer& component, const WideBuffer& language, WideBuffer& path)
 {
     HMODULE stub = LoadLibraryW(L"mapi32.dll");
     if (stub == nullptr)
@@ -73,7 +73,7 @@ HMODULE loadComponent(const WideBuffer& component, const WideBuffer& language, W
 }
 
 /// The module that a value of the client's key names. A value that is no text leaves the path buffer as it is.
-HMODULE loadNamedByValue(HKEY clientKey, const wchar_t* name, WideBuffer& value, WideBuffer& path)
+[[nodiscard]] HMODULE loadNamedByValue(HKEY clientKey, const wchar_t* name, WideBuffer& value, WideBuffer& path)
 {
     DWORD type = REG_NONE;
     if (readWide(clientKey, name, type, value) != ERROR_SUCCESS)
@@ -92,7 +92,7 @@ HMODULE loadNamedByValue(HKEY clientKey, const wchar_t* name, WideBuffer& value,
     return LoadLibraryW(path.data());
 }
 
-HMODULE loadSystemModule()
+[[nodiscard]] HMODULE loadSystemModule()
 {
     WideBuffer directory{};
     if (GetSystemDirectoryW(directory.data(), pathLimit) == 0)
@@ -102,7 +102,7 @@ HMODULE loadSystemModule()
     return LoadLibraryW(path.c_str());
 }
 
-HMODULE findRuntime()
+[[nodiscard]] HMODULE findRuntime()
 {
     for (const wchar_t* const name : {L"olmapi32.dll", L"msmapi32.dll"})
     {
@@ -125,7 +125,7 @@ public:
     constexpr explicit EntryPoint(const char* name) noexcept : m_name(name) {}
 
     /// The function, or null when the runtime or the name in it can't be had.
-    Function* bound()
+    [[nodiscard]] Function* bound()
     {
         if (m_generation.load(std::memory_order_acquire) != mapiGeneration || mapiModule == nullptr)
             bind();

@@ -17,12 +17,12 @@ extern std::atomic<ULONG> mapiGeneration;
 
 /// The runtime, or null. Searches as long as none has been found: a runtime that the process has already loaded, the
 /// default mail client's, "mapi32.dll" of the system directory.
-HMODULE getMapiModule();
+[[nodiscard]] HMODULE getMapiModule();
 
 /// Loads the MAPI runtime that a mail client has registered under HKEY_LOCAL_MACHINE "Software\Clients\Mail": by its
 /// installer's component, else by "DllPathEx", else by "DllPath". Null when there is none. The registry keys stay open.
 /// @param clientName  the client, or null for the machine's default.
-HMODULE loadDefaultMailClientModule(const wchar_t* clientName);
+[[nodiscard]] HMODULE loadDefaultMailClientModule(const wchar_t* clientName);
 
 /// The nine entry points of the runtime, bound by name when they are first called. Each has the signature and the result
 /// of its published function; the comment tells the result when it can't be called.

@@ -1,10 +1,10 @@
 #include "agent/mapi/MapiSession.h"
 
 #include "agent/mapi/MapiRuntime.h"
-#include "mapiabi/MapiTags.h"
 #include "agent/mapi/PropReaders.h"
 #include "agent/mapi/PropTagArray.h"
 #include "agent/mapi/Rowset.h"
+#include "mapiabi/MapiTags.h"
 #include "utilities/Failure.h"
 #include "utilities/Logger.h"
 
@@ -29,22 +29,23 @@ constexpr utilities::Precondition sessionActive{L"MAPI session is not active"};
 bool stepDone(HRESULT result, std::wstring_view failure,
               utilities::SourceLocation where = utilities::SourceLocation::current())
 {
+    constexpr std::wstring_view function = L"mapi::Session::shutdown";
     if (result != S_OK)
-        logHresult(L"mapi::Session::shutdown", result, failure, where);
+        logHresult(function, result, failure, where);
     return result == S_OK;
 }
 
-std::wstring text(const SPropValue& value)
+[[nodiscard]] std::wstring text(const SPropValue& value)
 {
     return impl::Reader<_SPropValue, wchar_t*>::read(&value);
 }
 
-EntryId bytes(const SPropValue& value)
+[[nodiscard]] EntryId bytes(const SPropValue& value)
 {
     return impl::Reader<_SPropValue, SBinary>::read(&value);
 }
 
-MsgStoreInfo storeInfo(const Rowset::TableRow& row)
+[[nodiscard]] MsgStoreInfo storeInfo(const Rowset::TableRow& row)
 {
     MsgStoreInfo info;
     for (const SPropValue& value : row.values())
@@ -76,7 +77,8 @@ MsgStoreInfo storeInfo(const Rowset::TableRow& row)
 
 Session::Session()
 {
-    checkHresult(L"mapi::Session::Session", MAPIInitialize(nullptr), L"Initialize MAPI");
+    constexpr std::wstring_view function = L"mapi::Session::Session";
+    checkHresult(function, MAPIInitialize(nullptr), L"Initialize MAPI");
 }
 
 Session::~Session()
@@ -87,8 +89,7 @@ Session::~Session()
 void Session::open()
 {
     constexpr std::wstring_view function = L"mapi::Session::open";
-    if (s_session)
-        checkCondition(utilities::Precondition{L"MAPI session is already active"}, function);
+    checkCondition(!s_session, utilities::Precondition{L"MAPI session is already active"}, function);
 
     IMAPISessionPtr session;
     checkHresult(function, MAPILogonEx(0, nullptr, nullptr, logonFlags, &session), L"Logon to MAPI");
@@ -97,12 +98,13 @@ void Session::open()
 
 void Session::logoff()
 {
+    constexpr std::wstring_view function = L"mapi::Session::logoff";
     if (!s_session)
         return;
     Logger::instance().write(L"Logoff...");
     const HRESULT result = s_session->Logoff(0, 0, 0);
     if (result != S_OK)
-        logHresult(L"mapi::Session::logoff", result);
+        logHresult(function, result);
 }
 
 HRESULT Session::shutdown()
@@ -129,8 +131,7 @@ HRESULT Session::shutdown()
 IMsgStorePtr Session::openStore(ULONG entryIdSize, ENTRYID* entryId)
 {
     constexpr std::wstring_view function = L"mapi::Session::openStore";
-    if (!s_session)
-        checkCondition(sessionActive, function);
+    checkCondition(s_session, sessionActive, function);
 
     IMsgStorePtr store;
     checkHresult(function, s_session->OpenMsgStore(0, entryIdSize, entryId, &IID_IMsgStore, openStoreFlags, &store));
@@ -140,10 +141,9 @@ IMsgStorePtr Session::openStore(ULONG entryIdSize, ENTRYID* entryId)
 void Session::enumerateStores(const StoreFunction& storeFunction)
 {
     constexpr std::wstring_view function = L"mapi::Session::enumerateStores";
-    if (!s_session)
-        checkCondition(sessionActive, function);
-    if (!storeFunction)
-        checkCondition(utilities::Precondition{L"enumerator function is not specified"}, function);
+    checkCondition(s_session, sessionActive, function);
+    checkCondition(storeFunction != nullptr, utilities::Precondition{L"enumerator function is not specified"},
+                   function);
 
     IMAPITablePtr table;
     checkHresult(function, s_session->GetMsgStoresTable(0, &table));
@@ -155,8 +155,7 @@ void Session::enumerateStores(const StoreFunction& storeFunction)
 bool Session::isSameObject(const EntryId& first, const EntryId& second)
 {
     constexpr std::wstring_view function = L"mapi::Session::isSameObject";
-    if (!s_session)
-        checkCondition(utilities::Condition{L"s_session"}, function);
+    checkCondition(s_session, utilities::Condition{L"s_session"}, function);
     if (first.empty() || second.empty())
         return false;
 

@@ -1,11 +1,11 @@
 #include "agent/mapi/MapiUtilities.h"
 
-#include "mapiabi/MapiTags.h"
 #include "agent/mapi/PropReaders.h"
 #include "agent/mapi/PropTagArray.h"
 #include "agent/mapi/PropValue.h"
 #include "agent/mapi/Restriction.h"
 #include "agent/mapi/Rowset.h"
+#include "mapiabi/MapiTags.h"
 #include "utilities/Failure.h"
 #include "utilities/Logger.h"
 #include "utilities/StopRequested.h"
@@ -30,7 +30,7 @@ struct FolderRow
     std::wstring name;
 };
 
-FolderRow readFolderRow(const Rowset::TableRow& row)
+[[nodiscard]] FolderRow readFolderRow(const Rowset::TableRow& row)
 {
     FolderRow folder;
     for (const SPropValue& value : row.values())
@@ -54,7 +54,7 @@ FolderRow readFolderRow(const Rowset::TableRow& row)
 }
 
 /// Reads an identifier for which a caller always gets the failure, and the log has it once more.
-EntryId readIdentifier(IMAPIPropPtr object, ULONG tag, std::wstring_view function)
+[[nodiscard]] EntryId readIdentifier(IMAPIPropPtr object, ULONG tag, std::wstring_view function)
 {
     try
     {
@@ -71,8 +71,7 @@ EntryId readIdentifier(IMAPIPropPtr object, ULONG tag, std::wstring_view functio
 bool isContactFolder(IMAPIFolderPtr folder)
 {
     constexpr std::wstring_view function = L"mapi::isContactFolder";
-    if (!folder)
-        checkCondition(Condition{L"folder"}, function);
+    checkCondition(folder, Condition{L"folder"}, function);
 
     std::wstring folderClass;
     if (hasProperty(folder, PR_CONTAINER_CLASS_W))
@@ -93,8 +92,7 @@ bool isContactFolder(IMAPIFolderPtr folder)
 bool maybeContactFolder(IMAPIFolderPtr folder)
 {
     constexpr std::wstring_view function = L"mapi::maybeContactFolder";
-    if (!folder)
-        checkCondition(Condition{L"folder"}, function);
+    checkCondition(folder, Condition{L"folder"}, function);
 
     try
     {
@@ -118,8 +116,7 @@ bool maybeContactFolder(IMAPIFolderPtr folder)
 bool hasProperty(IMAPIPropPtr obj, ULONG tag)
 {
     constexpr std::wstring_view function = L"mapi::hasProperty";
-    if (!obj)
-        checkCondition(Condition{L"obj"}, function);
+    checkCondition(obj, Condition{L"obj"}, function);
 
     PropTagArray tags;
     checkHresult(function, obj->GetPropList(MAPI_UNICODE, tags.put()));
@@ -134,8 +131,7 @@ bool hasProperty(IMAPIPropPtr obj, ULONG tag)
 IMAPITablePtr getContentsTable(IMAPIFolderPtr folder)
 {
     constexpr std::wstring_view function = L"mapi::getContentsTable";
-    if (!folder)
-        checkCondition(Condition{L"folder"}, function);
+    checkCondition(folder, Condition{L"folder"}, function);
 
     IMAPITablePtr table;
     checkHresult(function, folder->GetContentsTable(MAPI_UNICODE, &table), L"GetContentsTable");
@@ -145,8 +141,7 @@ IMAPITablePtr getContentsTable(IMAPIFolderPtr folder)
 IMAPITablePtr getHierarchyTable(IMAPIFolderPtr folder)
 {
     constexpr std::wstring_view function = L"mapi::getHierarchyTable";
-    if (!folder)
-        checkCondition(Condition{L"folder"}, function);
+    checkCondition(folder, Condition{L"folder"}, function);
 
     IMAPITablePtr table;
     // The words of the other table: a settled text. The function's name tells the two apart.
@@ -163,7 +158,10 @@ std::vector<IMAPIFolderPtr> getSubfolders(IMAPIFolderPtr folder, SRestriction* r
     IMAPITablePtr table = getHierarchyTable(folder);
     const PropTagArray columns{PR_ENTRYID, PR_DISPLAY_NAME_W, PR_OBJECT_TYPE};
     if (restriction != nullptr)
-        checkHresult(L"mapi::getSubfolders", table->Restrict(restriction, TBL_BATCH));
+    {
+        constexpr std::wstring_view function = L"mapi::getSubfolders";
+        checkHresult(function, table->Restrict(restriction, TBL_BATCH));
+    }
 
     const auto openSubfolder = [&folder, &subfolders](const Rowset::TableRow& row)
     {
@@ -191,8 +189,9 @@ std::vector<IMAPIFolderPtr> getSubfolders(IMAPIFolderPtr folder, SRestriction* r
 
 void traverseFolders(IMAPIFolderPtr folder, SRestriction* restriction, const FolderVisitor& visitor)
 {
+    constexpr std::wstring_view function = L"mapi::traverseFolders";
     if (utilities::stopRequested)
-        throw utilities::cancelled(L"mapi::traverseFolders");
+        throw utilities::cancelled(function);
     if (!folder)
         return;
     visitor(folder);
@@ -202,12 +201,14 @@ void traverseFolders(IMAPIFolderPtr folder, SRestriction* restriction, const Fol
 
 EntryId entryId(IMAPIPropPtr object)
 {
-    return readIdentifier(object, PR_ENTRYID, L"mapi::entryId");
+    constexpr std::wstring_view function = L"mapi::entryId";
+    return readIdentifier(object, PR_ENTRYID, function);
 }
 
 EntryId parentEntryId(IMAPIPropPtr object)
 {
-    return readIdentifier(object, PR_PARENT_ENTRYID, L"mapi::parentEntryId");
+    constexpr std::wstring_view function = L"mapi::parentEntryId";
+    return readIdentifier(object, PR_PARENT_ENTRYID, function);
 }
 
 bool isFolder(IMAPIPropPtr object)

@@ -34,7 +34,7 @@ void requireType(const SPropValue* value, ULONG expected, std::wstring_view func
 }
 
 template <class Member>
-auto readProperty(IMAPIPropPtr object, ULONG tag)
+[[nodiscard]] auto readProperty(IMAPIPropPtr object, ULONG tag)
 {
     PropValue value;
     value.read(object, tag);
@@ -46,39 +46,45 @@ namespace impl
 {
 LONG PropValueAccessorT<PT_LONG, 0>::read(const SPropValue* value)
 {
-    requireType(value, PT_LONG, L"mapi::impl::PropValueAccessorT<3,0>::read");
+    constexpr std::wstring_view function = L"mapi::impl::PropValueAccessorT<3,0>::read";
+    requireType(value, PT_LONG, function);
     return value->Value.l;
 }
 
 const wchar_t* PropValueAccessorT<PT_UNICODE, 0>::read(const SPropValue* value)
 {
-    requireType(value, PT_UNICODE, L"mapi::impl::PropValueAccessorT<31,0>::read");
+    constexpr std::wstring_view function = L"mapi::impl::PropValueAccessorT<31,0>::read";
+    requireType(value, PT_UNICODE, function);
     return value->Value.lpszW;
 }
 
 SBinary PropValueAccessorT<PT_BINARY, 0>::read(const SPropValue* value)
 {
-    requireType(value, PT_BINARY, L"mapi::impl::PropValueAccessorT<258,0>::read");
+    constexpr std::wstring_view function = L"mapi::impl::PropValueAccessorT<258,0>::read";
+    requireType(value, PT_BINARY, function);
     return value->Value.bin;
 }
 
 EntryId Reader<_SPropValue, SBinary>::read(const SPropValue* value)
 {
-    requireValue(value, L"mapi::impl::Reader<struct _SPropValue,struct _SBinary>::read");
+    constexpr std::wstring_view function = L"mapi::impl::Reader<struct _SPropValue,struct _SBinary>::read";
+    requireValue(value, function);
     const SBinary bytes = PropValueAccessorT<PT_BINARY, 0>::read(value);
     return makeEntryId(bytes.cb, bytes.lpb);
 }
 
 std::wstring Reader<_SPropValue, wchar_t*>::read(const SPropValue* value)
 {
-    requireValue(value, L"mapi::impl::Reader<struct _SPropValue,wchar_t *>::read");
+    constexpr std::wstring_view function = L"mapi::impl::Reader<struct _SPropValue,wchar_t *>::read";
+    requireValue(value, function);
     const wchar_t* const text = PropValueAccessorT<PT_UNICODE, 0>::read(value);
     return text != nullptr ? std::wstring(text) : std::wstring();
 }
 
 LONG Reader<_SPropValue, LONG>::read(const SPropValue* value)
 {
-    requireValue(value, L"mapi::impl::Reader<struct _SPropValue,long>::read");
+    constexpr std::wstring_view function = L"mapi::impl::Reader<struct _SPropValue,long>::read";
+    requireValue(value, function);
     return PropValueAccessorT<PT_LONG, 0>::read(value);
 }
 } // namespace impl

@@ -18,19 +18,19 @@ struct PropValueAccessorT;
 template <>
 struct PropValueAccessorT<PT_LONG, 0>
 {
-    static LONG read(const SPropValue* value);
+    [[nodiscard]] static LONG read(const SPropValue* value);
 };
 
 template <>
 struct PropValueAccessorT<PT_UNICODE, 0>
 {
-    static const wchar_t* read(const SPropValue* value); // borrowed from the value
+    [[nodiscard]] static const wchar_t* read(const SPropValue* value); // borrowed from the value
 };
 
 template <>
 struct PropValueAccessorT<PT_BINARY, 0>
 {
-    static SBinary read(const SPropValue* value); // its bytes are borrowed from the value
+    [[nodiscard]] static SBinary read(const SPropValue* value); // its bytes are borrowed from the value
 };
 
 /// Turns the member of a value into a type of our own. Throws for a null value, and as its accessor does.
@@ -40,19 +40,19 @@ struct Reader;
 template <>
 struct Reader<_SPropValue, SBinary>
 {
-    static EntryId read(const SPropValue* value);
+    [[nodiscard]] static EntryId read(const SPropValue* value);
 };
 
 template <>
 struct Reader<_SPropValue, wchar_t*>
 {
-    static std::wstring read(const SPropValue* value); // empty for a null string
+    [[nodiscard]] static std::wstring read(const SPropValue* value); // empty for a null string
 };
 
 template <>
 struct Reader<_SPropValue, LONG>
 {
-    static LONG read(const SPropValue* value);
+    [[nodiscard]] static LONG read(const SPropValue* value);
 };
 } // namespace impl
 

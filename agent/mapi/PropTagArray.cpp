@@ -18,9 +18,10 @@ PropTagArray::PropTagArray(std::initializer_list<ULONG> tags) : PropTagArray(std
 
 ULONG& PropTagArray::at(std::size_t index) const
 {
+    constexpr std::wstring_view function = L"mapi::PropTagArray::at";
     SPropTagArray* const array = get();
     if (array == nullptr || array->cValues == 0 || index >= array->cValues || index == npos)
-        throw utilities::exception(utilities::formatMessage(L"mapi::PropTagArray::at", L"index is out of scope"));
+        throw utilities::exception(utilities::formatMessage(function, L"index is out of scope"));
     return array->aulPropTag[index];
 }
 } // namespace mapi

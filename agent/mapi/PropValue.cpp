@@ -10,7 +10,7 @@ namespace mapi
 {
 namespace
 {
-wchar_t* copyString(const wchar_t* source, void* owner)
+[[nodiscard]] wchar_t* copyString(const wchar_t* source, void* owner)
 {
     if (source == nullptr)
         return nullptr;
@@ -39,11 +39,13 @@ PropValue PropValue::makeBoolean(ULONG tag, bool boolean)
 
 void PropValue::read(IMAPIPropPtr object, ULONG tag)
 {
-    utilities::checkHresult(L"mapi::PropValue::read", HrGetOneProp(object, tag, put()));
+    constexpr std::wstring_view function = L"mapi::PropValue::read";
+    utilities::checkHresult(function, HrGetOneProp(object, tag, put()));
 }
 
 SPropValue* copyPropValue(const SPropValue* source, void* parent)
 {
+    constexpr std::wstring_view function = L"mapi::copyPropValue";
     if (source == nullptr)
         return nullptr;
 
@@ -67,7 +69,7 @@ SPropValue* copyPropValue(const SPropValue* source, void* parent)
         break;
     default:
         // The block stays allocated: only a programming error comes here.
-        throw utilities::exception(utilities::formatMessage(L"mapi::copyPropValue", L"Unsupported value type."));
+        throw utilities::exception(utilities::formatMessage(function, L"Unsupported value type."));
     }
     return copy;
 }

@@ -123,7 +123,7 @@ private:
     }
 
     /// The node to fill: the given one, or below it when the filter is negated.
-    SRestriction* prepare(SRestriction* node, bool negated, ULONG type)
+    [[nodiscard]] SRestriction* prepare(SRestriction* node, bool negated, ULONG type)
     {
         if (negated)
         {

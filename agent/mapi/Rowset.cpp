@@ -7,11 +7,6 @@
 
 namespace mapi
 {
-namespace
-{
-constexpr std::wstring_view enumerateName = L"mapi::Rowset::enumerate";
-}
-
 const SPropValue& Rowset::TableRow::operator[](std::size_t index) const
 {
     if (index >= m_row->cValues)
@@ -26,6 +21,7 @@ std::span<const SPropValue> Rowset::TableRow::values() const noexcept
 
 void Rowset::enumerate(IMAPITablePtr& table, SPropTagArray* columns, const RowFunction& rowFunction)
 {
+    constexpr std::wstring_view function = L"mapi::Rowset::enumerate";
     SRowSet* rows = nullptr;
     const utilities::ScopeGuard freeRows(
         [&rows]
@@ -37,32 +33,33 @@ void Rowset::enumerate(IMAPITablePtr& table, SPropTagArray* columns, const RowFu
     // A table that MAPI does not deliver ends quietly; a consumer that fails, and a stop request, end loudly below.
     try
     {
-        utilities::checkHresult(enumerateName, table->SetColumns(columns, 0));
+        utilities::checkHresult(function, table->SetColumns(columns, 0));
         const ULONG count = tableRowCount(table);
         if (count == 0)
             return;
-        utilities::checkHresult(enumerateName, table->QueryRows(static_cast<LONG>(count), TBL_NOADVANCE, &rows));
+        utilities::checkHresult(function, table->QueryRows(static_cast<LONG>(count), TBL_NOADVANCE, &rows));
     }
     catch (const utilities::exception& caught)
     {
-        utilities::reportException(caught, enumerateName);
+        utilities::reportException(caught, function);
         return;
     }
 
     for (ULONG index = 0; rows != nullptr && index < rows->cRows; ++index)
     {
         if (utilities::stopRequested)
-            throw utilities::cancelled(enumerateName);
+            throw utilities::cancelled(function);
         rowFunction(TableRow(rows->aRow[index]));
     }
 }
 
 ULONG tableRowCount(IMAPITablePtr table)
 {
+    constexpr std::wstring_view function = L"mapi::tableRowCount";
     if (!table)
         return 0;
     ULONG count = 0;
-    utilities::checkHresult(L"mapi::tableRowCount", table->GetRowCount(0, &count));
+    utilities::checkHresult(function, table->GetRowCount(0, &count));
     return count;
 }
 } // namespace mapi

@@ -218,7 +218,7 @@ TEST_F(MapiRuntimeTest, CountsASearchThatFoundAModule)
 {
     const LoadedModule loaded(makeRuntime(L"olmapi32.dll"));
     const ULONG generation = mapi::mapiGeneration;
-    mapi::getMapiModule();
+    EXPECT_EQ(mapi::getMapiModule(), loaded.get());
     EXPECT_EQ(mapi::mapiGeneration, generation + 1);
 }
 

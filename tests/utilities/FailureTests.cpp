@@ -119,8 +119,8 @@ TEST(FailureTest, FunctionNameLineIsTheMessageText)
 TEST(FailureTest, ConditionFailureTellsConditionAndPlace)
 {
     std::wstring line;
-    const auto message =
-        thrownBy([&] { line = here(), checkCondition(Condition{L"m_data->sink.isAdvised()"}, L"ContactWatcher::f"); });
+    const auto message = thrownBy(
+        [&] { line = here(), checkCondition(false, Condition{L"m_data->sink.isAdvised()"}, L"ContactWatcher::f"); });
     EXPECT_EQ(message, L"condition \"m_data->sink.isAdvised()\" failed (ContactWatcher::f in FailureTests.cpp, line " +
                            line + L")");
 }
@@ -128,10 +128,15 @@ TEST(FailureTest, ConditionFailureTellsConditionAndPlace)
 TEST(FailureTest, PreconditionFailureTellsWordsAndPlace)
 {
     std::wstring line;
-    const auto message = thrownBy(
-        [&]
-        { line = here(), checkCondition(Precondition{L"MAPI session is already active"}, L"mapi::Session::open"); });
-    EXPECT_EQ(message, L"MAPI session is already active (mapi::Session::open in FailureTests.cpp, line " + line + L")");
+    const auto message =
+        thrownBy([&] { line = here(), checkCondition(false, Precondition{L"no MAPI session is active"}, L"f"); });
+    EXPECT_EQ(message, L"no MAPI session is active (f in FailureTests.cpp, line " + line + L")");
+}
+
+TEST(FailureTest, ConditionPassesWhenItHolds)
+{
+    EXPECT_NO_THROW(checkCondition(true, Condition{L"folder"}, L"f"));
+    EXPECT_NO_THROW(checkCondition(true, Precondition{L"MAPI session is not active"}, L"f"));
 }
 
 TEST(FailureTest, LocationNamesWhatFollowsTheLastBackslash)

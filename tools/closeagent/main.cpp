@@ -17,7 +17,7 @@ struct HandleCloser
 };
 using Process = std::unique_ptr<std::remove_pointer_t<HANDLE>, HandleCloser>;
 
-int failed(const char* call)
+[[nodiscard]] int failed(const char* call)
 {
     const DWORD error = GetLastError();
     std::cerr << "closeagent: " << call << " failed, error " << error << '\n';
