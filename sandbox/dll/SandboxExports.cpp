@@ -59,25 +59,24 @@ std::int64_t sandboxLiveReferences()
     return sandbox::ledger::liveReferences();
 }
 
-std::size_t sandboxReport(char* buffer, std::size_t size)
+void sandboxReport(SandboxTextTaker take, void* context)
 {
     sandbox::memory::flush();
     const std::string_view report = sandbox::ledger::report();
-    copyText(report, buffer, size);
-    return report.size();
+    take(context, report.data(), report.size());
 }
 
-int sandboxLoadMailbox(const char* json, char* error, std::size_t size)
+int sandboxLoadMailbox(const char* json, SandboxTextTaker take, void* context)
 {
     try
     {
         sandbox::Runtime::instance().give(sandbox::readMailbox(json));
-        copyText("", error, size);
         return 1;
     }
     catch (const std::exception& failure)
     {
-        copyText(failure.what(), error, size);
+        const std::string_view complaint = failure.what();
+        take(context, complaint.data(), complaint.size());
         return 0;
     }
 }
@@ -161,11 +160,10 @@ int sandboxWaitUntilHeld(const char* hold, unsigned milliseconds, HANDLE stop)
     return sandbox::plans::waitUntilHeld(hold, std::chrono::milliseconds(milliseconds), stop) ? 1 : 0;
 }
 
-std::size_t sandboxAnswer(const char* request, char* answer, std::size_t size)
+void sandboxAnswer(const char* request, SandboxTextTaker take, void* context)
 {
     const std::string line = sandbox::answerRequest(request, nullptr);
-    copyText(line, answer, size);
-    return line.size();
+    take(context, line.data(), line.size());
 }
 
 void sandboxStartJournal()

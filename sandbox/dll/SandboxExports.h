@@ -20,6 +20,10 @@ struct SandboxPlan
     const char* hold;      // null for none
 };
 
+/// Takes a text, UTF-8 without a terminating zero, which lives until it returns. It is called by the calling thread, and
+/// throws nothing.
+using SandboxTextTaker = void (*)(void* context, const char* text, std::size_t size);
+
 extern "C"
 {
     /// Memory blocks that are allocated, chained ones included; objects that are referenced; their references together.
@@ -27,13 +31,12 @@ extern "C"
     std::int64_t sandboxLiveObjects();
     std::int64_t sandboxLiveReferences();
 
-    /// The report of docs/sandbox.md as it would be written now, with what the blocks freed last show. Copies as much as fits
-    /// with a terminating zero, and gives the length of the whole without it.
-    std::size_t sandboxReport(char* buffer, std::size_t size);
+    /// The report of docs/sandbox.md as it would be written now, with what the blocks freed last show.
+    void sandboxReport(SandboxTextTaker take, void* context);
 
-    /// Serves the mailbox of this JSON text, instead of that of the file, to sessions that begin later. Gives 1; or 0 with
-    /// the reader's complaint in `error`, cut to fit with a terminating zero, and changes nothing.
-    int sandboxLoadMailbox(const char* json, char* error, std::size_t size);
+    /// Serves the mailbox of this JSON text, instead of that of the file, to sessions that begin later. Gives 1; or 0, with
+    /// the reader's complaint to `take`, and changes nothing.
+    int sandboxLoadMailbox(const char* json, SandboxTextTaker take, void* context);
 
     /// Goes back to the mailbox file, which is read anew, and forgets all plans and every misuse noted so far. The
     /// journal is stopped and empty.
@@ -54,16 +57,16 @@ extern "C"
     int sandboxReleaseHold(const char* hold);
     int sandboxWaitUntilHeld(const char* hold, unsigned milliseconds, HANDLE stop);
 
-    /// Does what a request of docs/sandbox-control.md says, and gives the length of its answer, without a terminating zero;
-    /// copies as much of it as fits with one. Not to be called by two threads at a time.
-    std::size_t sandboxAnswer(const char* request, char* answer, std::size_t size);
+    /// Does what a request of docs/sandbox-control.md says, and gives its answer. A request may come at any time, also
+    /// before MAPIInitialize; one that waits keeps no other waiting.
+    void sandboxAnswer(const char* request, SandboxTextTaker take, void* context);
 
     /// The functions of sandbox/runtime/Journal.h.
     void sandboxStartJournal();
     void sandboxStopJournal();
     void sandboxClearJournal();
     /// A line of text for each call: "<thread> <call> [on <identifier>] {<arguments>} = <result>", and before them
-    /// "lost: <number>" if any are. Copies and gives the length as sandboxReport.
+    /// "lost: <number>" if any are. Copies as much as fits with a terminating zero, and gives the whole length without it.
     std::size_t sandboxReadJournal(char* buffer, std::size_t size);
 }
 
@@ -80,4 +83,5 @@ using SandboxClearPlansFunction = decltype(&sandboxClearPlans);
 using SandboxReleaseHoldFunction = decltype(&sandboxReleaseHold);
 using SandboxWaitUntilHeldFunction = decltype(&sandboxWaitUntilHeld);
 using SandboxAnswerFunction = decltype(&sandboxAnswer);
+using SandboxReadJournalFunction = decltype(&sandboxReadJournal);
 using SandboxJournalFunction = decltype(&sandboxStartJournal);

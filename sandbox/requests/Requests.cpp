@@ -5,6 +5,7 @@
 #include <iterator>
 #include <utility>
 
+#include "sandbox/mailbox/reading/JsonText.h"
 #include "sandbox/requests/BatchRequest.h"
 #include "sandbox/requests/EditRequests.h"
 #include "sandbox/requests/JournalRequests.h"
@@ -12,7 +13,6 @@
 #include "sandbox/requests/PlanRequests.h"
 #include "sandbox/requests/ServedMailbox.h"
 #include "sandbox/requests/WaitRequests.h"
-#include "sandbox/mailbox/reading/JsonText.h"
 
 namespace sandbox
 {
@@ -46,7 +46,6 @@ constexpr Request s_requests[] = {
 [[nodiscard]] Json answer(const std::string& line, HANDLE stop)
 {
     const Json json = parseJson(line);
-    requireInitialized();
     JsonObject request(json, "");
     const std::string& name = requireText(request.require("do"), request.pathOf("do"));
     if (isEdit(name))

@@ -1,19 +1,12 @@
 #include "sandbox/requests/ServedMailbox.h"
 
-#include "sandbox/runtime/delivery/Delivery.h"
 #include "sandbox/runtime/Runtime.h"
+#include "sandbox/runtime/delivery/Delivery.h"
 
 namespace sandbox
 {
-void requireInitialized()
-{
-    if (!Runtime::instance().isInitialized())
-        throw MailboxError("the runtime is not initialised: no MAPIInitialize yet, or no longer");
-}
-
 std::shared_ptr<Mailbox> servedMailbox()
 {
-    requireInitialized();
     std::shared_ptr<Mailbox> mailbox = Runtime::instance().mailbox();
     if (!mailbox)
         throw MailboxError("no mailbox is served: " + Runtime::instance().failure());

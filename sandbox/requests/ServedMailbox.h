@@ -4,16 +4,13 @@
 #include <functional>
 #include <memory>
 
-#include "sandbox/mailbox/reading/JsonObject.h"
-#include "sandbox/mailbox/model/Mailbox.h"
 #include "sandbox/mailbox/edits/MailboxEdits.h"
+#include "sandbox/mailbox/model/Mailbox.h"
+#include "sandbox/mailbox/reading/JsonObject.h"
 
 namespace sandbox
 {
-/// Throws MailboxError, in words for the person who asks, if the runtime is not initialised.
-void requireInitialized();
-
-/// The mailbox that new sessions see; never null. Throws MailboxError, also if there is none.
+/// The mailbox that new sessions see; never null. Throws MailboxError, in words for the person who asks, if there is none.
 [[nodiscard]] std::shared_ptr<Mailbox> servedMailbox();
 
 /// Makes edits of the served mailbox, all or, if `work` throws, none, and tells those who watch it afterwards, when the

@@ -73,9 +73,7 @@ SandboxTest::~SandboxTest()
 
 void SandboxTest::serve(const std::string& json)
 {
-    std::string complaint(1000, '\0');
-    if (dll.sandboxLoadMailbox(json.c_str(), complaint.data(), complaint.size()) == 0)
-        throw std::runtime_error(complaint.c_str());
+    dll.serve(json);
 }
 
 IMAPISessionPtr SandboxTest::logon()

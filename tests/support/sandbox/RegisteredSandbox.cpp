@@ -27,9 +27,7 @@ RegisteredSandbox::~RegisteredSandbox()
 
 void RegisteredSandbox::serve(const std::string& json) const
 {
-    std::string complaint(1000, '\0');
-    if (m_dll->sandboxLoadMailbox(json.c_str(), complaint.data(), complaint.size()) == 0)
-        throw std::runtime_error(complaint.c_str());
+    m_dll->serve(json);
 }
 
 std::string RegisteredSandbox::report() const

@@ -1,10 +1,24 @@
 #include "tests/support/sandbox/SandboxDll.h"
 
-#include <algorithm>
+#include <chrono>
+#include <nlohmann/json.hpp>
 #include <stdexcept>
+
+#include "tests/support/Platform.h"
 
 namespace sandboxtest
 {
+namespace
+{
+using Json = nlohmann::json;
+
+/// @param context  the std::string that gets the text.
+void takeText(void* context, const char* text, std::size_t size)
+{
+    static_cast<std::string*>(context)->assign(text, size);
+}
+} // namespace
+
 SandboxDll::SandboxDll() : m_module(LoadLibraryW(besideThisProgram(L"LinkwellSandbox.dll").c_str()))
 {
     if (m_module == nullptr)
@@ -21,8 +35,8 @@ SandboxDll::SandboxDll() : m_module(LoadLibraryW(besideThisProgram(L"LinkwellSan
     bind(sandboxLiveBlocks, "sandboxLiveBlocks");
     bind(sandboxLiveObjects, "sandboxLiveObjects");
     bind(sandboxLiveReferences, "sandboxLiveReferences");
-    bind(sandboxReport, "sandboxReport");
-    bind(sandboxLoadMailbox, "sandboxLoadMailbox");
+    bind(m_report, "sandboxReport");
+    bind(m_loadMailbox, "sandboxLoadMailbox");
     bind(sandboxReset, "sandboxReset");
     bind(sandboxNotify, "sandboxNotify");
     bind(sandboxWaitUntilIdle, "sandboxWaitUntilIdle");
@@ -31,7 +45,7 @@ SandboxDll::SandboxDll() : m_module(LoadLibraryW(besideThisProgram(L"LinkwellSan
     bind(sandboxClearPlans, "sandboxClearPlans");
     bind(sandboxReleaseHold, "sandboxReleaseHold");
     bind(sandboxWaitUntilHeld, "sandboxWaitUntilHeld");
-    bind(sandboxAnswer, "sandboxAnswer");
+    bind(m_answer, "sandboxAnswer");
     bind(sandboxStartJournal, "sandboxStartJournal");
     bind(sandboxStopJournal, "sandboxStopJournal");
     bind(sandboxClearJournal, "sandboxClearJournal");
@@ -43,19 +57,87 @@ SandboxDll::~SandboxDll()
     FreeLibrary(m_module);
 }
 
+void SandboxDll::serve(const std::string& json) const
+{
+    std::string complaint;
+    if (m_loadMailbox(json.c_str(), takeText, &complaint) == 0)
+        throw std::runtime_error(complaint);
+}
+
 std::string SandboxDll::report() const
 {
-    std::string text(sandboxReport(nullptr, 0), '\0');
-    sandboxReport(text.data(), text.size() + 1);
+    std::string text;
+    m_report(takeText, &text);
     return text;
 }
 
 std::string SandboxDll::answer(const std::string& request) const
 {
-    constexpr std::size_t s_enough = 1 << 20; // asking twice would do it twice
-    std::string text(s_enough, '\0');
-    text.resize(std::min(sandboxAnswer(request.c_str(), text.data(), text.size()), text.size()));
+    std::string text;
+    m_answer(request.c_str(), takeText, &text);
     return text;
+}
+
+Json SandboxDll::request(const Json& request) const
+{
+    Json answered = Json::parse(answer(request.dump()));
+    if (!answered.at("ok").get<bool>())
+        throw std::runtime_error(answered.at("error").get<std::string>());
+    return answered;
+}
+
+void SandboxDll::plan(Json plan) const
+{
+    plan["do"] = "plan";
+    request(plan);
+}
+
+void SandboxDll::clearPlans() const
+{
+    request({{"do", "clearPlans"}});
+}
+
+void SandboxDll::release(const std::string& hold) const
+{
+    request({{"do", "release"}, {"hold", hold}});
+}
+
+void SandboxDll::inject(const std::string& store, const Json& notification) const
+{
+    const Json batch = notification.is_array() ? notification : Json::array({notification});
+    request({{"do", "inject"}, {"store", store}, {"notifications", batch}});
+}
+
+void SandboxDll::waitUntilIdle() const
+{
+    wait({{"for", "idle"}});
+}
+
+void SandboxDll::waitUntilAdvised(std::size_t count) const
+{
+    wait({{"for", "advised"}, {"count", count}});
+}
+
+void SandboxDll::waitUntilHeld(const std::string& hold) const
+{
+    wait({{"for", "held"}, {"hold", hold}});
+}
+
+void SandboxDll::startJournal() const
+{
+    request({{"do", "journal"}, {"action", "start"}});
+}
+
+Json SandboxDll::takeJournal() const
+{
+    return request({{"do", "journal"}, {"action", "read"}, {"clear", true}}).at("calls");
+}
+
+void SandboxDll::wait(Json request) const
+{
+    request["do"] = "wait";
+    request["timeout"] = std::chrono::milliseconds(support::deadline).count();
+    this->request(request);
 }
 
 std::string SandboxDll::journal() const

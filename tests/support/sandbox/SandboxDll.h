@@ -1,15 +1,16 @@
-// SandboxDll.h: LinkwellSandbox.dll, loaded as a client loads a MAPI runtime, for tests of the DLL itself.
+// SandboxDll.h: LinkwellSandbox.dll, loaded as a client loads a MAPI runtime, and short ways to ask it.
 #pragma once
 
+#include <nlohmann/json_fwd.hpp>
 #include <string>
-#include <utility>
 
 #include "sandbox/dll/EntryPoints.h"
 #include "sandbox/dll/SandboxExports.h"
 
 namespace sandboxtest
 {
-/// Loads the DLL that lies beside the test program, and unloads it, with all its state. Throws if a name is missing.
+/// Loads the DLL that lies beside the test program, and unloads it, with all its state. Throws if a name is missing. Its
+/// methods may be called by any thread; who writes JSON for them includes <nlohmann/json.hpp>.
 class SandboxDll
 {
 public:
@@ -27,36 +28,60 @@ public:
     decltype(&::FreeProws) FreeProws;
     decltype(&::HrGetOneProp) HrGetOneProp;
     decltype(&::HrThisThreadAdviseSink) HrThisThreadAdviseSink;
-    SandboxCountFunction sandboxLiveBlocks;
-    SandboxCountFunction sandboxLiveObjects;
-    SandboxCountFunction sandboxLiveReferences;
-    SandboxReportFunction sandboxReport;
-    SandboxLoadMailboxFunction sandboxLoadMailbox;
-    SandboxResetFunction sandboxReset;
-    SandboxNotifyFunction sandboxNotify;
-    SandboxWaitUntilIdleFunction sandboxWaitUntilIdle;
-    SandboxWaitUntilAdvisedFunction sandboxWaitUntilAdvised;
-    SandboxAddPlanFunction sandboxAddPlan;
-    SandboxClearPlansFunction sandboxClearPlans;
-    SandboxReleaseHoldFunction sandboxReleaseHold;
-    SandboxWaitUntilHeldFunction sandboxWaitUntilHeld;
-    SandboxAnswerFunction sandboxAnswer;
-    SandboxJournalFunction sandboxStartJournal;
-    SandboxJournalFunction sandboxStopJournal;
-    SandboxJournalFunction sandboxClearJournal;
-    SandboxReportFunction sandboxReadJournal;
+    decltype(&::sandboxLiveBlocks) sandboxLiveBlocks;
+    decltype(&::sandboxLiveObjects) sandboxLiveObjects;
+    decltype(&::sandboxLiveReferences) sandboxLiveReferences;
+    decltype(&::sandboxReset) sandboxReset;
+    decltype(&::sandboxNotify) sandboxNotify;
+    decltype(&::sandboxWaitUntilIdle) sandboxWaitUntilIdle;
+    decltype(&::sandboxWaitUntilAdvised) sandboxWaitUntilAdvised;
+    decltype(&::sandboxAddPlan) sandboxAddPlan;
+    decltype(&::sandboxClearPlans) sandboxClearPlans;
+    decltype(&::sandboxReleaseHold) sandboxReleaseHold;
+    decltype(&::sandboxWaitUntilHeld) sandboxWaitUntilHeld;
+    decltype(&::sandboxStartJournal) sandboxStartJournal;
+    decltype(&::sandboxStopJournal) sandboxStopJournal;
+    decltype(&::sandboxClearJournal) sandboxClearJournal;
+    decltype(&::sandboxReadJournal) sandboxReadJournal;
 
+    /// Serves this mailbox to the sessions that begin later; throws with the reader's complaint.
+    void serve(const std::string& json) const;
+    /// What is held now, and what was done wrong.
     [[nodiscard]] std::string report() const;
-    /// The answer to a request of the control channel.
-    [[nodiscard]] std::string answer(const std::string& request) const;
+
+    /// The answer to a request of docs/sandbox-control.md, as it stands.
+    std::string answer(const std::string& request) const;
+    /// The same as JSON; throws std::runtime_error with the reason when it is refused.
+    nlohmann::json request(const nlohmann::json& request) const;
+
+    // Requests in short; each throws as `request` does.
+
+    /// @param plan  the keys of the request "plan", such as {{"method", "MAPILogonEx"}, {"result", "0x80040111"}}.
+    void plan(nlohmann::json plan) const;
+    void clearPlans() const;
+    void release(const std::string& hold) const;
+    /// @param store  its path: its display name.
+    /// @param notification  a raw notification, or a list of them, which comes as one batch.
+    void inject(const std::string& store, const nlohmann::json& notification) const;
+    /// Each waits at most as long as tests ever wait.
+    void waitUntilIdle() const;
+    void waitUntilAdvised(std::size_t count) const;
+    void waitUntilHeld(const std::string& hold) const;
+    void startJournal() const;
+    /// The calls that the journal has, a list; it is empty afterwards, and goes on.
+    [[nodiscard]] nlohmann::json takeJournal() const;
     /// The journal's lines.
     [[nodiscard]] std::string journal() const;
 
 private:
     template <class Function>
     void bind(Function& function, const char* name);
+    void wait(nlohmann::json request) const;
 
     HMODULE m_module;
+    decltype(&::sandboxReport) m_report;
+    decltype(&::sandboxLoadMailbox) m_loadMailbox;
+    decltype(&::sandboxAnswer) m_answer;
 };
 
 /// The full path of a file beside the test program.
