@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "sandbox/mailbox/model/MailboxObject.h"
+#include "sandbox/runtime/objects/ComObject.h"
 #include "sandbox/runtime/objects/PropServing.h"
 #include "sandbox/runtime/objects/Refusals.h"
 #include "sandbox/runtime/objects/SessionState.h"
@@ -14,7 +15,7 @@ namespace sandbox
 /// Serves the properties of one object of the mailbox; read-only.
 /// @tparam Interface  IMAPIProp or an interface derived from it.
 template <class Interface>
-class PropObject : public RefusingProp<Interface>
+class PropObject : public RefusingProp<ComObject<Interface>>
 {
 public:
     HRESULT STDMETHODCALLTYPE GetProps(SPropTagArray* tags, ULONG flags, ULONG* count, SPropValue** values) override
@@ -52,7 +53,7 @@ protected:
     /// @param names  the mapping of the object's store, which outlives the session; null for an object without one.
     PropObject(const char* interfaceName, std::shared_ptr<SessionState> session, std::shared_ptr<MailboxObject> object,
                NameMapping* names) noexcept
-        : RefusingProp<Interface>(interfaceName),
+        : RefusingProp<ComObject<Interface>>(interfaceName),
           m_session(std::move(session)),
           m_object(std::move(object)),
           m_names(names)

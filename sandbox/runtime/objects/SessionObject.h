@@ -3,12 +3,13 @@
 
 #include <memory>
 
+#include "sandbox/runtime/objects/ComObject.h"
 #include "sandbox/runtime/objects/Refusals.h"
 #include "sandbox/runtime/objects/SessionState.h"
 
 namespace sandbox
 {
-class SessionObject final : public RefusingSession
+class SessionObject final : public RefusingSession<ComObject<IMAPISession>>
 {
 public:
     explicit SessionObject(std::shared_ptr<Mailbox> mailbox);

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "sandbox/mailbox/model/MailboxObject.h"
+#include "sandbox/runtime/objects/ComObject.h"
 #include "sandbox/runtime/objects/Refusals.h"
 #include "sandbox/runtime/objects/SessionState.h"
 #include "sandbox/runtime/objects/Table.h"
@@ -18,7 +19,7 @@ struct TableSource
     std::shared_ptr<MailboxObject> owner; // null: the session
 };
 
-class TableObject final : public RefusingTable
+class TableObject final : public RefusingTable<ComObject<IMAPITable>>
 {
 public:
     /// @param flags  those of the call that gives the table out; MAPI_UNICODE decides the width of its own columns.
