@@ -67,8 +67,8 @@ void AsyncMapiHelper::syncThread()
     const mapi::Session mapiOfThisThread;
     const utilities::ScopeGuard stopAtTheEnd(utilities::requestStop);
 
-    // All stores are read and sent before the first is subscribed: so no change is told twice, by a snapshot and by a
-    // notification. A change between the two is told by neither.
+    // All stores are read and sent before the first is subscribed, so no change is reported twice: settled behaviour
+    // 32.
     SyncManager manager;
     manager.createWatchers();
     manager.createSnapshot();

@@ -9,8 +9,7 @@ class AsyncMapiHelper
 {
 public:
     /// The worker's whole life, to be called on a thread of its own. Throws nothing: failures are logged. At its end,
-    /// whatever the reason, it sets `stopRequested` and posts WM_CLOSE to the main thread, and so takes the process with
-    /// it.
+    /// whatever the reason, it sets `stopRequested` and posts WM_CLOSE to the main thread, and so ends the process.
     /// @param mainThreadId  0: nothing is posted.
     static void run(DWORD mainThreadId);
 
@@ -18,6 +17,6 @@ public:
     static void syncThread();
 };
 
-/// Dispatches the messages of this thread, with a period of 1 millisecond, until `stopRequested` is set. WM_QUIT does not
-/// end it.
+/// Dispatches the messages of this thread, with a period of 1 millisecond (settled behaviour 55), until `stopRequested`
+/// is set. WM_QUIT does not end it. What a dispatched message throws passes.
 void pumpUntilStopped();

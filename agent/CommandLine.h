@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-/// The parsed command line. "/log=" and a path is the only option; it is case-sensitive, and the last one counts.
+/// The parsed command line. "/log=" and a path is the only option (settled behaviour 51).
 struct CommandLine
 {
     std::wstring programPath;

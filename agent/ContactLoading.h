@@ -11,6 +11,7 @@
 [[nodiscard]] IMAPIPropPtr openContact(IMAPIFolderPtr folder, const EntryId& entryId);
 
 /// All messages of the folder, whatever their class, in the order of its contents table; a message that can't be opened
-/// is logged and left out. Empty for null, for a folder that mapi::maybeContactFolder refuses, and for one whose table
-/// can't be read. Throws when a message that did open can't be read, and when `stopRequested` is set.
+/// is logged and left out. Empty for null, for a folder that mapi::maybeContactFolder refuses, and for one whose rows
+/// can't be read. Throws when the table can't be had, when a message that did open can't be read, and when
+/// `stopRequested` is set.
 [[nodiscard]] std::vector<SyncItem> collectContactItems(IMAPIFolderPtr folder);

@@ -29,7 +29,8 @@ namespace
     return mapi::makeEntryId(notification.cbOldParentID, notification.lpOldParentID);
 }
 
-/// Whether the identifier stays good beyond the session, as its flags say. An empty one does not.
+/// Whether the identifier stays good beyond the session, as its flags say. An empty one does not. See settled
+/// behaviour 35.
 [[nodiscard]] bool isLongTerm(const EntryId& entryId)
 {
     return !entryId.empty() && entryId.front() == 0;
@@ -57,7 +58,7 @@ void logNotification(const mapi::MessageStore& store, const OBJECT_NOTIFICATION&
     const HRESULT result = store.openEntry(id, object);
     if (result != S_OK)
     {
-        utilities::logHresult(function, result); // a deleted object, usually
+        utilities::logHresult(function, result); // a deleted object, usually: settled behaviour 68
         object = nullptr;
     }
     const std::wstring name = mapi::displayName(object);
@@ -92,7 +93,7 @@ void ContactWatcher::onObject(ULONG eventType, const OBJECT_NOTIFICATION& notifi
         return;
 
     logNotification(m_data->store, notification, eventType);
-    switch (eventType) // combinations match no case
+    switch (eventType) // combinations match no case: settled behaviour 38
     {
     case fnevObjectCreated:
     case fnevObjectCopied:
@@ -124,8 +125,7 @@ bool ContactWatcher::isKnownSource(ULONG objectType, const EntryId& parentId) co
         return known;
     if (objectType != MAPI_FOLDER || parentId.empty())
         return false;
-    // The question is put once more for a folder. It changes no answer, but it reaches MAPI, and the log when MAPI fails:
-    // settled behaviour.
+    // The same look-up again: settled behaviour 24.
     if (m_data->knownFolders.contains(parentId))
         return true;
 
@@ -167,7 +167,7 @@ void ContactWatcher::onNewObject(const OBJECT_NOTIFICATION& notification, Change
         subscribe(folder);
         return;
     }
-    changes.added.emplace_back(object); // whatever its class: what turns up in a known folder counts as a contact
+    changes.added.emplace_back(object); // whatever its class: settled behaviour 12
 }
 
 void ContactWatcher::onObjectDeleted(const OBJECT_NOTIFICATION& notification, Changes& changes, bool isDeletion)
@@ -200,7 +200,7 @@ void ContactWatcher::onContactChanged(const OBJECT_NOTIFICATION& notification, C
     const HRESULT result = m_data->store.openEntry(id, object);
     if (FAILED(result) || !object)
     {
-        changes.deleted.emplace_back(id, false); // gone since
+        changes.deleted.emplace_back(id, false); // gone since: settled behaviour 36
         return;
     }
     if (former.empty() || former == id)
@@ -208,7 +208,7 @@ void ContactWatcher::onContactChanged(const OBJECT_NOTIFICATION& notification, C
         changes.changed.emplace_back(object);
         return;
     }
-    // By its bytes the identifier is another one now: to the host, another contact.
+    // Another identifier by its bytes, so another contact to the host: settled behaviour 37.
     utilities::logLine(function, L"EntryId change detected for Contact. Old Value: " + toHexString(former) +
                                      L"\nNewValue: " + toHexString(id));
     changes.deleted.emplace_back(former, false);

@@ -1,4 +1,4 @@
-// EntryIdHash.h: a short number for an identifier, by which log lines about one object can be told to belong together.
+// EntryIdHash.h: a short number for an identifier, by which log lines about one object can be matched.
 #pragma once
 
 #include <cstdint>

@@ -1,22 +1,22 @@
-// KnownFolders.h: the folders whose contacts a watcher tells of.
+// KnownFolders.h: the folders whose contacts a watcher reports.
 #pragma once
 
 #include <vector>
 
 #include "agent/mapi/EntryId.h"
 
-/// `a` stands before `b` when MAPI does not call them the same object (mapi::Session::isSameObject) and its bytes are the
-/// smaller ones. So two identifiers of one object are equivalent, however their bytes differ. No strict ordering: bytes
-/// decide the place, MAPI decides equality, and where MAPI fails, which is logged, the bytes decide alone.
+/// `a` stands before `b` when MAPI does not call them the same object (mapi::Session::isSameObject) and its bytes are
+/// the smaller ones. Bytes decide the place, MAPI decides equality; so this is no strict ordering (settled behaviour
+/// 25).
 struct EntryIdLess
 {
     /// Throws without a MAPI session.
     [[nodiscard]] bool operator()(const EntryId& a, const EntryId& b) const;
 };
 
-/// A set of folders by `EntryIdLess`, in the order of their bytes. A search goes by the bytes, asks MAPI at each member
-/// that it visits, and once more about the one that it has found; so a member is found under another of its identifiers
-/// as long as the search comes by it. Nothing is remembered of what MAPI has said. Used by the worker.
+/// A set of folders by `EntryIdLess`, in the order of their bytes. A search asks MAPI at each member that it visits,
+/// and once more about the one that it has found. Each operation with an identifier throws without a MAPI session. Used
+/// by the worker.
 class KnownFolders
 {
 public:

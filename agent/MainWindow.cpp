@@ -27,7 +27,7 @@ WNDCLASSEXW mainWindowClass(HINSTANCE instance, const std::wstring& className)
     record.hIcon = LoadIconW(instance, MAKEINTRESOURCEW(LINKWELL_ICON));
     record.hCursor = LoadCursorW(nullptr, IDC_ARROW);
     record.hbrBackground = reinterpret_cast<HBRUSH>(static_cast<INT_PTR>(COLOR_WINDOW + 1));
-    record.lpszMenuName = MAKEINTRESOURCEW(LINKWELL_ACCELERATORS); // there is no such menu, so the window has none
+    record.lpszMenuName = MAKEINTRESOURCEW(LINKWELL_ACCELERATORS); // there is no such menu: settled behaviour 52
     record.lpszClassName = className.c_str();
     record.hIconSm = LoadIconW(instance, MAKEINTRESOURCEW(LINKWELL_ICON));
     return record;
@@ -66,7 +66,7 @@ LRESULT CALLBACK mainWindowProc(HWND hWnd, UINT message, WPARAM wParam, LPARAM l
 void runMessageLoop(HACCEL accelerators)
 {
     MSG message{};
-    while (GetMessageW(&message, nullptr, 0, 0) != 0) // an error is no end: the record is looked at as it stands
+    while (GetMessageW(&message, nullptr, 0, 0) != 0) // an error is no end: settled behaviour 53
     {
         if (isThreadClose(message))
         {

@@ -11,11 +11,11 @@
 /// The name by which others find the window.
 extern const std::wstring mainWindowClassName;
 
-/// What RegisterClassExW takes for the main window. Loads the class's icons and cursor.
+/// What RegisterClassExW takes for the main window. Loads the class's icons and cursor; borrows `className`.
 [[nodiscard]] WNDCLASSEXW mainWindowClass(HINSTANCE instance, const std::wstring& className);
 
-/// Creates the window (CreateWindowExW), which stays hidden. Throws when that fails, also when the class could not be
-/// registered.
+/// Creates the window (CreateWindowExW), which stays hidden; it goes with WM_CLOSE or with the process. Throws when
+/// that fails, also when the class could not be registered (settled behaviour 52).
 /// @param classAtom  the result of RegisterClassExW.
 [[nodiscard]] HWND createMainWindow(HINSTANCE instance, ATOM classAtom);
 
@@ -23,5 +23,5 @@ extern const std::wstring mainWindowClassName;
 /// command do.
 LRESULT CALLBACK mainWindowProc(HWND hWnd, UINT message, WPARAM wParam, LPARAM lParam);
 
-/// Runs the message loop of this thread until WM_QUIT.
+/// Runs the message loop of this thread until WM_QUIT (GetMessageW).
 void runMessageLoop(HACCEL accelerators);

@@ -19,7 +19,7 @@ void closeSession(bool workerHasEnded)
     if (!mapi::Session::s_session)
         return;
     Logger::instance().write(L"Closing MAPI session...");
-    // A worker that still runs may be inside a MAPI call, which a logoff would wait for.
+    // A worker that still runs may be inside a MAPI call, which a logoff would wait for: settled behaviour 56.
     if (workerHasEnded || mapi::Session::shutdown() != S_OK)
         mapi::Session::logoff();
     mapi::Session::s_session = nullptr;

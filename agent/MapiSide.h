@@ -6,7 +6,8 @@
 #include "agent/mapi/MapiSession.h"
 
 /// MAPI as the main thread sees it: its own initialisation, the session, and the worker. Lives on the stack of the main
-/// thread. Its destructor waits for the worker, without limit, before it releases MAPI.
+/// thread. Its destructor waits for the worker, without limit, before it releases MAPI, and does not ask it to stop
+/// (settled behaviour 57).
 class MapiSide
 {
 public:

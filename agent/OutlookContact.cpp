@@ -21,7 +21,7 @@ constexpr std::array<ULONG, 12> contactTags = {
     PR_MIDDLE_NAME_W,
     PR_SURNAME_W,
     PR_COMPANY_NAME_W,
-    PR_SMTP_ADDRESS_W, // dropped when it comes back: the e-mail resolution fills its place
+    PR_SMTP_ADDRESS_W, // dropped when it comes back: settled behaviour 13
     PR_BUSINESS_TELEPHONE_NUMBER_W,
     PR_MOBILE_TELEPHONE_NUMBER_W,
     PR_HOME_TELEPHONE_NUMBER_W,
@@ -30,7 +30,7 @@ constexpr std::array<ULONG, 12> contactTags = {
     PR_PARENT_ENTRYID,
 };
 
-/// The fields of a contact's line, in the order that hosts rely on: home before mobile.
+/// The fields of a contact's line, in the order that hosts rely on: settled behaviour 8.
 constexpr std::array<ULONG, 12> wireFields = {
     PR_DISPLAY_NAME_W,
     PR_GIVEN_NAME_W,
@@ -46,7 +46,7 @@ constexpr std::array<ULONG, 12> wireFields = {
     PR_PARENT_ENTRYID,
 };
 
-constexpr std::wstring_view exchangeAddressType = L"EX"; // exactly: "ex" is an address of an unknown kind
+constexpr std::wstring_view exchangeAddressType = L"EX"; // exactly: settled behaviour 14
 
 [[nodiscard]] std::wstring textOf(const SPropValue& value)
 {
@@ -88,7 +88,7 @@ constexpr std::wstring_view exchangeAddressType = L"EX"; // exactly: "ex" is an 
     if (FAILED(opened) || !entry)
         return {};
 
-    SPropValue* value = nullptr; // stays allocated: this path does not free it, and is kept so
+    SPropValue* value = nullptr; // stays allocated: settled behaviour 15
     const HRESULT read = mapi::HrGetOneProp(entry, PR_SMTP_ADDRESS_W, &value);
     if (FAILED(read) || value == nullptr || value->ulPropTag != PR_SMTP_ADDRESS_W || value->Value.lpszW == nullptr)
         return {};
@@ -144,7 +144,7 @@ std::wstring OutlookContact::resolveEmailAddress(IMAPIPropPtr message)
         return {};
 
     mapi::PropTagArray tags;
-    // What this returns does not matter: without tags the first access to them throws.
+    // Without tags the first access to them throws: settled behaviour 17.
     getNamedPropertyTags({PidLidEmail1AddressType, PidLidEmail1EmailAddress, PidLidEmail1OriginalEntryId}, message,
                          tags);
     const ULONG typeTag = tags.at(0) = CHANGE_PROP_TYPE(tags.at(0), PT_UNICODE);

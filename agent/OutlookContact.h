@@ -17,18 +17,18 @@ public:
     /// A record of identifiers alone, without any MAPI call; none for an empty identifier.
     OutlookContact(const EntryId& entryId, const EntryId& parentEntryId);
 
-    /// Reads the contact from its message, replacing what was there; nothing for a null message. Throws, with the record
-    /// as it was, when the message or its named properties can't be read. Properties that the contact does not have are
-    /// no failure.
+    /// Reads the contact from its message (IMAPIProp::GetProps), replacing what was there; nothing for a null message.
+    /// Throws, with the record as it was, when the message can't be read or the tags of its named properties can't be
+    /// had. Properties that the contact does not have are no failure.
     void load(IMAPIPropPtr message);
 
-    /// The contact's line as it goes to the host: twelve fields with ";" between them, copied without any escaping.
-    /// Empty for a record without entries.
+    /// The contact's line as it goes to the host: twelve fields with ";" between them, without any escaping (settled
+    /// behaviour 7). Empty for a record without entries.
     [[nodiscard]] std::wstring toString() const;
 
     /// The address of the contact's first e-mail slot: as it stands, or, for an Exchange address, the SMTP address of
-    /// the entry that it names. Empty when there is none and, without a word, when it can't be resolved. Throws when the
-    /// named properties can't be had.
+    /// the entry that it names. Empty when there is none and, without a line in the log, when it can't be resolved.
+    /// Throws when the tags of the named properties can't be had. Uses `mapi::Session::s_session`.
     [[nodiscard]] static std::wstring resolveEmailAddress(IMAPIPropPtr message);
 
 private:

@@ -14,7 +14,7 @@ namespace
 {
 using Watchers = std::vector<std::shared_ptr<ContactWatcher>>;
 
-constexpr const wchar_t* messageVersion = L"2"; // hosts expect it in every message
+constexpr const wchar_t* messageVersion = L"2"; // in every message: settled behaviour 9
 
 [[nodiscard]] const wchar_t* operationWord(SyncOperation operation)
 {
@@ -114,7 +114,7 @@ void SyncManager::createSnapshot()
         Logger::instance().write(L"createSnapshot for " + quoted(name) + L": " + std::to_wstring(items.size()) +
                                  L" contact(s) found");
         sendItems(items, SyncOperation::Snapshot, index, total);
-        ++index; // also for a store that had nothing to send
+        ++index; // also for a store that had nothing to send: settled behaviour 9
     }
 }
 

@@ -11,7 +11,7 @@
 #include "agent/ContactWatcher.h"
 #include "agent/SyncItem.h"
 
-/// What a message tells of its items.
+/// What has become of a message's items.
 enum class SyncOperation
 {
     Snapshot,
@@ -21,7 +21,7 @@ enum class SyncOperation
 };
 
 /// Lives on the worker's stack, once. Each message stands by itself and blocks until the host has answered; nothing is
-/// queued or repeated.
+/// queued or repeated (settled behaviour 5).
 class SyncManager
 {
 public:
@@ -32,17 +32,20 @@ public:
     virtual ~SyncManager();
 
     /// Opens the message stores of the profile and makes a watcher for each, the default store first and public stores
-    /// last; a store that can't be opened is logged and left out. Throws when none could be opened.
+    /// last; a store that can't be opened is logged and left out. Throws when none could be opened, and when the kind
+    /// of one can't be read.
     void createWatchers();
 
     /// Reads the stores in the order of the watchers and sends one message for each that has contacts. Throws when a
-    /// store can't be read, when the host refuses a message, and when `stopRequested` is set; later stores are not read.
+    /// store can't be read, when the host refuses a message, and when `stopRequested` is set; later stores are not
+    /// read.
     void createSnapshot();
 
-    /// Sends up to four messages: deleted folders, deleted contacts, added and changed ones. Throws when the host refuses
-    /// one; the rest is not sent.
+    /// Sends up to four messages: deleted folders, deleted contacts, added and changed ones. Throws when the host
+    /// refuses one; the rest is not sent.
     void sendChanges(const Changes& changes);
 
+    /// In the order of the snapshot. Borrowed, until `createWatchers` is called again.
     [[nodiscard]] const std::vector<std::shared_ptr<ContactWatcher>>& watchers() const noexcept { return m_watchers; }
 
 protected:

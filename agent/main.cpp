@@ -1,4 +1,4 @@
-// main.cpp: the process entry. The exit value is always 0.
+// main.cpp: the process entry. The exit value is always 0: settled behaviour 50.
 
 #include <windows.h>
 
@@ -30,7 +30,7 @@ void runAgent(HINSTANCE instance)
 
     utilities::WindowClass windowClass(mainWindowClassName);
     const WNDCLASSEXW record = mainWindowClass(instance, windowClass.className);
-    windowClass.atom = RegisterClassExW(&record); // a failure shows in the creation of the window
+    windowClass.atom = RegisterClassExW(&record); // a failure shows in the creation of the window: settled behaviour 52
     const HWND window = createMainWindow(instance, windowClass.atom);
     if (!IsWindow(window))
         return;

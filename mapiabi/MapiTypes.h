@@ -119,7 +119,7 @@ struct _SPropTagArray
 };
 using SPropTagArray = _SPropTagArray;
 
-/// One property with its value; which member of the union holds is told by the type in the tag.
+/// One property with its value; the type in the tag says which member of the union holds.
 struct _SPropValue
 {
     ULONG ulPropTag;
@@ -310,7 +310,7 @@ struct _SCommentRestriction
     SPropValue* lpProp;
 };
 
-/// A node of a filter; which member of the union holds is told by `rt`, one of RES_*.
+/// A node of a filter; `rt`, one of RES_*, says which member of the union holds.
 struct _SRestriction
 {
     ULONG rt;

@@ -47,7 +47,7 @@ std::wstring formatHresult(std::wstring_view function, std::uint_least32_t line,
     message += toHexNumber(result);
     if (!text.empty())
     {
-        message += L'('; // no blank before it: a settled text
+        message += L'('; // no blank before it: settled behaviour 65
         message += text;
         message += L')';
     }

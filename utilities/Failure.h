@@ -1,8 +1,8 @@
 // Failure.h: the forms by which the system throws and logs its failures, and the words of each.
 //
-// Every text is composed at the place of failure. Function names in messages are written out by the caller: they are the
-// qualified names that readers of our logs know, whatever the compiler at hand calls the function. Result codes print
-// as lower-case hexadecimal of the 32-bit pattern, without leading zeros.
+// Every text is composed at the place of failure. Function names in messages are written out by the caller, in a local
+// constant `function`: they are the qualified names that readers of our logs know (settled behaviour 66). Result codes
+// print as lower-case hexadecimal of the 32-bit pattern, without leading zeros.
 #pragma once
 
 #include <windows.h>

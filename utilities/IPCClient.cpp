@@ -7,7 +7,7 @@
 
 namespace
 {
-constexpr const wchar_t* pipeName = L"CorvenaLinkwell"; // the same for every process, user and logon
+constexpr const wchar_t* pipeName = L"CorvenaLinkwell"; // the same for everyone: settled behaviour 6
 const std::vector<BYTE> acknowledgement = {'a', 'c', 'k'};
 
 [[nodiscard]] std::vector<BYTE> makeRequest(const std::wstring& text)

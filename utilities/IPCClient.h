@@ -16,7 +16,7 @@ public:
     virtual ~IPCClient() = default;
 
     /// Connects to the host's pipe, sends the text and reads the answer. True when the host has acknowledged the
-    /// message, and for an empty text, with which nothing is written, when it could be reached. NamedPipe logs failures;
-    /// an answer other than "ack" is not logged. Throws for 4 GB of text and more only.
+    /// message, and for an empty text, with which nothing is written, when it could be reached. NamedPipe logs
+    /// failures; an answer other than "ack" (settled behaviour 4) is not logged. Throws for 4 GB of text and more only.
     bool send(const std::wstring& text);
 };

@@ -119,7 +119,7 @@ void Logger::close() noexcept
 
 void Logger::rotate()
 {
-    writeRaw(L"(continue to the next log file)"); // directly behind the last record, without a line break
+    writeRaw(L"(continue to the next log file)"); // directly behind the last record: settled behaviour 60
     if (!path.empty())
     {
         close();

@@ -1,8 +1,7 @@
 // Logger.h: the agent's one log, a UTF-8 file of time-stamped records with a size limit and a single backup.
 //
 // Callers never test whether logging is on: without a file every record is dropped at the last step. No operation fails
-// for a file problem. There is no lock, on purpose: a record reaches the file in one write, which keeps it together;
-// records that two threads write at one moment may lose the line break between them.
+// for a file problem. There is no lock: settled behaviour 59.
 #pragma once
 
 #include <windows.h>
@@ -21,12 +20,12 @@ public:
     Logger(const Logger&) = delete;
     Logger& operator=(const Logger&) = delete;
 
-    /// Opens the log at `newPath`, behind what the file already holds, and writes the header. Creates the file, but no
-    /// folder. Before any other thread logs.
+    /// Opens the log at `newPath`, behind what the file already holds, and writes the header; for a log that is open,
+    /// see settled behaviour 61. Creates the file, but no folder. Before any other thread logs.
     void init(const std::wstring& newPath);
 
-    /// Writes one record: the local time and `text`, whose line feeds stay inside the record. Nothing for an empty text.
-    /// At 1,048,576 bytes the file is moved to its path plus ".bak", and a new one begun.
+    /// Writes one record: the local time and `text`, whose line feeds stay inside the record. Nothing for an empty
+    /// text. At 1,048,576 bytes the file is moved to its path plus ".bak", and a new one begun.
     void write(const std::wstring& text);
 
     /// Writes the footer and closes the file; records are dropped from then on.
@@ -47,7 +46,8 @@ private:
     const std::uint64_t invalidSize = ~std::uint64_t{0};
     /// Bytes at which the file is moved to its backup.
     const std::uint64_t maxSize = 0x100000;
-    /// Bytes in the file, by our own count after the first reading. Counts on modulo 2^64 from `invalidSize`.
+    /// Bytes in the file, by our own count after the first reading. Wraps round from `invalidSize`: settled behaviour
+    /// 63.
     std::uint64_t currentSize = 0;
     /// Empty: no file was asked for.
     std::wstring path;

@@ -58,7 +58,7 @@ bool NamedPipe::open(const std::wstring& name)
         }
         if (GetLastError() != ERROR_PIPE_BUSY)
             return false;
-        // The bare name and not the path, other than in `send`: this is the settled behaviour and is not to be mended.
+        // The bare name and not the path: settled behaviour 2.
         if (!WaitNamedPipeW(name.c_str(), busyWaitMilliseconds))
             return false;
     }
@@ -82,8 +82,7 @@ std::vector<BYTE> NamedPipe::send(const std::vector<BYTE>& request)
         return {};
     }
 
-    // Part of the exchange as the server sees it: another instance of the pipe has to be free, or to become free within
-    // the pipe's default time-out, while this connection stays open.
+    // Another instance has to be free, or to become free within the pipe's default time-out: settled behaviour 1.
     if (!WaitNamedPipeW(pipePath(m_name).c_str(), NMPWAIT_USE_DEFAULT_WAIT))
         return {};
 

@@ -11,8 +11,7 @@
 namespace utilities
 {
 /// Opens a pipe by name, makes one request and reads the reply, and closes the pipe when it is destroyed. Knows nothing
-/// of what the bytes mean. Belongs to one thread. Neither writing nor reading has a time-out: a server that never reads
-/// or never answers holds the caller.
+/// of what the bytes mean. Belongs to one thread. Neither writing nor reading has a time-out (settled behaviour 3).
 class NamedPipe : private noncopyable
 {
 public:
@@ -20,15 +19,16 @@ public:
     explicit NamedPipe(const std::wstring& name);
     virtual ~NamedPipe();
 
-    /// Closes what is open and opens `\\.\pipe\<name>` by CreateFileW; waits up to 5 seconds, again and again, while
-    /// all instances of the pipe are busy. False on any other error and for an empty name; logs nothing.
+    /// Closes what is open and opens `\\.\pipe\<name>` by CreateFileW; while all instances of the pipe are busy it
+    /// waits by WaitNamedPipeW (settled behaviour 2). False on any other error and for an empty name; logs nothing.
     bool open(const std::wstring& name);
 
     /// Whether the pipe is open.
     [[nodiscard]] bool isUsable() const noexcept;
 
-    /// Writes the request and reads the reply, up to the first read that ends a message. Empty on every failure, which
-    /// is logged, unless no instance of the pipe was free before the read. Throws for a request of 4 GB or more.
+    /// Writes the request (WriteFile) and reads the reply (ReadFile), up to the first read that ends a message. Empty
+    /// on every failure, which is logged, unless no instance of the pipe was free before the read (settled behaviour
+    /// 1). Throws for a request of 4 GB or more.
     std::vector<BYTE> send(const std::vector<BYTE>& request);
 
 private:

@@ -19,13 +19,13 @@ public:
     AdviseSinkImpl(const AdviseSinkImpl&) = delete;
     AdviseSinkImpl& operator=(const AdviseSinkImpl&) = delete;
 
-    /// IUnknown and IMAPIAdviseSink; E_NOINTERFACE for all else. A known interface is counted also when `object` is null.
+    /// IUnknown and IMAPIAdviseSink; E_NOINTERFACE for all else. A null `object`: settled behaviour 39.
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override;
     ULONG STDMETHODCALLTYPE AddRef() override;
     ULONG STDMETHODCALLTYPE Release() override;
 
-    /// Calls the handler, if there is one. A `utilities::exception` that leaves it is logged and goes no further, so the
-    /// sink is good for the next batch; another exception passes. Always S_OK.
+    /// Calls the handler, if there is one. A `utilities::exception` that leaves it is logged and goes no further, so
+    /// the sink is good for the next batch; another exception passes (settled behaviour 58). Always S_OK.
     ULONG STDMETHODCALLTYPE OnNotify(ULONG count, NOTIFICATION* notifications) override;
 
 protected:

@@ -6,8 +6,8 @@
 
 namespace mapi
 {
-/// A thin value around a store, or around none. Used by the worker. Every operation but `testHierarchy` throws without a
-/// store, and `testHierarchy` needs one as soon as it has two objects.
+/// A thin value around a store, or around none. Used by the worker. Every operation but `testHierarchy` throws without
+/// a store, and `testHierarchy` needs one as soon as it has two objects.
 class MessageStore
 {
 public:
@@ -19,7 +19,8 @@ public:
     /// The store, or null.
     [[nodiscard]] const IMsgStorePtr& store() const noexcept { return m_store; }
 
-    /// Opens any object of the store. Clears `object` first; gives the result of the open and does not throw for it.
+    /// Opens any object of the store, by `impl::openEntry`. Clears `object` first; gives the result of the open and
+    /// does not throw for it.
     HRESULT openEntry(const EntryId& entryId, IMAPIPropPtr& object) const;
 
     /// Opens a folder of the store. Throws when that fails.
@@ -45,8 +46,9 @@ private:
 namespace impl
 {
 /// Opens an object by its identifier in a store (IMsgStore::OpenEntry) or in a folder (IMAPIContainer::OpenEntry), with
-/// default access. A null container and an empty identifier are logged and give MAPI_E_INVALID_PARAMETER without a call;
-/// other results are the platform's, and not logged. The one place where objects are opened by identifier.
+/// default access (settled behaviour 49). A null container and an empty identifier are logged and give
+/// MAPI_E_INVALID_PARAMETER without a call; other results are the platform's, and not logged.
+/// @param object  receives a reference, which the caller owns.
 HRESULT openEntry(IMsgStorePtr container, const EntryId& entryId, const IID& iid, IUnknown** object);
 HRESULT openEntry(IMAPIFolderPtr container, const EntryId& entryId, const IID& iid, IUnknown** object);
 

@@ -11,7 +11,8 @@ std::atomic<ULONG> mapiGeneration{1};
 
 namespace
 {
-/// A fixed setting: true would look for Microsoft Outlook's runtime alone, whatever the default mail client is.
+/// A fixed setting (settled behaviour 45): true would look for Microsoft Outlook's runtime alone, whatever the default
+/// mail client is.
 constexpr bool forceOutlookMapi = false;
 
 constexpr DWORD pathLimit = 260;        // characters
@@ -50,8 +51,8 @@ LSTATUS readNarrow(HKEY key, const char* name, WideBuffer& value)
     return result;
 }
 
-/// The module that the client's installer has put in place, as the MAPI stub tells. The path buffer is used as narrow
-/// characters.
+/// The module that the client's installer has put in place, by the MAPI stub's FGetComponentPath. The path buffer is
+/// used as narrow characters.
 [[nodiscard]] HMODULE loadComponent(const WideBuffer& component, const WideBuffer& language, WideBuffer& path)
 {
     HMODULE stub = LoadLibraryW(L"mapi32.dll");
@@ -63,7 +64,7 @@ LSTATUS readNarrow(HKEY key, const char* name, WideBuffer& value)
     using GetComponentPath =
         BOOL STDAPICALLTYPE(const char* component, char* qualifier, char* path, DWORD pathSize, BOOL install);
     const auto getComponentPath = reinterpret_cast<GetComponentPath*>(
-        reinterpret_cast<void (*)()>(GetProcAddress(stub, "FGetComponentPath"))); // every stub exports it
+        reinterpret_cast<void (*)()>(GetProcAddress(stub, "FGetComponentPath"))); // not tested: settled behaviour 45
     const auto narrowPath = reinterpret_cast<char*>(path.data());
     const BOOL found = getComponentPath(reinterpret_cast<const char*>(component.data()),
                                         const_cast<char*>(reinterpret_cast<const char*>(language.data())), narrowPath,
@@ -72,7 +73,8 @@ LSTATUS readNarrow(HKEY key, const char* name, WideBuffer& value)
     return found ? LoadLibraryA(narrowPath) : nullptr;
 }
 
-/// The module that a value of the client's key names. A value that is no text leaves the path buffer as it is.
+/// The module that a value of the client's key names. A value that is no text leaves the path buffer as it is: settled
+/// behaviour 45.
 [[nodiscard]] HMODULE loadNamedByValue(HKEY clientKey, const wchar_t* name, WideBuffer& value, WideBuffer& path)
 {
     DWORD type = REG_NONE;
@@ -176,7 +178,7 @@ HMODULE getMapiModule()
 
 HMODULE loadDefaultMailClientModule(const wchar_t* clientName)
 {
-    // Neither key is ever closed: the client's module may be asked for again for as long as the process lives.
+    // Neither key is ever closed: settled behaviour 43.
     HKEY mailKey = nullptr;
     if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"Software\\Clients\\Mail", 0, KEY_READ, &mailKey) != ERROR_SUCCESS)
         return nullptr;

@@ -15,17 +15,18 @@ extern std::atomic<HMODULE> mapiModule;
 /// Starts at 1 and grows with each search that ended with a module. What was bound under an older number is bound anew.
 extern std::atomic<ULONG> mapiGeneration;
 
-/// The runtime, or null. Searches as long as none has been found: a runtime that the process has already loaded, the
-/// default mail client's, "mapi32.dll" of the system directory.
+/// The runtime, or null. Searches as long as none has been found (settled behaviour 44): a runtime that the process has
+/// already loaded, the default mail client's, "mapi32.dll" of the system directory.
 [[nodiscard]] HMODULE getMapiModule();
 
 /// Loads the MAPI runtime that a mail client has registered under HKEY_LOCAL_MACHINE "Software\Clients\Mail": by its
-/// installer's component, else by "DllPathEx", else by "DllPath". Null when there is none. The registry keys stay open.
+/// installer's component, else by "DllPathEx", else by "DllPath". Null when there is none. The registry keys stay open
+/// (settled behaviour 43).
 /// @param clientName  the client, or null for the machine's default.
 [[nodiscard]] HMODULE loadDefaultMailClientModule(const wchar_t* clientName);
 
-/// The nine entry points of the runtime, bound by name when they are first called. Each has the signature and the result
-/// of its published function; the comment tells the result when it can't be called.
+/// The nine entry points of the runtime, bound by name when they are first called. Each has the signature and the
+/// result of its published function; the comment gives the result when it can't be called.
 HRESULT MAPIInitialize(void* init);                                                   // MAPI_E_CALL_FAILED
 void MAPIUninitialize();                                                              // nothing happens
 HRESULT MAPILogonEx(ULONG_PTR window, void* profileName, void* password, ULONG flags, //

@@ -21,11 +21,11 @@ namespace
 {
 constexpr ULONG logonFlags = MAPI_UNICODE | MAPI_USE_DEFAULT | MAPI_EXTENDED | MAPI_NEW_SESSION | MAPI_LOGON_UI;
 constexpr ULONG openStoreFlags = MAPI_BEST_ACCESS | MDB_NO_DIALOG;
-constexpr ULONG sameObject = 1; // another value that isn't 0 does not count
+constexpr ULONG sameObject = 1; // and no other: settled behaviour 26
 
 constexpr utilities::Precondition sessionActive{L"MAPI session is not active"};
 
-/// A step of the fast shutdown, done or logged. Any result but 0 ends the sequence, a warning as well.
+/// A step of the fast shutdown, done or logged. A warning ends the sequence as well: settled behaviour 42.
 bool stepDone(HRESULT result, std::wstring_view failure,
               utilities::SourceLocation where = utilities::SourceLocation::current())
 {

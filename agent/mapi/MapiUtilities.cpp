@@ -22,7 +22,7 @@ const std::wstring contactFolderClass = L"IPF.Contact";
 const std::wstring contactMessageClass = L"IPM.Contact";
 const std::wstring unresolvedName = L"(cannot resolve)";
 
-/// What a row of a hierarchy table tells of a folder.
+/// What a row of a hierarchy table says of a folder.
 struct FolderRow
 {
     LONG type = -1;
@@ -86,7 +86,7 @@ bool isContactFolder(IMAPIFolderPtr folder)
             return false;
         }
     }
-    return folderClass == contactFolderClass; // case counts, and a further dotted part is another class
+    return folderClass == contactFolderClass; // settled behaviour 20
 }
 
 bool maybeContactFolder(IMAPIFolderPtr folder)
@@ -144,7 +144,7 @@ IMAPITablePtr getHierarchyTable(IMAPIFolderPtr folder)
     checkCondition(folder, Condition{L"folder"}, function);
 
     IMAPITablePtr table;
-    // The words of the other table: a settled text. The function's name tells the two apart.
+    // The words of the other table: settled behaviour 64.
     checkHresult(function, folder->GetHierarchyTable(MAPI_UNICODE, &table), L"GetContentsTable");
     return table;
 }

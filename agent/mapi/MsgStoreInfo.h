@@ -8,14 +8,14 @@
 
 namespace mapi
 {
-/// What the profile tells of a message store. A field whose column the store does not supply keeps its default.
+/// What the profile says of a message store. A field whose column the store does not supply keeps its default.
 struct MsgStoreInfo
 {
     EntryId entryId;
     std::wstring displayName;
     std::wstring providerName;
     bool isDefault = false;
-    bool isPublic = false; // as the table tells; what counts for the watchers is the opened store
+    bool isPublic = false; // as the table says; for the watchers the opened store counts: settled behaviour 30
 };
 
 /// Whether a value of PR_MDB_PROVIDER names the public folders: the 16 bytes of `pbExchangeProviderPublicGuid`.

@@ -9,12 +9,13 @@
 
 namespace mapi
 {
-/// From IMsgStore::Advise to IMsgStore::Unadvise. The handler runs on the thread that called `advise`, while that thread
-/// dispatches its window messages. Used by that thread alone.
+/// From IMsgStore::Advise to IMsgStore::Unadvise. The handler runs on the thread that called `advise`, while that
+/// thread dispatches its window messages. Used by that thread alone.
 class NotificationSink : private utilities::noncopyable
 {
 public:
-    /// What is asked for: objects that are created, deleted, modified, moved or copied, and searches that end.
+    /// What is asked for: objects that are created, deleted, modified, moved or copied, and searches that end (settled
+    /// behaviour 38).
     static constexpr ULONG eventMask = fnevObjectCreated | fnevObjectDeleted | fnevObjectModified | fnevObjectMoved |
                                        fnevObjectCopied | fnevSearchComplete;
 
@@ -24,9 +25,9 @@ public:
 
     [[nodiscard]] bool isAdvised() const noexcept;
 
-    /// Registers the handler for everything in the store. False, and nothing is registered, without a store or a handler,
-    /// and when MAPI refuses, which is logged. Also false, with a line in the log, when a registration is in place: that
-    /// one stays.
+    /// Registers the handler for everything in the store. False, and nothing is registered, without a store or a
+    /// handler, and when MAPI refuses, which is logged. Also false, with a line in the log, when a registration is in
+    /// place: that one stays.
     /// @param handler  copied.
     bool advise(IMsgStorePtr store, const NotificationHandler& handler);
 

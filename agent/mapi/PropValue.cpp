@@ -68,7 +68,7 @@ SPropValue* copyPropValue(const SPropValue* source, void* parent)
         }
         break;
     default:
-        // The block stays allocated: only a programming error comes here.
+        // The block stays allocated: settled behaviour 48.
         throw utilities::exception(utilities::formatMessage(function, L"Unsupported value type."));
     }
     return copy;

@@ -30,7 +30,8 @@ void Rowset::enumerate(IMAPITablePtr& table, SPropTagArray* columns, const RowFu
                 FreeProws(rows);
         });
 
-    // A table that MAPI does not deliver ends quietly; a consumer that fails, and a stop request, end loudly below.
+    // A table that MAPI does not deliver ends quietly; a consumer that fails, and a stop request, end loudly below:
+    // settled behaviour 41.
     try
     {
         utilities::checkHresult(function, table->SetColumns(columns, 0));

@@ -9,7 +9,7 @@
 
 namespace mapi
 {
-/// The single way in which the system reads a table. Used by the worker.
+/// The one way in which the agent reads rows. Used by the worker.
 class Rowset
 {
 public:
@@ -32,12 +32,13 @@ public:
 
     using RowFunction = std::function<void(const TableRow&)>;
 
-    /// Sets the columns, reads all rows in one batch and calls the function for each, in order. A table that can't be
-    /// read is logged and looks like an empty one. What the row function throws passes, and so does the cancellation
-    /// that is thrown before a row when `stopRequested` is set. The rows are freed on every way out.
+    /// Sets the columns, reads all rows in one batch (settled behaviour 40) and calls the function for each, in order.
+    /// A table that can't be read is logged and looks like an empty one. What the row function throws passes, and so
+    /// does the cancellation that is thrown before a row when `stopRequested` is set. The rows are freed on every way
+    /// out.
     static void enumerate(IMAPITablePtr& table, SPropTagArray* columns, const RowFunction& rowFunction);
 };
 
-/// The number of rows; 0 for a null table. Throws when the table does not tell.
+/// The number of rows; 0 for a null table. Throws when the call fails.
 [[nodiscard]] ULONG tableRowCount(IMAPITablePtr table);
 } // namespace mapi
