@@ -5,7 +5,7 @@
 
 const LENGTH_BYTES = 4;
 
-/** A length field is above the limit. Nothing tells where the next message would begin, so the connection is lost. */
+/** A length field is above the limit. Nothing says where the next message would begin, so the connection is lost. */
 class OversizedMessageError extends Error {
   constructor(bytes, limit) {
     super(`a message of ${bytes} bytes is above the limit of ${limit}`);

@@ -90,7 +90,7 @@ test('keeps the JSON lines in a file beside the readable form with --record', as
   assert.deepEqual(events.map(({ event }) => event), ['listening', 'message', 'malformed', 'closed']);
 });
 
-test('tells its options with --help', async () => {
+test('shows its options with --help', async () => {
   const { status, stdout } = await run('--help');
   assert.equal(status, 0);
   for (const option of ['--json', '--record', '--count', '--max-bytes', '--pipe', '--help']) {

@@ -127,7 +127,7 @@ test('cuts the connection without an answer at a length above the limit', async 
   assert.deepEqual(events, [['oversized', `a message of ${Buffer.byteLength(TEXT)} bytes is above the limit of 10`]]);
 });
 
-test('tells of an agent that goes in the middle of a message, and serves the next', async (t) => {
+test('reports an agent that goes in the middle of a message, and serves the next', async (t) => {
   const { host, events, connect } = await startHost(t);
   const agent = await connect();
   agent.end(framed(TEXT).subarray(0, 10));
@@ -140,7 +140,7 @@ test('tells of an agent that goes in the middle of a message, and serves the nex
   next.end();
 });
 
-test('tells of an agent that goes in the middle of the length', async (t) => {
+test('reports an agent that goes in the middle of the length', async (t) => {
   const { host, events, connect } = await startHost(t);
   const agent = await connect();
   agent.end(Buffer.from([0, 0, 0]));
