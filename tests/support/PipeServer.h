@@ -40,7 +40,7 @@ struct PipeReply
 struct PipeServerOptions
 {
     std::wstring name{};       // without the prefix; empty: a unique one
-    bool messageMode = true;   // else a byte pipe, where the first four bytes of a request tell the length of the rest
+    bool messageMode = true;   // else a byte pipe, where the first four bytes of a request give the length of the rest
     bool spareInstance = true; // a second instance waits for a client while the first one serves, as hosts have it
     DWORD defaultTimeout = 5000; // milliseconds that a client waits for a free instance if it asks for the default
     std::vector<PipeReply> replies = {PipeReply::text("ack")}; // one for each request; the last one stands for the rest

@@ -116,7 +116,7 @@ TEST(FailureTest, FunctionNameLineIsTheMessageText)
     EXPECT_THAT(log.lines(), ElementsAre("AsyncMapiHelper::run: Unknown exception"));
 }
 
-TEST(FailureTest, ConditionFailureTellsConditionAndPlace)
+TEST(FailureTest, ConditionFailureNamesConditionAndPlace)
 {
     std::wstring line;
     const auto message = thrownBy(
@@ -125,7 +125,7 @@ TEST(FailureTest, ConditionFailureTellsConditionAndPlace)
                            line + L")");
 }
 
-TEST(FailureTest, PreconditionFailureTellsWordsAndPlace)
+TEST(FailureTest, PreconditionFailureGivesWordsAndPlace)
 {
     std::wstring line;
     const auto message =
@@ -156,7 +156,7 @@ TEST(FailureTest, CancellationNamesTheFunction)
     EXPECT_EQ(cancelled(L"mapi::Rowset::enumerate").what(), L"mapi::Rowset::enumerate: cancelled by request");
 }
 
-TEST(FailureTest, ReportTellsLocationAndMessage)
+TEST(FailureTest, ReportNamesLocationAndMessage)
 {
     const support::ScopedLog log;
     reportException(exception(std::wstring(L"what went wrong")), L"main");
@@ -182,7 +182,7 @@ TEST(FailureTest, ReportUsesWhatADerivedExceptionSays)
     EXPECT_THAT(log.lines(), ElementsAre("An exception has been caught in main : derived"));
 }
 
-TEST(FailureTest, RethrowLineTellsFunctionAndMessage)
+TEST(FailureTest, RethrowLineNamesFunctionAndMessage)
 {
     const support::ScopedLog log;
     logRethrow(L"mapi::entryId", exception(std::wstring(L"what went wrong")));
