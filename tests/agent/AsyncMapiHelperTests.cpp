@@ -313,4 +313,20 @@ TEST_F(PumpTest, RestsForAMillisecondBetweenLooks)
     for (std::size_t i = 1; i < looks.size(); ++i)
         EXPECT_GE(looks[i] - looks[i - 1], std::chrono::milliseconds(1));
 }
+
+TEST_F(PumpTest, SleepsRatherThanAsksTheClockBetweenLooks)
+{
+    const auto clock = countImport<"QueryPerformanceCounter">(QueryPerformanceCounter);
+    std::size_t looks = 0;
+    const auto look =
+        hookImport<"PeekMessageW">(PeekMessageW,
+                                   [&](auto original, LPMSG message, HWND window, UINT first, UINT last, UINT remove)
+                                   {
+                                       if (++looks == 10)
+                                           utilities::requestStop();
+                                       return original(message, window, first, last, remove);
+                                   });
+    pumpUntilStopped();
+    EXPECT_THAT(clock.count(), testing::AllOf(testing::Ge(2 * looks), testing::Lt(20 * looks)));
+}
 } // namespace
