@@ -5,11 +5,12 @@ const crypto = require('crypto');
 const fs = require('fs');
 const os = require('os');
 const path = require('path');
+const { execFileSync } = require('child_process');
 const { parseArgs } = require('util');
 
 const { copyTree, listFiles, readSources, update } = require('./copy');
 const { applyFault, drawFaults, idOf, locate } = require('./faults');
-const { build, configure, hashOf, listPrograms, runCommand, runProgram, stopCommands } = require('./programs');
+const { build, configure, hashOf, listPrograms, runProgram, stopCommands } = require('./programs');
 
 const ROOT = path.join(__dirname, '..', '..', '..');
 const CHECKED_IN_LIST = path.join(ROOT, 'tests', 'mutation', 'faults.json');
@@ -162,12 +163,12 @@ class Job {
   }
 
   /** Ends everything that runs under Wine for this copy. */
-  async stopWine() {
+  stopWine() {
     for (const folder of [path.join(this.copy, 'build'), this.buildFolder]) {
       for (const name of fs.existsSync(folder) ? fs.readdirSync(folder) : []) {
         if (fs.existsSync(path.join(folder, name, '.linkwell'))) {
           const env = { ...process.env, LINKWELL_WINEPREFIX: path.join(folder, name) };
-          await runCommand([path.join(this.copy, 'scripts', 'lib', 'wine-stop')], { env });
+          execFileSync(path.join(this.copy, 'scripts', 'lib', 'wine-stop'), { env });
         }
       }
     }
@@ -255,15 +256,13 @@ async function main([work, ...words]) {
   };
   process.on('SIGINT', stop);
   process.on('SIGTERM', stop);
-  const work1 = async (job) => {
-    while (open.length > 0 && signal === null) {
+  const workOff = async (job) => {
+    while (open.length > 0) {
       const fault = open.shift();
       const place = locate(fault, sources);
       const result = place === null ? { fate: 'not found' } : await job.try(fault, place, results.times);
-      if (signal === null) {
-        results.add(fault, result);
-        say(fault, result);
-      }
+      results.add(fault, result);
+      say(fault, result);
     }
   };
   try {
@@ -271,22 +270,23 @@ async function main([work, ...words]) {
     if (open.length > 0) {
       step(`Building the unchanged tree in ${jobs.map((job) => path.relative(process.cwd(), job.copy)).join(', ')}`);
       for (const job of jobs) {
-        await job.stopWine(); // what a run that was killed has left
+        job.stopWine(); // what a run that was killed has left
         await job.prepare(tree, files);
       }
       if (results.times === undefined) {
         step('Running the test programs on the unchanged tree');
         results.begin(await measure(jobs[0]));
       }
-      await Promise.all(jobs.map(work1));
+      await Promise.all(jobs.map(workOff));
     }
   } catch (error) {
+    stopCommands(); // those of the other jobs
     if (signal === null) {
       throw error;
     }
   } finally {
     for (const job of jobs) {
-      await job.stopWine();
+      job.stopWine();
     }
   }
   if (signal !== null) {

@@ -18,8 +18,11 @@ const KEPT_OUTPUT = 64 * 1024;
 
 /** The commands that run at the moment, each with all that it has started in one process group. */
 const running = new Set();
+let stopped = false;
 
+/** Ends all commands at once, and lets none begin: they all reject. */
 function stopCommands() {
+  stopped = true;
   for (const child of running) {
     try {
       process.kill(-child.pid, 'SIGKILL');
@@ -29,9 +32,13 @@ function stopCommands() {
   }
 }
 
-/** Runs a command to its end: { status, output, timedOut }. The status is null for one that was killed. */
+/** Runs a command to its end: { status, output, timedOut }. The status is null for one that its time has ended. */
 function runCommand(command, { seconds = 3600, ...options } = {}) {
   return new Promise((resolve, reject) => {
+    if (stopped) {
+      reject(new Error('interrupted'));
+      return;
+    }
     const child = spawn(command[0], command.slice(1), { ...options, detached: true, stdio: ['ignore', 'pipe', 'pipe'] });
     running.add(child);
     let output = '';
@@ -51,7 +58,11 @@ function runCommand(command, { seconds = 3600, ...options } = {}) {
       setTimeout(() => {
         child.stdout.destroy();
         child.stderr.destroy();
-        resolve({ status, output, timedOut });
+        if (stopped) {
+          reject(new Error('interrupted'));
+        } else {
+          resolve({ status, output, timedOut });
+        }
       }, 100);
     });
   });
@@ -145,4 +156,4 @@ async function runProgram(program, buildFolder, seconds, filter = `-${LEFT_OUT}`
   return failed ? { ...result, fate: 'failed', test: failed } : { ...result, fate: 'crashed', test: last };
 }
 
-module.exports = { build, configure, endLeftovers, hashOf, listPrograms, runCommand, runProgram, stopCommands };
+module.exports = { build, configure, endLeftovers, hashOf, listPrograms, runProgram, stopCommands };
