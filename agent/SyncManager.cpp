@@ -59,7 +59,7 @@ void logStoreInfo(const mapi::MsgStoreInfo& info)
     catch (const utilities::exception& caught)
     {
         utilities::reportException(caught, function);
-        return nullptr;
+        return {};
     }
 }
 

@@ -21,6 +21,20 @@ function(linkwell_compile target)
     endif()
 endfunction()
 
+# linkwell_precompile(<target>): for utilities and what is built on them: headers that nearly all their sources include are
+# read once. scripts/lint reads them for each source, and so sees an include that is missing.
+function(linkwell_precompile target)
+    if(LINKWELL_LINT)
+        return()
+    endif()
+    if(target STREQUAL "linkwell_utilities")
+        target_precompile_headers(${target} PRIVATE
+            <windows.h> <comdef.h> <functional> <map> <memory> <optional> <string> <string_view> <vector>)
+    else()
+        target_precompile_headers(${target} REUSE_FROM linkwell_utilities)
+    endif()
+endfunction()
+
 # linkwell_program(<target>): how a program or DLL is linked: nothing beside Windows' own modules at run time, and the
 # same bytes from the same sources.
 function(linkwell_program target)

@@ -5,10 +5,10 @@ std::wstring toHexString(std::span<const BYTE> bytes)
     constexpr wchar_t digits[] = L"0123456789ABCDEF";
     std::wstring text;
     text.reserve(bytes.size() * 2);
-    for (const BYTE byte : bytes)
+    for (const BYTE value : bytes)
     {
-        text += digits[byte >> 4];
-        text += digits[byte & 0xF];
+        text += digits[value >> 4];
+        text += digits[value & 0xF];
     }
     return text;
 }

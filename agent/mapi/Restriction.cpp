@@ -54,33 +54,27 @@ public:
     ULONG tag;
 };
 
+/// A filter of other filters. What an Alternative is has to be known where its members are defined.
 template <class T>
 class CompoundRestriction : public RestrictionArgument<T>
 {
 public:
+    CompoundRestriction();
+    CompoundRestriction(const CompoundRestriction&);
+    CompoundRestriction(CompoundRestriction&&) noexcept;
+    CompoundRestriction& operator=(const CompoundRestriction&);
+    CompoundRestriction& operator=(CompoundRestriction&&) noexcept;
+    ~CompoundRestriction() override;
+
     std::vector<Alternative> items;
 };
 
 class ResAnd : public CompoundRestriction<_SAndRestriction>
 {
-public:
-    ResAnd();
-    ResAnd(const ResAnd&);
-    ResAnd(ResAnd&&) noexcept;
-    ResAnd& operator=(const ResAnd&);
-    ResAnd& operator=(ResAnd&&) noexcept;
-    ~ResAnd() override;
 };
 
 class ResOr : public CompoundRestriction<_SOrRestriction>
 {
-public:
-    ResOr();
-    ResOr(const ResOr&);
-    ResOr(ResOr&&) noexcept;
-    ResOr& operator=(const ResOr&);
-    ResOr& operator=(ResOr&&) noexcept;
-    ~ResOr() override;
 };
 
 /// One filter of any kind.
@@ -89,20 +83,18 @@ struct Alternative
     std::variant<ResProperty, ResExist, ResAnd, ResOr> kind;
 };
 
-// Here and not above, since they need to know what an Alternative is.
-ResAnd::ResAnd() = default;
-ResAnd::ResAnd(const ResAnd&) = default;
-ResAnd::ResAnd(ResAnd&&) noexcept = default;
-ResAnd& ResAnd::operator=(const ResAnd&) = default;
-ResAnd& ResAnd::operator=(ResAnd&&) noexcept = default;
-ResAnd::~ResAnd() = default;
-
-ResOr::ResOr() = default;
-ResOr::ResOr(const ResOr&) = default;
-ResOr::ResOr(ResOr&&) noexcept = default;
-ResOr& ResOr::operator=(const ResOr&) = default;
-ResOr& ResOr::operator=(ResOr&&) noexcept = default;
-ResOr::~ResOr() = default;
+template <class T>
+CompoundRestriction<T>::CompoundRestriction() = default;
+template <class T>
+CompoundRestriction<T>::CompoundRestriction(const CompoundRestriction&) = default;
+template <class T>
+CompoundRestriction<T>::CompoundRestriction(CompoundRestriction&&) noexcept = default;
+template <class T>
+CompoundRestriction<T>& CompoundRestriction<T>::operator=(const CompoundRestriction&) = default;
+template <class T>
+CompoundRestriction<T>& CompoundRestriction<T>::operator=(CompoundRestriction&&) noexcept = default;
+template <class T>
+CompoundRestriction<T>::~CompoundRestriction() = default;
 
 /// Writes the tree. Its first node is the block that everything else is chained to.
 class RestrictionBuilder : public ValuePtr<_SRestriction>

@@ -248,8 +248,8 @@ TEST_F(LoggerTest, LeavesTheFileToReadersOnly)
 {
     m_log.init(m_file);
     const DWORD shareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-    EXPECT_NO_THROW(support::checkedFile(
-        CreateFileW(m_file.c_str(), GENERIC_READ, shareAll, nullptr, OPEN_EXISTING, 0, nullptr), "CreateFileW"));
+    EXPECT_NO_THROW(static_cast<void>(support::checkedFile(
+        CreateFileW(m_file.c_str(), GENERIC_READ, shareAll, nullptr, OPEN_EXISTING, 0, nullptr), "CreateFileW")));
     EXPECT_EQ(CreateFileW(m_file.c_str(), GENERIC_WRITE, shareAll, nullptr, OPEN_EXISTING, 0, nullptr),
               INVALID_HANDLE_VALUE);
     EXPECT_EQ(GetLastError(), DWORD{ERROR_SHARING_VIOLATION});

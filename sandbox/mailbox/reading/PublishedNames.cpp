@@ -314,7 +314,7 @@ std::optional<GUID> guidOf(std::string_view text)
         text[19] != '-' || text[24] != '-' || text.find(' ') != std::string_view::npos)
         return std::nullopt;
     std::string digits;
-    for (const std::size_t place : {1, 10, 15, 20, 25})
+    for (const std::size_t place : {1U, 10U, 15U, 20U, 25U})
         digits += text.substr(place, text.find_first_of("-}", place) - place);
     const std::optional<Bytes> bytes = fromHex(digits);
     if (!bytes || bytes->size() != sizeof(GUID))
