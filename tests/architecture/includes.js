@@ -3,7 +3,8 @@
 // its files may include these and what is below them, beside their own. It stands for its subfolders as well, unless they
 // have an entry themselves.
 //
-//   includes.js             prints what does not fit: forbidden includes, and files that include each other
+//   includes.js             prints what does not fit: forbidden includes, files that include each other, and arrows by
+//                           which the first picture of docs/architecture.md differs from the table
 //   includes.js --mermaid   prints the table as a picture, in Mermaid's words
 //
 // Exit status: 0 if everything fits.
@@ -84,6 +85,28 @@ function circles(includes) {
   return found;
 }
 
+function mermaid() {
+  const name = (floor) => floor.replace(/\W/g, '_');
+  const shown = FLOORS.filter((floor) => TABLE[floor] !== 'everything');
+  return [
+    'graph TD',
+    ...shown.map((floor) => `  ${name(floor)}["${floor}"]`),
+    ...shown.flatMap((floor) => TABLE[floor].map((next) => `  ${name(floor)} --> ${name(next)}`)),
+  ].join('\n');
+}
+
+/** The arrows by which the table and its picture in docs/architecture.md differ. */
+function pictureFindings() {
+  const arrowsOf = (text) => text.split('\n').map((line) => line.trim()).filter((line) => line.includes(' --> '));
+  const document = fs.readFileSync(path.join(ROOT, 'docs', 'architecture.md'), 'utf8');
+  const drawn = arrowsOf(/```mermaid\n([^`]*)```/.exec(document)[1]);
+  const wanted = arrowsOf(mermaid());
+  return [
+    ...wanted.filter((arrow) => !drawn.includes(arrow)).map((arrow) => `docs/architecture.md:1 does not draw ${arrow}`),
+    ...drawn.filter((arrow) => !wanted.includes(arrow)).map((arrow) => `docs/architecture.md:1 draws ${arrow}, which the table lacks`),
+  ];
+}
+
 function findings() {
   const folders = [...new Set(FLOORS.map((floor) => floor.split('/')[0]))];
   const files = folders.flatMap(sourcesBelow);
@@ -94,18 +117,9 @@ function findings() {
     ...includes.map((include) => ({ ...include, why: objection(include.file, include.target) }))
       .filter(({ why }) => why !== undefined)
       .map(({ file, line, target, why }) => `${file}:${line} includes ${target}, ${why}`),
+    ...pictureFindings(),
     ...circles(includes).map((files) => `${files[0]}:1 includes itself: ${files.join(' -> ')}`),
   ];
-}
-
-function mermaid() {
-  const name = (floor) => floor.replace(/\W/g, '_');
-  const shown = FLOORS.filter((floor) => TABLE[floor] !== 'everything');
-  return [
-    'graph TD',
-    ...shown.map((floor) => `  ${name(floor)}["${floor}"]`),
-    ...shown.flatMap((floor) => TABLE[floor].map((next) => `  ${name(floor)} --> ${name(next)}`)),
-  ].join('\n');
 }
 
 if (process.argv[2] === '--mermaid') {
