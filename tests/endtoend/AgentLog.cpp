@@ -16,7 +16,7 @@ namespace endtoend
 namespace
 {
 constexpr std::string_view subscribeStart = "Subscribe to ";
-constexpr std::string_view notTracked = "Event tracking for public store is not implemented.";
+constexpr std::string_view publicStore = "Event tracking for public store is not implemented.";
 constexpr std::string_view adviseFailure = "HRESULT logged: mapi::NotificationSink::adviseInternal";
 constexpr std::string_view closed = "WM_CLOSE received";
 constexpr std::size_t stampSize = 25; // "05.03.2024 14:07:09.042  "
@@ -110,15 +110,29 @@ bool isSubscribe(const std::string& record)
 {
     return record.starts_with(subscribeStart);
 }
+
+/// Whether it says that a store can't be watched.
+bool isRefused(const std::string& record)
+{
+    return record == publicStore || record.starts_with(adviseFailure);
+}
 } // namespace
 
-void PrintTo(const Records& records, std::ostream* stream)
+void PrintTo(const Lines& lines, std::ostream* stream)
 {
     // In quotes, with each line feed escaped, as GoogleTest prints a text: of texts it makes the comparison by lines.
     *stream << '"';
-    for (const std::string& record : records)
-        *stream << std::regex_replace(record, std::regex("\n"), "\\n| ") << "\\n";
+    for (const std::string& line : lines)
+        *stream << std::regex_replace(line, std::regex("\n"), "\\n| ") << "\\n";
     *stream << '"';
+}
+
+Lines joined(std::initializer_list<Lines> parts)
+{
+    Lines all;
+    for (const Lines& part : parts)
+        all.insert(all.end(), part.begin(), part.end());
+    return all;
 }
 
 Records logRecords(std::string_view bytes)
@@ -186,30 +200,20 @@ void orderEndOfWorker(Records& records)
 
 std::ptrdiff_t advisedStores(const Records& records)
 {
-    const auto isRefused = [](const std::string& record)
-    {
-        return record == notTracked || record.starts_with(adviseFailure);
-    };
     return std::ranges::count_if(records, isSubscribe) - std::ranges::count_if(records, isRefused);
 }
 
-Records takeSubscribing(Records& records)
+void eraseSubscribing(Records& records)
 {
-    Records kept;
-    Records taken;
     bool subscribing = false;
-    for (std::string& record : records)
-    {
-        if (isSubscribe(record) || record == closed)
-            subscribing = isSubscribe(record);
-        else if (subscribing && record != notTracked && !record.starts_with(adviseFailure))
-        {
-            taken.push_back(std::move(record));
-            continue;
-        }
-        kept.push_back(std::move(record));
-    }
-    records = std::move(kept);
-    return taken;
+    std::erase_if(records,
+                  [&subscribing](const std::string& record)
+                  {
+                      if (isSubscribe(record) || record == closed)
+                          subscribing = isSubscribe(record);
+                      else
+                          return subscribing && !isRefused(record);
+                      return false;
+                  });
 }
 } // namespace endtoend

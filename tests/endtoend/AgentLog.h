@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstddef>
 #include <filesystem>
+#include <initializer_list>
 #include <iosfwd>
 #include <string>
 #include <string_view>
@@ -15,12 +16,17 @@
 
 namespace endtoend
 {
-/// The texts of records. GoogleTest shows how two lists of them differ, line by line.
-struct Records : std::vector<std::string>
+/// Texts in order. GoogleTest shows how two lists of them differ, line by line.
+struct Lines : std::vector<std::string>
 {
     using vector::vector;
 };
-void PrintTo(const Records& records, std::ostream* stream);
+void PrintTo(const Lines& lines, std::ostream* stream);
+/// These lists one behind the other.
+[[nodiscard]] Lines joined(std::initializer_list<Lines> parts);
+
+/// The texts of the log's records.
+using Records = Lines;
 
 /// The texts of the records, in UTF-8: without the stamps, whose form is checked, and with single line feeds inside a
 /// record, as the agent had them. A source line in a failure's text, "line 94", shows as "line N". An empty line
@@ -42,7 +48,7 @@ void orderEndOfWorker(Records& records);
 /// How many stores these records subscribe to, but for public ones and those that refuse.
 [[nodiscard]] std::ptrdiff_t advisedStores(const Records& records);
 
-/// Takes out what stands between each "Subscribe to ..." and the next one or "WM_CLOSE received", and gives it. That a
-/// public store isn't tracked, and that a store refuses to be advised, stays.
-[[nodiscard]] Records takeSubscribing(Records& records);
+/// Takes out what stands between each "Subscribe to ..." and the next one or "WM_CLOSE received". That a public store
+/// isn't tracked, and that a store refuses to be advised, stays.
+void eraseSubscribing(Records& records);
 } // namespace endtoend

@@ -2,52 +2,14 @@
 
 #include <array>
 #include <chrono>
-#include <cwchar>
-#include <iterator>
-#include <memory>
 
-#include "tests/support/ChildProcess.h"
 #include "tests/support/Platform.h"
+#include "tests/support/ProgramRun.h"
 
 namespace endtoend
 {
 namespace
 {
-/// Environment variables differ by more than the case of their names.
-struct NameLess
-{
-    bool operator()(const std::wstring& left, const std::wstring& right) const
-    {
-        return CompareStringOrdinal(left.c_str(), -1, right.c_str(), -1, TRUE) == CSTR_LESS_THAN;
-    }
-};
-
-/// The block for CreateProcessW: this process's variables with the changes, each ended by a zero, and one more zero.
-std::wstring environmentBlock(const Environment& changes)
-{
-    std::map<std::wstring, std::wstring, NameLess> variables;
-    const std::unique_ptr<wchar_t, decltype(&FreeEnvironmentStringsW)> own(GetEnvironmentStringsW(),
-                                                                           FreeEnvironmentStringsW);
-    for (const wchar_t* entry = own.get(); *entry != L'\0'; entry += std::wcslen(entry) + 1)
-    {
-        const std::wstring text = entry;
-        const auto separator = text.find(L'=', 1); // names of drives' current folders begin with one
-        if (separator != std::wstring::npos)
-            variables[text.substr(0, separator)] = text.substr(separator + 1);
-    }
-    for (const auto& [name, value] : changes)
-    {
-        if (value.empty())
-            variables.erase(name);
-        else
-            variables[name] = value;
-    }
-    std::wstring block;
-    for (const auto& [name, value] : variables)
-        block.append(name).append(1, L'=').append(value).append(1, L'\0');
-    return block.append(1, L'\0');
-}
-
 support::Handle openForChild(const std::filesystem::path& file)
 {
     SECURITY_ATTRIBUTES inheritable{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
@@ -55,6 +17,7 @@ support::Handle openForChild(const std::filesystem::path& file)
                                             &inheritable, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr),
                                 "CreateFileW");
 }
+
 /// A job whose processes end with its last handle.
 support::Handle makeJob()
 {
@@ -74,21 +37,18 @@ std::filesystem::path programFolder()
     return std::filesystem::path(path).parent_path();
 }
 
-AgentProcess::AgentProcess(const std::wstring& arguments, const Environment& environment,
-                           const std::filesystem::path& standardError)
+AgentProcess::AgentProcess(const std::wstring& arguments, const std::filesystem::path& standardError)
     : m_commandLine(L'"' + (programFolder() / L"LinkwellAgent.exe").wstring() + L'"'), m_job(makeJob())
 {
     if (!arguments.empty())
         m_commandLine += L' ' + arguments;
-    std::wstring block = environmentBlock(environment);
     const support::Handle errors = openForChild(standardError);
 
     STARTUPINFOW startup{};
     startup.cb = sizeof(startup);
     startup.dwFlags = STARTF_USESTDHANDLES;
     startup.hStdError = errors.get();
-    const PROCESS_INFORMATION information = support::startChild(
-        nullptr, m_commandLine, CREATE_UNICODE_ENVIRONMENT | CREATE_SUSPENDED, block.data(), startup);
+    const PROCESS_INFORMATION information = support::startChild(nullptr, m_commandLine, CREATE_SUSPENDED, startup);
     m_process.reset(information.hProcess);
     const support::Handle mainThread(information.hThread);
     if (!AssignProcessToJobObject(m_job.get(), m_process.get()) || ResumeThread(mainThread.get()) == DWORD(-1))

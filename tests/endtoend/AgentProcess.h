@@ -4,7 +4,6 @@
 #include <windows.h>
 
 #include <filesystem>
-#include <map>
 #include <optional>
 #include <string>
 
@@ -15,18 +14,14 @@ namespace endtoend
 /// The folder of this test program, in which the build puts the agent and the sandbox too.
 [[nodiscard]] std::filesystem::path programFolder();
 
-/// Variables that the agent's environment has beside this process's own. An empty value takes a variable away.
-using Environment = std::map<std::wstring, std::wstring>;
-
-/// Starts the agent in the constructor. The destructor ends a process that still runs, so none outlives its test; nor
+/// Starts the agent in the constructor, with this process's environment. The destructor ends a process that still runs, so none outlives its test; nor
 /// does one outlive a test program that is itself ended.
 class AgentProcess
 {
 public:
     /// @param arguments      what follows the program on the command line, as it stands there; may be empty.
     /// @param standardError  the file that receives what is written to the process's standard error.
-    AgentProcess(const std::wstring& arguments, const Environment& environment,
-                 const std::filesystem::path& standardError);
+    AgentProcess(const std::wstring& arguments, const std::filesystem::path& standardError);
     ~AgentProcess();
     AgentProcess(const AgentProcess&) = delete;
     AgentProcess& operator=(const AgentProcess&) = delete;

@@ -1,106 +1,67 @@
 // The ways in which the agent is asked to close.
 #include "tests/endtoend/EndToEndTest.h"
-#include "tests/support/LogFile.h"
 
 namespace endtoend
 {
 namespace
 {
-constexpr std::string_view emptyMailbox = R"({"stores": [{"name": "Mailbox", "default": true}]})";
+constexpr std::string_view emptyStore = R"({"stores": [{"name": "Mailbox", "default": true}])";
 
 class AgentCloseTest : public EndToEndTest
 {
 protected:
-    void startAndWait(std::string_view mailbox = emptyMailbox)
+    void startAndWait(const std::string& more = "")
     {
-        writeMailbox(mailbox);
-        startAgent();
+        startAgentOn(std::string(emptyStore) + more + "}");
         ASSERT_TRUE(waitUntilSubscribed("Mailbox"));
     }
 
-    /// The whole log of a run on a mailbox without contacts, with these records behind the last of the start.
-    Records wholeLog(std::initializer_list<std::string_view> ending) const
+    /// The whole log, with these records behind the last of the start.
+    Records closedLog(const Records& request, const Records& ending = orderlyEnd) const
     {
-        Records all = {std::string(support::logHeader),
-                       startedRecord(),
-                       "Start MAPI thread...",
-                       "Message Store found: Mailbox (Sandbox Message Store), Default: true, Public: false, EntryId: " +
-                           storeId(1),
-                       "createSnapshot for \"Mailbox\" started",
-                       "createSnapshot for \"Mailbox\": 0 contact(s) found"};
-        return joined({all, subscribed("Mailbox"), Records(ending.begin(), ending.end())});
+        return wholeLog(joined({{storeFound("Mailbox", 1, true)},
+                                snapshot("Mailbox", "", {}, {}),
+                                subscribed("Mailbox"),
+                                request,
+                                {"Shutdown...", "Unadvise hr = 0", "MAPI thread finished"},
+                                ending}));
     }
 };
 
-TEST_F(AgentCloseTest, EndsWhenItsWindowIsClosed)
+struct CloseRequest
+{
+    const char* name;
+    bool (*post)(const AgentProcess& agent);
+    const char* record; // in front of "Shutdown..."; null for none
+};
+
+class AgentCloseRequestTest : public AgentCloseTest, public testing::WithParamInterface<CloseRequest>
+{
+};
+
+TEST_P(AgentCloseRequestTest, EndsInOrder)
 {
     startAndWait();
-    ASSERT_TRUE(agent().postToWindow(WM_CLOSE));
-    const AgentRun run = finish();
-    EXPECT_EQ(run.exitValue, 0U);
-    EXPECT_EQ(run.log, wholeLog({"WM_CLOSE received", "Shutdown...", "Unadvise hr = 0", "MAPI thread finished",
-                                 "Closing MAPI session...", "Logoff...", "MAPI session closed", "Done",
-                                 "Logging finished  --------------------------------"}));
-    EXPECT_EQ(run.report, nothingHeld);
+    ASSERT_TRUE(GetParam().post(agent()));
+    expectRun(finish(), closedLog(GetParam().record != nullptr ? Records{GetParam().record} : Records()));
 }
 
-TEST_F(AgentCloseTest, EndsWhenItsMainThreadIsToldToClose)
-{
-    startAndWait();
-    ASSERT_TRUE(agent().postToMainThread(WM_CLOSE));
-    const AgentRun run = finish();
-    EXPECT_EQ(run.exitValue, 0U);
-    EXPECT_EQ(run.log, wholeLog({"WM_CLOSE for thread received, will quit", "Shutdown...", "Unadvise hr = 0",
-                                 "MAPI thread finished", "Closing MAPI session...", "Logoff...", "MAPI session closed",
-                                 "Done", "Logging finished  --------------------------------"}));
-    EXPECT_EQ(run.report, nothingHeld);
-}
-
-TEST_F(AgentCloseTest, EndsByAltF4WithoutACloseRecord)
-{
-    startAndWait();
-    ASSERT_TRUE(agent().pressAltF4());
-    const AgentRun run = finish();
-    EXPECT_EQ(run.exitValue, 0U);
-    EXPECT_EQ(run.log, wholeLog({"Shutdown...", "Unadvise hr = 0", "MAPI thread finished", "Closing MAPI session...",
-                                 "Logoff...", "MAPI session closed", "Done",
-                                 "Logging finished  --------------------------------"}));
-    EXPECT_EQ(run.report, nothingHeld);
-}
-
-TEST_F(AgentCloseTest, EndsByTheCommandOfTheAccelerator)
-{
-    startAndWait();
-    ASSERT_TRUE(agent().postToWindow(WM_COMMAND, MAKEWPARAM(8, 0)));
-    const AgentRun run = finish();
-    EXPECT_EQ(run.exitValue, 0U);
-    EXPECT_EQ(run.log, wholeLog({"Shutdown...", "Unadvise hr = 0", "MAPI thread finished", "Closing MAPI session...",
-                                 "Logoff...", "MAPI session closed", "Done",
-                                 "Logging finished  --------------------------------"}));
-}
-
-TEST_F(AgentCloseTest, StaysWithAnotherCommandUntilItIsClosed)
-{
-    startAndWait();
-    ASSERT_TRUE(agent().postToWindow(WM_COMMAND, MAKEWPARAM(9, 1)));
-    ASSERT_TRUE(agent().postToWindow(WM_CLOSE)); // behind it in the same queue
-    const AgentRun run = finish();
-    EXPECT_EQ(run.exitValue, 0U);
-    EXPECT_EQ(run.log, wholeLog({"WM_CLOSE received", "Shutdown...", "Unadvise hr = 0", "MAPI thread finished",
-                                 "Closing MAPI session...", "Logoff...", "MAPI session closed", "Done",
-                                 "Logging finished  --------------------------------"}));
-}
-
-TEST_F(AgentCloseTest, LogsOffWhenItsMainThreadIsToldToQuit)
-{
-    startAndWait();
-    ASSERT_TRUE(agent().postToMainThread(WM_QUIT));
-    const AgentRun run = finish();
-    EXPECT_EQ(run.exitValue, 0U);
-    EXPECT_EQ(run.log, wholeLog({"Shutdown...", "Unadvise hr = 0", "MAPI thread finished", "Closing MAPI session...",
-                                 "Logoff...", "MAPI session closed", "Done",
-                                 "Logging finished  --------------------------------"}));
-}
+INSTANTIATE_TEST_SUITE_P(
+    Requests, AgentCloseRequestTest,
+    testing::Values(
+        CloseRequest{"ClosedWindow", [](const AgentProcess& agent) { return agent.postToWindow(WM_CLOSE); },
+                     "WM_CLOSE received"},
+        CloseRequest{"ClosedThread", [](const AgentProcess& agent) { return agent.postToMainThread(WM_CLOSE); },
+                     "WM_CLOSE for thread received, will quit"},
+        CloseRequest{"QuitThread", [](const AgentProcess& agent) { return agent.postToMainThread(WM_QUIT); }, nullptr},
+        CloseRequest{"AltF4", [](const AgentProcess& agent) { return agent.pressAltF4(); }, nullptr},
+        CloseRequest{"Command", [](const AgentProcess& agent)
+                     { return agent.postToWindow(WM_COMMAND, MAKEWPARAM(8, 0)); }, nullptr},
+        CloseRequest{"AnotherCommandInFront", // in the same queue, and without an effect
+                     [](const AgentProcess& agent)
+                     { return agent.postToWindow(WM_COMMAND, MAKEWPARAM(9, 1)) && agent.postToWindow(WM_CLOSE); },
+                     "WM_CLOSE received"}),
+    [](const auto& test) { return test.param.name; });
 
 TEST_F(AgentCloseTest, KeepsItsWindowHiddenAndWithoutAMenu)
 {
@@ -116,28 +77,17 @@ TEST_F(AgentCloseTest, KeepsItsWindowHiddenAndWithoutAMenu)
     EXPECT_EQ(finish().exitValue, 0U);
 }
 
-TEST_F(AgentCloseTest, LogsALogoffThatFails)
+TEST_F(AgentCloseTest, LogsALogoffThatFailsOrWarns)
 {
-    startAndWait(R"({"results": {"Logoff": "0x80040115"}, "stores": [{"name": "Mailbox", "default": true}]})");
-    ASSERT_TRUE(agent().postToWindow(WM_CLOSE));
-    const AgentRun run = finish();
-    EXPECT_EQ(run.exitValue, 0U);
-    EXPECT_EQ(run.log, wholeLog({"WM_CLOSE received", "Shutdown...", "Unadvise hr = 0", "MAPI thread finished",
-                                 "Closing MAPI session...", "Logoff...",
-                                 "HRESULT logged: mapi::Session::logoff, line N: hr = 0x80040115",
-                                 "MAPI session closed", "Done", "Logging finished  --------------------------------"}));
-}
-
-TEST_F(AgentCloseTest, LogsALogoffThatWarns)
-{
-    startAndWait(R"({"results": {"Logoff": "0x00040380"}, "stores": [{"name": "Mailbox", "default": true}]})");
-    ASSERT_TRUE(agent().postToWindow(WM_CLOSE));
-    const AgentRun run = finish();
-    EXPECT_EQ(run.exitValue, 0U);
-    EXPECT_EQ(run.log, wholeLog({"WM_CLOSE received", "Shutdown...", "Unadvise hr = 0", "MAPI thread finished",
-                                 "Closing MAPI session...", "Logoff...",
-                                 "HRESULT logged: mapi::Session::logoff, line N: hr = 0x40380", "MAPI session closed",
-                                 "Done", "Logging finished  --------------------------------"}));
+    for (const std::string code : {"80040115", "40380"})
+    {
+        startAndWait(", " + plansFor({{R"("method": "IMAPISession::Logoff")", "0x" + code}}));
+        ASSERT_TRUE(agent().postToWindow(WM_CLOSE));
+        Records ending = orderlyEnd;
+        ending.insert(ending.begin() + 2, "HRESULT logged: mapi::Session::logoff, line N: hr = 0x" + code);
+        expectRun(finish(), closedLog({"WM_CLOSE received"}, ending));
+        ASSERT_TRUE(DeleteFileW(logFile().c_str()));
+    }
 }
 } // namespace
 } // namespace endtoend

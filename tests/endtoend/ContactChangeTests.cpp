@@ -1,31 +1,10 @@
 // What comes of a contact that is added, changed, moved, copied or deleted while the agent runs.
-#include "tests/endtoend/ExpectedCalls.h"
+#include "tests/endtoend/LiveTest.h"
 
 namespace endtoend
 {
 namespace
 {
-// The folders of the mailbox below, by their numbers.
-constexpr unsigned contacts = 3;
-constexpr unsigned friends = 4;
-constexpr unsigned mail = 5;
-constexpr unsigned outside = 6;
-
-// Its messages.
-const std::string ada = messageId(1, contacts, 1);
-const std::string bea = messageId(1, contacts, 2);
-const std::string cid = messageId(1, friends, 3);
-const std::string dan = messageId(1, mail, 4);
-
-/// Two contact folders, which are known, and a mail folder below the IPM subtree; another contact folder beside it.
-constexpr std::string_view mailbox = R"({"stores": [{"name": "Mailbox", "default": true,
-    "ipmSubtree": {"class": "IPF.Note"},
-    "folders": [
-        {"name": "Contacts", "class": "IPF.Contact", "messages": [{"displayName": "Ada"}, {"displayName": "Bea"}]},
-        {"name": "Friends", "class": "IPF.Contact", "messages": [{"displayName": "Cid"}]},
-        {"name": "Mail", "class": "IPF.Note", "messages": [{"class": "IPM.Note", "displayName": "Dan"}]}],
-    "rootFolders": [{"name": "Outside", "class": "IPF.Contact"}]}]})";
-
 std::string cannotOpenNew(const std::string& id, std::string_view result = "8004010f")
 {
     return "HRESULT logged: ContactWatcher::onNewObject, line N: hr = 0x" + std::string(result) +
@@ -38,315 +17,212 @@ std::string idChanged(const std::string& oldId, const std::string& newId)
            "\nNewValue: " + newId;
 }
 
-class ContactChangeTest : public LiveTest
+class ContactChangeTest : public EditTest
 {
 protected:
-    void SetUp() override
+    static inline const std::string added = messageId(1, contacts, newMessage);
+    static inline const std::string elsewhere = folderId(1, outside);
+
+    static Json add(const std::string& folder, const Json& contact)
     {
-        LiveTest::SetUp();
-        startLive(mailbox);
+        return {{"do", "addContact"}, {"folder", folder}, {"contact", contact}};
     }
-
-    void TearDown() override { closeLive(); }
-
-    /// One request must bring these messages, records and calls, and no others.
-    void expect(const Json& request, const std::vector<std::string>& messages, const Records& log,
-                std::initializer_list<Calls> calls)
+    static Json move(const std::string& object, const std::string& to)
     {
-        const Reaction reaction = after(request);
-        EXPECT_EQ(reaction.messages, messages);
-        EXPECT_EQ(reaction.log, log);
-        EXPECT_EQ(reaction.calls, joinedCalls(calls));
+        return {{"do", "move"}, {"object", object}, {"to", to}};
     }
-
-    /// An object that can't be opened.
-    static Calls notThere(const std::string& id) { return opened(id, "0x8004010F"); }
-
-    /// The search for this folder among the known ones.
-    static Calls asked(unsigned folder)
+    static Json copy(const std::string& object, const std::string& to)
     {
-        return searched({folderId(1, contacts), folderId(1, friends)}, folderId(1, folder));
+        return {{"do", "copy"}, {"object", object}, {"to", to}};
     }
 };
 
 // ---- Created, copied ---------------------------------------------------------------------------------------------------
 
-TEST_F(ContactChangeTest, AddedToAKnownFolderIsTold)
+TEST_F(ContactChangeTest, SendsWhatIsAddedToAKnownFolder)
 {
-    const std::string eve = messageId(1, contacts, 5);
-    const std::string message = change("add", "contact", {contactLine("Eve;;;;;eve@example.com;;;;", 1, contacts, 5)});
-    expect({{"do", "addContact"},
-            {"folder", "Mailbox/Contacts"},
-            {"contact", {{"displayName", "Eve"}, {"email", "eve@example.com"}}}},
-           {message}, {notified(4, "Eve", 5, eve), sending(message)},
-           {asked(contacts), openedForLog(eve), asked(contacts), opened(eve), loaded(eve)});
+    expect(add("Mailbox/Contacts", {{"displayName", "Fay"}, {"email", "fay@example.com"}}),
+           {.event = 4, .id = added, .parent = known},
+           {notified(4, "Fay", added),
+            sending("add", {contactLine("Fay;;;;;fay@example.com;;;;", 1, contacts, newMessage)})});
+    const std::string next = messageId(1, contacts, newMessage + 1);
+    expect(add("Mailbox/Contacts", {{"class", "IPM.StickyNote"}, {"displayName", "Note"}}),
+           {.event = 4, .id = next, .parent = known},
+           {notified(4, "Note", next), sending("add", {namedLine("Note", 1, contacts, newMessage + 1)})});
 }
 
-TEST_F(ContactChangeTest, OfAnotherClassIsTold)
+TEST_F(ContactChangeTest, SendsWhatIsCopiedToAKnownFolder)
 {
-    const std::string message = change("add", "contact", {namedLine("Note", 1, contacts, 5)});
-    expect({{"do", "addContact"},
-            {"folder", "Mailbox/Contacts"},
-            {"contact", {{"class", "IPM.StickyNote"}, {"displayName", "Note"}}}},
-           {message}, {notified(4, "Note", 5, messageId(1, contacts, 5)), sending(message)},
-           {asked(contacts), openedForLog(messageId(1, contacts, 5)), asked(contacts),
-            opened(messageId(1, contacts, 5)), loaded(messageId(1, contacts, 5))});
+    expect(copy("Mailbox/Mail/Dan", "Mailbox/Contacts"),
+           {.event = 0x40, .id = added, .parent = known, .oldId = dan, .oldParent = unknown},
+           {notified(0x40, "Dan", added), sending("add", {namedLine("Dan", 1, contacts, newMessage)})});
 }
 
-TEST_F(ContactChangeTest, CopiedToAKnownFolderIsTold)
+TEST_F(ContactChangeTest, SeesNothingAddedOrCopiedElsewhere)
 {
-    const std::string message = change("add", "contact", {namedLine("Dan", 1, contacts, 5)});
-    expect({{"do", "copy"}, {"object", "Mailbox/Mail/Dan"}, {"to", "Mailbox/Contacts"}}, {message},
-           {notified(0x40, "Dan", 5, messageId(1, contacts, 5)), sending(message)},
-           {asked(contacts), openedForLog(messageId(1, contacts, 5)), asked(contacts),
-            opened(messageId(1, contacts, 5)), loaded(messageId(1, contacts, 5))});
+    expect(add("Mailbox/Mail", {{"displayName", "Fay"}}), {.event = 4, .id = added, .parent = unknown}, {});
+    expect(copy("Mailbox/Mail/Dan", "#" + elsewhere),
+           {.event = 0x40, .id = added, .parent = elsewhere, .oldId = dan, .oldParent = unknown}, {});
 }
 
-TEST_F(ContactChangeTest, AddedOrCopiedElsewhereIsNotSeen)
+TEST_F(ContactChangeTest, OnlyLogsWhatIsCopiedOutOfAKnownFolder)
 {
-    expect({{"do", "addContact"}, {"folder", "Mailbox/Mail"}, {"contact", {{"displayName", "Eve"}}}}, {}, {},
-           {asked(mail)});
-    expect({{"do", "copy"}, {"object", "Mailbox/Mail/Dan"}, {"to", "#" + folderId(1, outside)}}, {}, {},
-           {asked(outside), asked(mail)});
+    const std::string id = messageId(1, mail, newMessage);
+    expect(copy("Mailbox/Contacts/Ada", "Mailbox/Mail"),
+           {.event = 0x40, .id = id, .parent = unknown, .oldId = ada, .oldParent = known}, {notified(0x40, "Ada", id)});
+    expect({.event = 4, .id = ada, .parent = unknown, .oldParent = known}, {notified(4, "Ada", ada)});
 }
 
-TEST_F(ContactChangeTest, CopiedOutOfAKnownFolderIsLoggedOnly)
-{
-    expect({{"do", "copy"}, {"object", "Mailbox/Contacts/Ada"}, {"to", "Mailbox/Mail"}}, {},
-           {notified(0x40, "Ada", 5, messageId(1, mail, 5))},
-           {asked(mail), asked(contacts), openedForLog(messageId(1, mail, 5)), asked(mail)});
-}
-
-TEST_F(ContactChangeTest, CreatedWithOnlyAKnownFormerParentIsLoggedOnly)
-{
-    expect(inject({{.event = 4, .id = ada, .parent = folderId(1, mail), .oldParent = folderId(1, contacts)}}), {},
-           {notified(4, "Ada", 5, ada)}, {asked(mail), asked(contacts), openedForLog(ada), asked(mail)});
-}
-
-TEST_F(ContactChangeTest, AddedButGoneIsLoggedOnly)
+TEST_F(ContactChangeTest, OnlyLogsWhatIsAddedButGone)
 {
     for (const unsigned event : {0x4U, 0x40U})
-    {
-        Records log = notifiedUnopened(event, 5, nobody);
-        log.push_back(cannotOpenNew(nobody));
-        expect(inject({{.event = event, .id = nobody, .parent = folderId(1, contacts)}}), {}, log,
-               {asked(contacts), notThere(nobody), asked(contacts), notThere(nobody)});
-    }
+        expect({.event = event, .id = nobody, .parent = known},
+               joined({notifiedUnopened(event, nobody), {cannotOpenNew(nobody)}}));
 }
 
-TEST_F(ContactChangeTest, AddedWithoutAnIdentifierIsLoggedOnly)
+TEST_F(ContactChangeTest, OnlyLogsWhatIsAddedWithoutAnIdentifier)
 {
-    expect(inject({{.event = 4, .parent = folderId(1, contacts)}}), {},
-           {"`anonymous-namespace'::logNotification: Notification 4: EntryId is empty!",
-            "HRESULT logged: mapi::impl::openEntry, line N: hr = 0x80070057(an empty entryId passed)",
-            cannotOpenNew("", "80070057")},
-           {asked(contacts), asked(contacts)});
+    expect({.event = 4, .parent = known}, {notifiedWithoutId(4), emptyIdPassed, cannotOpenNew("", "80070057")});
 }
 
 // ---- Deleted -----------------------------------------------------------------------------------------------------------
 
-TEST_F(ContactChangeTest, DeletedIsTold)
+TEST_F(ContactChangeTest, SendsWhatIsDeleted)
 {
-    const std::string message = change("delete", "contact", {deletedLine(ada)});
-    Records log = notifiedUnopened(8, 5, ada);
-    log.push_back(sending(message));
-    expect({{"do", "delete"}, {"object", "Mailbox/Contacts/Ada"}}, {message}, log, {asked(contacts), notThere(ada)});
+    m_calls.setResult(ada, "0x8004010F");
+    expect({{"do", "delete"}, {"object", "Mailbox/Contacts/Ada"}}, {.event = 8, .id = ada, .parent = known},
+           joined({notifiedUnopened(8, ada), {sending("delete", {deletedLine(ada)})}}));
 }
 
-TEST_F(ContactChangeTest, DeletedElsewhereIsNotSeen)
+TEST_F(ContactChangeTest, SeesNothingDeletedElsewhere)
 {
-    expect({{"do", "delete"}, {"object", "Mailbox/Mail/Dan"}}, {}, {}, {asked(mail)});
+    expect({{"do", "delete"}, {"object", "Mailbox/Mail/Dan"}}, {.event = 8, .id = dan, .parent = unknown}, {});
 }
 
-TEST_F(ContactChangeTest, DeletedByAShortTermIdentifierIsKept)
+TEST_F(ContactChangeTest, KeepsWhatIsDeletedWithoutALongTermIdentifier)
 {
-    const std::string shortTerm = "80000000AB";
-    Records log = notifiedUnopened(8, 5, shortTerm);
-    log.push_back(shortTermIgnored);
-    expect(inject({{.event = 8, .id = shortTerm, .parent = folderId(1, contacts)}}), {}, log,
-           {asked(contacts), notThere(shortTerm)});
+    expect({.event = 8, .id = shortTerm, .parent = known},
+           joined({notifiedUnopened(8, shortTerm), {shortTermIgnored}}));
+    expect({.event = 8, .parent = known}, {notifiedWithoutId(8), shortTermIgnored});
 }
 
-TEST_F(ContactChangeTest, DeletedWithoutAnIdentifierIsKept)
+TEST_F(ContactChangeTest, SendsWhatIsDeletedWithOnlyAKnownFormerParent)
 {
-    expect(inject({{.event = 8, .parent = folderId(1, contacts)}}), {},
-           {"`anonymous-namespace'::logNotification: Notification 8: EntryId is empty!", shortTermIgnored},
-           {asked(contacts)});
-}
-
-TEST_F(ContactChangeTest, DeletedWithOnlyAKnownFormerParentIsTold)
-{
-    const std::string message = change("delete", "contact", {deletedLine(nobody)});
-    Records log = notifiedUnopened(8, 5, nobody);
-    log.push_back(sending(message));
-    expect(inject({{.event = 8, .id = nobody, .oldParent = folderId(1, contacts)}}), {message}, log,
-           {asked(contacts), notThere(nobody)});
+    expect({.event = 8, .id = nobody, .oldParent = known},
+           joined({notifiedUnopened(8, nobody), {sending("delete", {deletedLine(nobody)})}}));
 }
 
 // ---- Modified ----------------------------------------------------------------------------------------------------------
 
-TEST_F(ContactChangeTest, ChangedIsTold)
+TEST_F(ContactChangeTest, SendsWhatIsChanged)
 {
-    const std::string message =
-        change("change", "contact", {contactLine("Ada L.;;;;;;;;+44 7700 900123;", 1, contacts, 1)});
     expect({{"do", "editContact"},
             {"contact", "Mailbox/Contacts/Ada"},
             {"set", {{"displayName", "Ada L."}, {"mobilePhone", "+44 7700 900123"}}}},
-           {message}, {notified(0x10, "Ada L.", 5, ada), sending(message)},
-           {asked(contacts), openedForLog(ada), opened(ada), loaded(ada)});
+           {.event = 0x10, .id = ada, .parent = known},
+           {notified(0x10, "Ada L.", ada),
+            sending("change", {contactLine("Ada L.;;;;;;;;+44 7700 900123;", 1, contacts, 1)})});
 }
 
-TEST_F(ContactChangeTest, ChangedElsewhereIsNotSeen)
+TEST_F(ContactChangeTest, SeesNothingChangedElsewhere)
 {
-    expect({{"do", "editContact"}, {"contact", "Mailbox/Mail/Dan"}, {"set", {{"displayName", "Daniel"}}}}, {}, {},
-           {asked(mail)});
+    expect({{"do", "editContact"}, {"contact", "Mailbox/Mail/Dan"}, {"set", {{"displayName", "Daniel"}}}},
+           {.event = 0x10, .id = dan, .parent = unknown}, {});
 }
 
-TEST_F(ContactChangeTest, ChangedWithTheSameFormerIdentifierIsAChange)
+TEST_F(ContactChangeTest, TakesAnotherFormerIdentifierForAnotherContact)
 {
-    const std::string message = change("change", "contact", {namedLine("Ada", 1, contacts, 1)});
-    expect(inject({{.event = 0x10, .id = ada, .parent = folderId(1, contacts), .oldId = ada}}), {message},
-           {notified(0x10, "Ada", 5, ada), sending(message)},
-           {asked(contacts), openedForLog(ada), opened(ada), loaded(ada)});
+    const std::string line = namedLine("Ada", 1, contacts, 1);
+    expect({.event = 0x10, .id = ada, .parent = known, .oldId = ada},
+           {notified(0x10, "Ada", ada), sending("change", {line})});
+    expect({.event = 0x10, .id = ada, .parent = known, .oldId = nobody},
+           {notified(0x10, "Ada", ada), idChanged(nobody, ada), sending("delete", {deletedLine(nobody)}),
+            sending("add", {line})});
 }
 
-TEST_F(ContactChangeTest, ChangedWithAnotherFormerIdentifierIsAnother)
+TEST_F(ContactChangeTest, SendsWhatOpensWithAWarningAndLogsItWithoutItsName)
 {
-    const std::string deleted = change("delete", "contact", {deletedLine(nobody)});
-    const std::string added = change("add", "contact", {namedLine("Ada", 1, contacts, 1)});
-    expect(inject({{.event = 0x10, .id = ada, .parent = folderId(1, contacts), .oldId = nobody}}), {deleted, added},
-           {notified(0x10, "Ada", 5, ada), idChanged(nobody, ada), sending(deleted), sending(added)},
-           {asked(contacts), openedForLog(ada), opened(ada), loaded(ada)});
+    m_calls.setResult(ada, "0x40380");
+    ask({{"do", "plan"}, {"opens", "Mailbox/Contacts/Ada"}, {"times", 0}, {"result", "0x00040380"}});
+    expect({.event = 0x10, .id = ada, .parent = known},
+           joined({notifiedUnopened(0x10, ada, messageType, "40380"),
+                   {sending("change", {namedLine("Ada", 1, contacts, 1)})}}));
 }
 
-TEST_F(ContactChangeTest, ChangedThatOpensWithAWarningIsToldAndLoggedWithoutItsName)
+TEST_F(ContactChangeTest, TakesWhatIsChangedButGoneForDeleted)
 {
-    const std::string message = change("change", "contact", {namedLine("Ada", 1, contacts, 1)});
-    Records log = notifiedUnopened(0x10, 5, ada, "40380");
-    log.push_back(sending(message));
-    const Calls warned = opened(ada, "0x40380");
-    expect({{"do", "editContact"}, {"contact", "Mailbox/Contacts/Ada"}, {"set", {{"openError", "0x00040380"}}}},
-           {message}, log, {asked(contacts), warned, warned, loaded(ada)});
+    for (const std::string& id : {nobody, shortTerm})
+        expect({.event = 0x10, .id = id, .parent = known},
+               joined({notifiedUnopened(0x10, id), {sending("delete", {deletedLine(id)})}}));
 }
 
-TEST_F(ContactChangeTest, ChangedButGoneIsDeleted)
+TEST_F(ContactChangeTest, SendsAnEmptyDeletionForAChangeWithoutAnIdentifier)
 {
-    const std::string message = change("delete", "contact", {deletedLine(nobody)});
-    Records log = notifiedUnopened(0x10, 5, nobody);
-    log.push_back(sending(message));
-    expect(inject({{.event = 0x10, .id = nobody, .parent = folderId(1, contacts)}}), {message}, log,
-           {asked(contacts), notThere(nobody), notThere(nobody)});
-}
-
-TEST_F(ContactChangeTest, ChangedButGoneIsDeletedAlsoByAShortTermIdentifier)
-{
-    const std::string shortTerm = "80000000AB";
-    const std::string message = change("delete", "contact", {deletedLine(shortTerm)});
-    Records log = notifiedUnopened(0x10, 5, shortTerm);
-    log.push_back(sending(message));
-    expect(inject({{.event = 0x10, .id = shortTerm, .parent = folderId(1, contacts)}}), {message}, log,
-           {asked(contacts), notThere(shortTerm), notThere(shortTerm)});
-}
-
-TEST_F(ContactChangeTest, ChangedWithoutAnIdentifierIsAnEmptyDeletion)
-{
-    const std::string message = change("delete", "contact", {""});
-    expect(inject({{.event = 0x10, .parent = folderId(1, contacts)}}), {message},
-           {"`anonymous-namespace'::logNotification: Notification 10: EntryId is empty!",
-            "HRESULT logged: mapi::impl::openEntry, line N: hr = 0x80070057(an empty entryId passed)",
-            sending(message)},
-           {asked(contacts)});
+    expect({.event = 0x10, .parent = known}, {notifiedWithoutId(0x10), emptyIdPassed, sending("delete", {""})});
 }
 
 // ---- Moved -------------------------------------------------------------------------------------------------------------
 
-TEST_F(ContactChangeTest, MovedOutOfAKnownFolderIsDeleted)
+TEST_F(ContactChangeTest, TakesWhatIsMovedOutOfAKnownFolderForDeleted)
 {
-    const std::string message = change("delete", "contact", {deletedLine(ada)});
-    expect({{"do", "move"}, {"object", "Mailbox/Contacts/Ada"}, {"to", "Mailbox/Mail"}}, {message},
-           {notified(0x20, "Ada", 5, messageId(1, mail, 5)), sending(message)},
-           {asked(mail), asked(contacts), openedForLog(messageId(1, mail, 5))});
+    const std::string moved = messageId(1, mail, newMessage);
+    expect(move("Mailbox/Contacts/Ada", "Mailbox/Mail"),
+           {.event = 0x20, .id = moved, .parent = unknown, .oldId = ada, .oldParent = known},
+           {notified(0x20, "Ada", moved), sending("delete", {deletedLine(ada)})});
 }
 
-TEST_F(ContactChangeTest, MovedOutByAShortTermIdentifierIsKept)
+TEST_F(ContactChangeTest, KeepsWhatIsMovedOutWithoutALongTermIdentifier)
 {
-    for (const std::string& former : {std::string("80000000AB"), std::string()})
-        expect(inject({{.event = 0x20,
-                        .id = ada,
-                        .parent = folderId(1, mail),
-                        .oldId = former,
-                        .oldParent = folderId(1, contacts)}}),
-               {}, {notified(0x20, "Ada", 5, ada), shortTermIgnored},
-               {asked(mail), asked(contacts), openedForLog(ada)});
+    for (const std::string& former : {shortTerm, std::string()})
+        expect({.event = 0x20, .id = ada, .parent = unknown, .oldId = former, .oldParent = known},
+               {notified(0x20, "Ada", ada), shortTermIgnored});
 }
 
-TEST_F(ContactChangeTest, MovedIntoAKnownFolderIsAdded)
+TEST_F(ContactChangeTest, TakesWhatIsMovedIntoAKnownFolderForAdded)
 {
-    const std::string message = change("add", "contact", {namedLine("Dan", 1, contacts, 5)});
-    expect({{"do", "move"}, {"object", "Mailbox/Mail/Dan"}, {"to", "Mailbox/Contacts"}}, {message},
-           {notified(0x20, "Dan", 5, messageId(1, contacts, 5)), sending(message)},
-           {asked(contacts), openedForLog(messageId(1, contacts, 5)), asked(mail), asked(contacts),
-            opened(messageId(1, contacts, 5)), loaded(messageId(1, contacts, 5))});
+    expect(move("Mailbox/Mail/Dan", "Mailbox/Contacts"),
+           {.event = 0x20, .id = added, .parent = known, .oldId = dan, .oldParent = unknown},
+           {notified(0x20, "Dan", added), sending("add", {namedLine("Dan", 1, contacts, newMessage)})});
+    expect({.event = 0x20, .id = nobody, .parent = known, .oldId = dan, .oldParent = unknown},
+           joined({notifiedUnopened(0x20, nobody), {cannotOpenNew(nobody)}}));
 }
 
-TEST_F(ContactChangeTest, MovedIntoAKnownFolderButGoneIsLoggedOnly)
+TEST_F(ContactChangeTest, TakesWhatIsMovedBetweenKnownFoldersForDeletedAndAdded)
 {
-    Records log = notifiedUnopened(0x20, 5, nobody);
-    log.push_back(cannotOpenNew(nobody));
-    expect(inject({{.event = 0x20,
-                    .id = nobody,
-                    .parent = folderId(1, contacts),
-                    .oldId = dan,
-                    .oldParent = folderId(1, mail)}}),
-           {}, log, {asked(contacts), notThere(nobody), asked(mail), asked(contacts), notThere(nobody)});
+    const std::string moved = messageId(1, friends, newMessage);
+    expect(move("Mailbox/Contacts/Ada", "Mailbox/Friends"),
+           {.event = 0x20, .id = moved, .parent = alsoKnown, .oldId = ada, .oldParent = known},
+           {notified(0x20, "Ada", moved), idChanged(ada, moved), sending("delete", {deletedLine(ada)}),
+            sending("add", {namedLine("Ada", 1, friends, newMessage)})});
 }
 
-TEST_F(ContactChangeTest, MovedBetweenKnownFoldersIsDeletedAndAdded)
+TEST_F(ContactChangeTest, TakesWhatIsMovedBetweenKnownFoldersByItsOldIdentifierForChanged)
 {
-    const std::string moved = messageId(1, friends, 5);
-    const std::string deleted = change("delete", "contact", {deletedLine(ada)});
-    const std::string added = change("add", "contact", {namedLine("Ada", 1, friends, 5)});
-    expect({{"do", "move"}, {"object", "Mailbox/Contacts/Ada"}, {"to", "Mailbox/Friends"}}, {deleted, added},
-           {notified(0x20, "Ada", 5, moved), idChanged(ada, moved), sending(deleted), sending(added)},
-           {asked(friends), openedForLog(moved), asked(contacts), opened(moved), loaded(moved)});
+    Json request = move("Mailbox/Contacts/Ada", "Mailbox/Friends");
+    request["keepId"] = true;
+    expect(request, {.event = 0x20, .id = ada, .parent = alsoKnown, .oldId = ada, .oldParent = known},
+           {notified(0x20, "Ada", ada), sending("change", {"Ada;;;;;;;;;;" + ada + ";" + alsoKnown})});
 }
 
-TEST_F(ContactChangeTest, MovedBetweenKnownFoldersByItsOldIdentifierIsChanged)
+TEST_F(ContactChangeTest, TakesWhatIsMovedBetweenKnownFoldersButGoneForDeleted)
 {
-    const std::string message = change("change", "contact", {"Ada;;;;;;;;;;" + ada + ";" + folderId(1, friends)});
-    expect({{"do", "move"}, {"object", "Mailbox/Contacts/Ada"}, {"to", "Mailbox/Friends"}, {"keepId", true}}, {message},
-           {notified(0x20, "Ada", 5, ada), sending(message)},
-           {asked(friends), openedForLog(ada), asked(contacts), opened(ada), loaded(ada)});
+    expect({.event = 0x20, .id = nobody, .parent = alsoKnown, .oldId = ada, .oldParent = known},
+           joined({notifiedUnopened(0x20, nobody), {sending("delete", {deletedLine(nobody)})}}));
 }
 
-TEST_F(ContactChangeTest, MovedBetweenKnownFoldersButGoneIsDeleted)
+TEST_F(ContactChangeTest, SeesNothingMovedBetweenUnknownFolders)
 {
-    const std::string message = change("delete", "contact", {deletedLine(nobody)});
-    Records log = notifiedUnopened(0x20, 5, nobody);
-    log.push_back(sending(message));
-    expect(inject({{.event = 0x20,
-                    .id = nobody,
-                    .parent = folderId(1, friends),
-                    .oldId = ada,
-                    .oldParent = folderId(1, contacts)}}),
-           {message}, log, {asked(friends), notThere(nobody), asked(contacts), notThere(nobody)});
-}
-
-TEST_F(ContactChangeTest, MovedBetweenUnknownFoldersIsNotSeen)
-{
-    expect({{"do", "move"}, {"object", "Mailbox/Mail/Dan"}, {"to", "#" + folderId(1, outside)}}, {}, {},
-           {asked(outside), asked(mail)});
+    const std::string moved = messageId(1, outside, newMessage);
+    expect(move("Mailbox/Mail/Dan", "#" + elsewhere),
+           {.event = 0x20, .id = moved, .parent = elsewhere, .oldId = dan, .oldParent = unknown}, {});
 }
 
 // ---- The name in the log -----------------------------------------------------------------------------------------------
 
-TEST_F(ContactChangeTest, IsNamedByAHashOfItsIdentifierInTheLog)
+TEST_F(ContactChangeTest, NamesAContactByAHashOfItsIdentifierInTheLog)
 {
-    ask({{"do", "addContact"},
-         {"folder", "Mailbox/Mail"},
-         {"contact", {{"displayName", "Anna Berg"}, {"entryId", "00000000A1B2C3D4"}}}});
-    (void)reaction();
-    const Reaction reaction = after(inject({{.event = 4, .id = "00000000A1B2C3D4", .parent = folderId(1, contacts)}}));
+    expectLog(add("Mailbox/Mail", {{"displayName", "Anna Berg"}, {"entryId", "00000000A1B2C3D4"}}), {});
+    const Reaction reaction = after(inject({{.event = 4, .id = "00000000A1B2C3D4", .parent = known}}));
     ASSERT_THAT(reaction.log, testing::SizeIs(2));
     EXPECT_EQ(reaction.log.front(),
               "Notification 4 for Anna Berg of type 5, EntryId hash = 7f37237dc92f23b5 (00000000A1B2C3D4)");

@@ -3,23 +3,29 @@
 #include <filesystem>
 #include <stdexcept>
 
-#include "tests/endtoend/Registration.h"
-#include "tests/support/LogFile.h"
-
 namespace endtoend
 {
 namespace
 {
 constexpr std::size_t lengthSize = 4;
 
-std::string utf8(const std::wstring& text)
+/// A text value of the machine's registry as it stands; empty when it isn't there.
+std::wstring registeredText(const wchar_t* key, const wchar_t* name)
 {
-    const auto size = static_cast<int>(text.size());
-    std::string bytes(
-        static_cast<std::size_t>(WideCharToMultiByte(CP_UTF8, 0, text.data(), size, nullptr, 0, nullptr, nullptr)),
-        '\0');
-    WideCharToMultiByte(CP_UTF8, 0, text.data(), size, bytes.data(), static_cast<int>(bytes.size()), nullptr, nullptr);
-    return bytes;
+    wchar_t text[512] = {};
+    DWORD size = sizeof(text);
+    const LSTATUS result = RegGetValueW(HKEY_LOCAL_MACHINE, key, name,
+                                        RRF_RT_REG_SZ | RRF_RT_REG_EXPAND_SZ | RRF_NOEXPAND, nullptr, text, &size);
+    return result == ERROR_SUCCESS ? std::wstring(text) : std::wstring();
+}
+
+/// The bytes of a message on the wire: the length in four bytes, the highest first, and the text.
+std::string wireBytes(std::string_view text)
+{
+    std::string bytes;
+    for (int shift = 24; shift >= 0; shift -= 8)
+        bytes += static_cast<char>(text.size() >> shift & 0xFF);
+    return bytes.append(text);
 }
 
 std::string bytesOf(const std::filesystem::path& file)
@@ -51,67 +57,25 @@ support::PipeServerOptions hostOptions()
 }
 } // namespace
 
-std::string wireBytes(std::string_view text)
+std::string plansFor(std::initializer_list<std::pair<std::string_view, std::string_view>> plans)
 {
-    std::string bytes;
-    for (int shift = 24; shift >= 0; shift -= 8)
-        bytes += static_cast<char>(text.size() >> shift & 0xFF);
-    return bytes.append(text);
-}
-
-std::string lines(std::initializer_list<std::string_view> texts)
-{
-    std::string joined;
-    for (const std::string_view text : texts)
-        joined.append(text).append(1, '\n');
-    if (!joined.empty())
-        joined.pop_back();
-    return joined;
-}
-
-std::string contactLine(std::string_view tenFields, unsigned store, unsigned folder, unsigned message)
-{
-    return std::string(tenFields) + ";" + messageId(store, folder, message) + ";" + folderId(store, folder);
-}
-
-std::string namedLine(std::string_view name, unsigned store, unsigned folder, unsigned message)
-{
-    return contactLine(std::string(name) + ";;;;;;;;;", store, folder, message);
-}
-
-std::string storeFound(std::string_view name, unsigned store, bool isDefault, bool isPublic)
-{
-    return "Message Store found: " + std::string(name) +
-           " (Sandbox Message Store), Default: " + (isDefault ? "true" : "false") +
-           ", Public: " + (isPublic ? "true" : "false") + ", EntryId: " + storeId(store);
-}
-
-Records subscribed(std::string_view store, std::initializer_list<std::string_view> folders)
-{
-    const auto registered = [](std::string_view folder)
-    {
-        return "Maybe Contacts folder " + std::string(folder) + " registered as known notification source";
-    };
-    Records records = {"Subscribe to " + std::string(store), registered("IPM_SUBTREE")};
-    for (const std::string_view folder : folders)
-        records.push_back("subfolder found: " + std::string(folder));
-    for (const std::string_view folder : folders)
-        records.push_back(registered(folder));
-    return records;
-}
-
-Records joined(std::initializer_list<Records> parts)
-{
-    Records all;
-    for (const Records& part : parts)
-        all.insert(all.end(), part.begin(), part.end());
-    return all;
+    std::string text;
+    for (const auto& [keys, result] : plans)
+        text.append(text.empty() ? "" : ", ")
+            .append("{")
+            .append(keys)
+            .append(R"(, "times": 0, "result": ")")
+            .append(result)
+            .append("\"}");
+    return R"("plans": [)" + text + "]";
 }
 
 void EndToEndTest::SetUp()
 {
-    const std::string wrong = wrongInRegistration();
-    ASSERT_TRUE(wrong.empty()) << wrong;
+    ASSERT_TRUE(registeredText(L"Software\\Clients\\Mail", nullptr) == L"Linkwell Sandbox" &&
+                registeredText(L"Software\\Clients\\Mail\\Linkwell Sandbox", L"DllPathEx") == L"%LINKWELL_SANDBOX_DLL%")
+        << "These tests run the agent on the sandbox, which must be the machine's default mail client. They register "
+           "nothing themselves: run them by scripts/lib/wine-run, in the project's private Wine prefix.";
     setVariable(L"LINKWELL_SANDBOX_DLL", (programFolder() / L"LinkwellSandbox.dll").wstring());
     setVariable(L"LINKWELL_SANDBOX_MAILBOX", file(L"mailbox.json"));
     setVariable(L"LINKWELL_SANDBOX_REPORT", file(L"report.txt"));
@@ -138,15 +102,18 @@ void EndToEndTest::serveHostWithoutSpareInstance()
     m_host = std::make_unique<support::PipeServer>(std::move(options));
 }
 
-void EndToEndTest::startAgent()
-{
-    startAgent(L"/log=" + m_logFile);
-}
-
 void EndToEndTest::startAgent(const std::wstring& arguments)
 {
-    m_agent = std::make_unique<AgentProcess>(arguments, m_environment, file(L"stderr.txt"));
+    m_agent = std::make_unique<AgentProcess>(arguments, file(L"stderr.txt"));
     m_commandLine = m_agent->commandLine();
+}
+
+void EndToEndTest::startAgentOn(std::string_view json)
+{
+    writeMailbox(json);
+    if (!m_host)
+        serveHost();
+    startAgent();
 }
 
 std::vector<std::string> EndToEndTest::takeMessages() const
@@ -220,56 +187,66 @@ AgentRun EndToEndTest::finish()
 AgentRun EndToEndTest::runUntilSubscribed(std::string_view json, std::string_view lastStore,
                                           std::chrono::milliseconds limit)
 {
-    writeMailbox(json);
-    if (!m_host)
-        serveHost();
-    startAgent();
+    startAgentOn(json);
     EXPECT_TRUE(waitUntilSubscribed(lastStore, limit));
-    return closeAndFinish();
-}
-
-AgentRun EndToEndTest::closeAndFinish()
-{
     EXPECT_TRUE(agent().postToWindow(WM_CLOSE));
     AgentRun run = finish();
-    run.subscribing = takeSubscribing(run.log);
-    EXPECT_EQ(run.standardError, "");
+    eraseSubscribing(run.log);
     return run;
 }
 
-AgentRun EndToEndTest::runUntilWorkerEnds(std::string_view json)
+AgentRun EndToEndTest::runUntilWorkerEnds()
 {
-    writeMailbox(json);
-    startAgent();
     AgentRun run = finish();
     orderEndOfWorker(run.log);
-    EXPECT_EQ(run.standardError, "");
     return run;
+}
+
+void EndToEndTest::expectRun(const AgentRun& run, const Records& log, const std::vector<std::string>& messages,
+                             std::string_view report) const
+{
+    EXPECT_EQ(run.exitValue, 0U);
+    EXPECT_EQ(run.log, log);
+    EXPECT_EQ(run.messages, messages);
+    EXPECT_EQ(run.report, report);
+    EXPECT_EQ(run.standardError, "");
+}
+
+void EndToEndTest::expectClosedRun(std::string_view json, std::string_view lastStore, const Records& records,
+                                   std::string_view report)
+{
+    const AgentRun run = runUntilSubscribed(json, lastStore);
+    expectRun(run, logOfClosedWindow(records), sentIn(records), report);
+}
+
+void EndToEndTest::expectEndedWorker(std::string_view json, const Records& records)
+{
+    startAgentOn(json);
+    const AgentRun run = runUntilWorkerEnds();
+    expectRun(run, logOfEndedWorker(records));
+}
+
+Records EndToEndTest::wholeLog(const Records& records) const
+{
+    return joined({{std::string(support::logHeader), startedRecord(), "Start MAPI thread..."}, records});
 }
 
 Records EndToEndTest::logOfClosedWindow(const Records& records) const
 {
-    Records all = {std::string(support::logHeader), startedRecord(), "Start MAPI thread..."};
-    all.insert(all.end(), records.begin(), records.end());
-    all.insert(all.end(), {"WM_CLOSE received", "Shutdown..."});
-    all.insert(all.end(), static_cast<std::size_t>(advisedStores(records)), "Unadvise hr = 0");
-    all.insert(all.end(), {"MAPI thread finished", "Closing MAPI session...", "Logoff...", "MAPI session closed",
-                           "Done", std::string(support::logFooter)});
-    return all;
+    const Records unadvised(static_cast<std::size_t>(advisedStores(records)), "Unadvise hr = 0");
+    return wholeLog(
+        joined({records, {"WM_CLOSE received", "Shutdown..."}, unadvised, {"MAPI thread finished"}, orderlyEnd}));
 }
 
 Records EndToEndTest::logOfEndedWorker(const Records& records) const
 {
-    Records all = {std::string(support::logHeader), startedRecord(), "Start MAPI thread..."};
-    all.insert(all.end(), records.begin(), records.end());
-    all.insert(all.end(), {"MAPI thread finished", "WM_CLOSE for thread received, will quit", "Shutdown...",
-                           "Closing MAPI session...", "Logoff...", "MAPI session closed", "Done",
-                           std::string(support::logFooter)});
-    return all;
+    return wholeLog(joined(
+        {records, {"MAPI thread finished", "WM_CLOSE for thread received, will quit", "Shutdown..."}, orderlyEnd}));
 }
 
 std::string EndToEndTest::startedRecord() const
 {
-    return "Started " + utf8(m_commandLine);
+    const auto text = std::filesystem::path(m_commandLine).u8string();
+    return "Started " + std::string(text.begin(), text.end());
 }
 } // namespace endtoend

@@ -5,18 +5,21 @@
 #include <windows.h>
 
 #include <initializer_list>
+#include <list>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
 
 #include "sandbox/control/ControlClient.h"
-#include "tests/endtoend/AgentLog.h"
 #include "tests/endtoend/AgentProcess.h"
-#include "tests/endtoend/EntryIds.h"
+#include "tests/endtoend/Expected.h"
+#include "tests/support/EnvironmentVariable.h"
+#include "tests/support/LogFile.h"
 #include "tests/support/PipeServer.h"
 #include "tests/support/TempFolder.h"
 
@@ -30,37 +33,18 @@ inline constexpr std::string_view nothingHeld = "Nothing is held.\n";
 
 using Json = nlohmann::json;
 
+/// The mailbox file's key "plans", with one plan for each of these pairs: its keys, and the result that it never runs out of.
+[[nodiscard]] std::string plansFor(std::initializer_list<std::pair<std::string_view, std::string_view>> plans);
+
 /// What is left of an agent that has ended.
 struct AgentRun
 {
     std::optional<DWORD> exitValue;    // none when it did not end in time
     Records log;                       // none without a log file
-    Records subscribing;               // what `closeAndFinish` has taken out of the log
     std::vector<std::string> messages; // in UTF-8, without the length in front of them, which has been checked
     std::string report;                // the sandbox's end report
     std::string standardError;
 };
-
-/// The bytes of a message on the wire: the length in four bytes, the highest first, and the text.
-[[nodiscard]] std::string wireBytes(std::string_view text);
-
-/// Lines with a line feed between them.
-[[nodiscard]] std::string lines(std::initializer_list<std::string_view> texts);
-
-/// A contact's line: its first ten fields with the separators between them, and the identifiers of the message and of
-/// its folder.
-[[nodiscard]] std::string contactLine(std::string_view tenFields, unsigned store, unsigned folder, unsigned message);
-/// The line of a contact that has a name and nothing else.
-[[nodiscard]] std::string namedLine(std::string_view name, unsigned store, unsigned folder, unsigned message);
-/// The record of a store in the message stores table whose provider's name is the sandbox's own.
-[[nodiscard]] std::string storeFound(std::string_view name, unsigned store, bool isDefault = false,
-                                     bool isPublic = false);
-
-/// The records of the subscription of a store whose only folders are these, all contact folders, and whose IPM subtree
-/// itself looks like one, being empty.
-[[nodiscard]] Records subscribed(std::string_view store, std::initializer_list<std::string_view> folders = {});
-/// These records one behind the other.
-[[nodiscard]] Records joined(std::initializer_list<Records> parts);
 
 class EndToEndTest : public testing::Test
 {
@@ -72,8 +56,8 @@ protected:
 
     /// The mailbox of the agents that are started from now on, as docs/sandbox.md describes it.
     void writeMailbox(std::string_view json) const;
-    /// A variable of the environment of the agents that are started from now on; an empty value takes it away.
-    void setVariable(const std::wstring& name, const std::wstring& value) { m_environment[name] = value; }
+    /// A variable of the environment of the agents that are started from now on.
+    void setVariable(const std::wstring& name, const std::wstring& value) { m_environment.emplace_back(name, value); }
     /// Makes the pipe of the host. Each request gets one of these answers; the last one stands for the rest.
     void serveHost(std::vector<support::PipeReply> replies = {support::PipeReply::text("ack")});
     void serveHostWithoutSpareInstance();
@@ -81,18 +65,19 @@ protected:
     // ---- The run -----------------------------------------------------------------------------------------------------
 
     /// Starts the agent with the log file `logFile`, or with other arguments.
-    void startAgent();
+    void startAgent() { startAgent(L"/log=" + m_logFile); }
     void startAgent(const std::wstring& arguments);
+    /// Starts it on this mailbox, with a host that says "ack" if none is served yet.
+    void startAgentOn(std::string_view json);
     [[nodiscard]] const AgentProcess& agent() const { return *m_agent; }
     [[nodiscard]] support::PipeServer& host() { return *m_host; }
-    [[nodiscard]] bool isHostServed() const noexcept { return m_host != nullptr; }
     /// The messages that the host has had so far, in UTF-8, without the length in front of them, which is checked.
     [[nodiscard]] std::vector<std::string> messages() const;
     /// The same, and forgets them.
     [[nodiscard]] std::vector<std::string> takeMessages() const;
     /// Waits for a record in the agent's log; false when the agent ends without it, or after `limit`.
     [[nodiscard]] bool waitForLog(std::string_view text, std::chrono::milliseconds limit = support::deadline) const;
-    /// Asks the sandbox of the running agent, as docs/sandbox-control.md tells, and gives its answer. Throws when it
+    /// Asks the sandbox of the running agent, as docs/sandbox-control.md says, and gives its answer. Throws when it
     /// refuses.
     Json ask(const Json& request);
     /// Waits until the agent has subscribed to all its stores, of which this is the last, and handles its messages.
@@ -101,24 +86,32 @@ protected:
     /// Waits for the end of the agent and collects what it has left.
     [[nodiscard]] AgentRun finish();
 
-    /// Closes the window, waits for the end of the agent and collects what it has left. What is logged behind each
-    /// "Subscribe to ..." until the next one or the close request stands in `subscribing` and not in `log`: mostly that is
-    /// the walk of the snapshot anew.
-    [[nodiscard]] AgentRun closeAndFinish();
-
-    /// A whole run on this mailbox: with a host that says "ack" if none is served yet; until the last store, which is
-    /// named, has been subscribed; then `closeAndFinish`.
+    /// A whole run on this mailbox, as `startAgentOn` begins it, until the last store, which is named, has been subscribed;
+    /// then the window is closed. What is logged behind each "Subscribe to ..." until the next one or the close request is left out of the log: mostly
+    /// that is the walk of the snapshot anew.
     [[nodiscard]] AgentRun runUntilSubscribed(std::string_view json, std::string_view lastStore,
                                               std::chrono::milliseconds limit = support::deadline);
-    /// A whole run on this mailbox, with the host that is served if one is, whose worker ends by itself. In its log
-    /// "MAPI thread finished" stands in front of what the main thread writes at the same time.
-    [[nodiscard]] AgentRun runUntilWorkerEnds(std::string_view json);
+    /// A whole run of the agent that has been started, whose worker ends by itself. In its log "MAPI thread finished"
+    /// stands in front of what the main thread writes at the same time.
+    [[nodiscard]] AgentRun runUntilWorkerEnds();
 
     // ---- What is expected --------------------------------------------------------------------------------------------
 
-    /// The log of a run that ended by the closing of its window: from the header to "Start MAPI thread...", these
-    /// records, and from "WM_CLOSE received" to the footer, with an orderly logoff. Each store that these records
-    /// subscribe to, but for public ones, is unadvised.
+    /// The run must have ended with 0 and with this log, these messages and this report, and nothing else.
+    void expectRun(const AgentRun& run, const Records& log, const std::vector<std::string>& messages,
+                   std::string_view report = nothingHeld) const;
+    /// Such a run with the messages that its log says are sent.
+    void expectRun(const AgentRun& run, const Records& log) const { expectRun(run, log, sentIn(log)); }
+    /// `runUntilSubscribed` must end with `logOfClosedWindow` of these records.
+    void expectClosedRun(std::string_view json, std::string_view lastStore, const Records& records,
+                         std::string_view report = nothingHeld);
+    /// A run on this mailbox whose worker ends must leave `logOfEndedWorker` of these records.
+    void expectEndedWorker(std::string_view json, const Records& records);
+
+    /// The log of a run: the header, the two records of the start, and these.
+    [[nodiscard]] Records wholeLog(const Records& records) const;
+    /// The log of a run that ended by the closing of its window: behind these records from "WM_CLOSE received" to the
+    /// footer, with an orderly logoff. Each store that these records subscribe to, but for public ones, is unadvised.
     [[nodiscard]] Records logOfClosedWindow(const Records& records) const;
     /// The log of a run whose worker ended by itself.
     [[nodiscard]] Records logOfEndedWorker(const Records& records) const;
@@ -131,7 +124,7 @@ protected:
 private:
     support::TempFolder m_folder;
     std::wstring m_logFile = m_folder.file(L"agent.log");
-    Environment m_environment;
+    std::list<support::EnvironmentVariable> m_environment;
     std::unique_ptr<support::PipeServer> m_host;
     std::unique_ptr<AgentProcess> m_agent;
     std::unique_ptr<sandbox::ControlClient> m_control; // null until the running agent's sandbox is asked something

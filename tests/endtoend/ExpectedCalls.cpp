@@ -6,13 +6,12 @@ namespace endtoend
 {
 namespace
 {
-const std::string ipmSubtreeId = folderId(1, ipmSubtree);
-
 // What is asked for, by its tag.
 constexpr std::string_view entryIdTag = "0xFFF0102";
 constexpr std::string_view storeIdTag = "0xFFB0102";
 constexpr std::string_view parentIdTag = "0xE090102";
 constexpr std::string_view ipmSubtreeTag = "0x35E00102";
+constexpr std::string_view providerTag = "0x34140102";
 constexpr std::string_view nameTag = "0x3001001F";
 constexpr std::string_view classTag = "0x3613001F";
 constexpr std::string_view typeTag = "0xFFE0003";
@@ -28,6 +27,7 @@ constexpr std::string_view addressNames = R"([{"lID":"0x8082","lpguid":"{0006200
                                           R"({"lID":"0x8085","lpguid":"{00062004-0000-0000-C000-000000000046}"}])";
 constexpr std::string_view addressTags = R"(["0x8040001F","0x8041001F","0x80420102"])";
 
+constexpr std::string_view storeColumns = R"(["0xFFF0102","0x3001001F","0x3400000B","0x34140102","0x3006001F"])";
 constexpr std::string_view folderColumns = R"(["0xFFF0102","0x3001001F","0xFFE0003"])";
 constexpr std::string_view messageColumns = R"(["0xFFF0102"])";
 /// Without the hidden attribute, or with a false one.
@@ -36,20 +36,34 @@ constexpr std::string_view visible =
     R"({"lpProp":{"Value":false,"ulPropTag":"0x10F4000B"},"relop":"RELOP_EQ","rt":"RES_PROPERTY",)"
     R"("ulPropTag":"0x10F4000B"}],"rt":"RES_OR"})";
 
+constexpr std::string_view success = "0x0";
+
+/// A call of an object, or of a function or the session if there is no identifier.
+std::string called(std::string_view call, const std::string& id, const std::string& arguments,
+                   std::string_view result = success)
+{
+    return std::string(call) + (id.empty() ? "" : " on " + id) + "(" + arguments + ") -> " + std::string(result);
+}
+
 std::string read(std::string_view tag)
 {
-    return "HrGetOneProp(ulPropTag=" + std::string(tag) + ") -> 0x0";
+    return called("HrGetOneProp", "", "ulPropTag=" + std::string(tag));
 }
 
 std::string listed(const std::string& id)
 {
-    return "IMAPIProp::GetPropList on " + id + "(ulFlags=0x80000000) -> 0x0";
+    return called("IMAPIProp::GetPropList", id, "ulFlags=0x80000000");
 }
 
-/// A call of a folder or of one of its tables.
-std::string ofFolder(std::string_view call, const std::string& folder, std::string_view arguments)
+std::string compared(const std::string& first, const std::string& second)
 {
-    return std::string(call) + " on " + folder + "(" + std::string(arguments) + ") -> 0x0";
+    return called("IMAPISession::CompareEntryIDs", "",
+                  "lpEntryID1=" + first + ", lpEntryID2=" + second + ", ulFlags=0x0");
+}
+
+void add(Calls& calls, const Calls& more)
+{
+    calls.insert(calls.end(), more.begin(), more.end());
 }
 
 Calls named(const std::string& id)
@@ -57,72 +71,52 @@ Calls named(const std::string& id)
     return {listed(id), read(nameTag)};
 }
 
-Calls openedIpmSubtree()
+/// The question whether an open folder may hold contacts.
+Calls judged(const std::string& folder)
 {
-    return joinedCalls({{read(ipmSubtreeTag)}, openedFolder(ipmSubtreeId)});
+    return {listed(folder), listed(folder), read(classTag)};
+}
+
+/// The reading of an open contact that has no e-mail address.
+Calls loaded(const std::string& id)
+{
+    constexpr std::string_view someMissing = "0x40380";
+    return {called("IMAPIProp::GetProps", id, "lpPropTagArray=" + std::string(contactTags) + ", ulFlags=0x80000000",
+                   someMissing),
+            called("IMAPIProp::GetIDsFromNames", id,
+                   "cPropNames=0x3, lppPropNames=" + std::string(addressNames) + ", ulFlags=0x2"),
+            called("IMAPIProp::GetProps", id, "lpPropTagArray=" + std::string(addressTags) + ", ulFlags=0x80000000",
+                   someMissing)};
 }
 
 /// The rows of a table of the folder, if it has any.
 Calls enumerated(const std::string& folder, std::string_view columns, std::size_t rows)
 {
-    Calls calls = {
-        ofFolder("IMAPITable::SetColumns", folder, "lpPropTagArray=" + std::string(columns) + ", ulFlags=0x0"),
-        ofFolder("IMAPITable::GetRowCount", folder, "ulFlags=0x0")};
+    Calls calls = {called("IMAPITable::SetColumns", folder, "lpPropTagArray=" + std::string(columns) + ", ulFlags=0x0"),
+                   called("IMAPITable::GetRowCount", folder, "ulFlags=0x0")};
     if (rows != 0)
         calls.push_back(
-            ofFolder("IMAPITable::QueryRows", folder, "lRowCount=0x" + std::to_string(rows) + ", ulFlags=0x1"));
+            called("IMAPITable::QueryRows", folder, "lRowCount=0x" + std::to_string(rows) + ", ulFlags=0x1"));
     return calls;
 }
 
-void walk(const Tree& tree, std::vector<std::string>& present, Calls& calls)
+std::string openedFrom(const std::string& folder, const std::string& id, std::string_view interfaceAndFlags)
 {
-    const auto add = [&calls](const Calls& more)
-    {
-        calls.insert(calls.end(), more.begin(), more.end());
-    };
-    add({read(entryIdTag)});
-    add(searched(present, tree.id));
-    present.insert(std::ranges::lower_bound(present, tree.id), tree.id);
-
-    add({ofFolder("IMAPIContainer::GetHierarchyTable", tree.id, "ulFlags=0x80000000"),
-         ofFolder("IMAPITable::Restrict", tree.id, "lpRestriction=" + std::string(visible) + ", ulFlags=0x2")});
-    add(enumerated(tree.id, folderColumns, tree.below.size()));
-    for (const Tree& subfolder : tree.below)
-        add({ofFolder("IMAPIContainer::OpenEntry", tree.id,
-                      "lpEntryID=" + subfolder.id + ", lpInterface=IID_IMAPIFolder, ulFlags=0x10")});
-    for (const Tree& subfolder : tree.below)
-        walk(subfolder, present, calls);
+    return called("IMAPIContainer::OpenEntry", folder,
+                  "lpEntryID=" + id + ", lpInterface=" + std::string(interfaceAndFlags));
 }
 
-std::string compared(const std::string& first, const std::string& second)
+/// The search for a folder among others: by the bytes, half of what is left each time, for the first one that is not
+/// smaller; it is asked for once more.
+Calls searched(const std::set<std::string>& folders, const std::string& folder)
 {
-    return "IMAPISession::CompareEntryIDs(lpEntryID1=" + first + ", lpEntryID2=" + second + ", ulFlags=0x0) -> 0x0";
-}
-
-std::string openedAs(const std::string& id, std::string_view interfaceId, std::string_view result)
-{
-    return "IMsgStore::OpenEntry on " + storeId(1) + "(lpEntryID=" + id + ", lpInterface=" + std::string(interfaceId) +
-           ", ulFlags=0x0) -> " + std::string(result);
-}
-} // namespace
-
-Calls joinedCalls(std::initializer_list<Calls> parts)
-{
-    Calls all;
-    for (const Calls& part : parts)
-        all.insert(all.end(), part.begin(), part.end());
-    return all;
-}
-
-Calls searched(const std::vector<std::string>& known, const std::string& folder)
-{
-    // By the bytes, half of what is left each time, for the first one that is not smaller; it is asked for once more.
+    const std::vector<std::string> sorted(folders.begin(), folders.end());
     Calls calls;
     std::size_t first = 0;
-    for (std::size_t left = known.size(); left != 0;)
+    for (std::size_t left = sorted.size(); left != 0;)
     {
         const std::size_t half = left / 2;
-        const std::string& middle = known[first + half];
+        const std::string& middle = sorted[first + half];
         calls.push_back(compared(middle, folder));
         if (middle < folder)
         {
@@ -132,99 +126,271 @@ Calls searched(const std::vector<std::string>& known, const std::string& folder)
         else
             left = half;
     }
-    if (first != known.size())
-        calls.push_back(compared(folder, known[first]));
+    if (first != sorted.size())
+        calls.push_back(compared(folder, sorted[first]));
     return calls;
 }
+} // namespace
 
-Calls opened(const std::string& id, std::string_view result)
+CallModel::CallModel(unsigned store) : m_store(storeId(store)), m_ipmSubtree(folderId(store, ipmSubtree))
 {
-    return {openedAs(id, "IID_IMAPIProp", result)};
+    put(folderId(store, rootFolder), folderId(store, rootFolder));
+    put(m_ipmSubtree, folderId(store, rootFolder));
+    setResult(nobody, "0x8004010F");
+    setResult(shortTerm, "0x8004010F");
 }
 
-Calls openedFolder(const std::string& id, std::string_view result)
+void CallModel::putContacts(const std::string& folder, const std::string& parent,
+                            const std::vector<std::string>& messages)
 {
-    return {openedAs(id, "IID_IMAPIFolder", result)};
+    put(folder, parent);
+    m_contacts[folder] = messages;
 }
 
-Calls openedForLog(const std::string& id)
+void CallModel::remove(const std::string& folder)
 {
-    return joinedCalls({opened(id), named(id)});
+    for (const std::string& child : below(folder))
+        remove(child);
+    m_parents.erase(folder);
+    setResult(folder, "0x8004010F");
 }
 
-Calls loaded(const std::string& id)
+std::string CallModel::resultOf(const std::string& id) const
 {
-    return {"IMAPIProp::GetProps on " + id + "(lpPropTagArray=" + std::string(contactTags) +
-                ", ulFlags=0x80000000) -> 0x40380",
-            "IMAPIProp::GetIDsFromNames on " + id + "(cPropNames=0x3, lppPropNames=" + std::string(addressNames) +
-                ", ulFlags=0x2) -> 0x0",
-            "IMAPIProp::GetProps on " + id + "(lpPropTagArray=" + std::string(addressTags) +
-                ", ulFlags=0x80000000) -> 0x40380"};
+    const auto found = m_results.find(id);
+    return found == m_results.end() ? std::string(success) : found->second;
 }
 
-Calls judged(const std::string& folder)
+std::vector<std::string> CallModel::below(const std::string& folder) const
 {
-    return {listed(folder), listed(folder), read(classTag)};
-}
-
-Calls collected(const std::string& folder, const std::vector<std::string>& messages)
-{
-    Calls calls = joinedCalls({judged(folder),
-                               judged(folder),
-                               {ofFolder("IMAPIContainer::GetContentsTable", folder, "ulFlags=0x80000000")},
-                               enumerated(folder, messageColumns, messages.size())});
-    for (const std::string& message : messages)
+    std::vector<std::string> folders;
+    for (const auto& [id, parent] : m_parents)
     {
-        const Calls one = joinedCalls({{ofFolder("IMAPIContainer::OpenEntry", folder,
-                                                 "lpEntryID=" + message + ", lpInterface=IID_IMAPIProp, ulFlags=0x0")},
-                                       loaded(message)});
-        calls.insert(calls.end(), one.begin(), one.end());
+        if (parent == folder && id != folder)
+            folders.push_back(id);
+    }
+    return folders;
+}
+
+bool CallModel::isInSubtree(const std::string& folder) const
+{
+    const std::string& parent = m_parents.at(folder);
+    return folder == m_ipmSubtree || (parent != folder && isInSubtree(parent));
+}
+
+/// An object opened by the store.
+Calls CallModel::opened(const std::string& id, std::string_view interfaceId) const
+{
+    return {called("IMsgStore::OpenEntry", m_store,
+                   "lpEntryID=" + id + ", lpInterface=" + std::string(interfaceId) + ", ulFlags=0x0", resultOf(id))};
+}
+
+Calls CallModel::openedIpmSubtree() const
+{
+    return joined({{read(ipmSubtreeTag)}, opened(m_ipmSubtree, "IID_IMAPIFolder")});
+}
+
+/// The contacts of an open folder, if it is one of contacts.
+Calls CallModel::collected(const std::string& folder) const
+{
+    Calls calls = judged(folder);
+    const auto contacts = m_contacts.find(folder);
+    if (contacts == m_contacts.end())
+        return calls;
+    add(calls, judged(folder));
+    calls.push_back(called("IMAPIContainer::GetContentsTable", folder, "ulFlags=0x80000000"));
+    add(calls, enumerated(folder, messageColumns, contacts->second.size()));
+    for (const std::string& message : contacts->second)
+    {
+        calls.push_back(openedFrom(folder, message, "IID_IMAPIProp, ulFlags=0x0"));
+        add(calls, loaded(message));
     }
     return calls;
 }
 
-Calls registeredAmong(const std::vector<std::string>& known, const std::string& folder)
+/// The registration of an open folder, if it is one of contacts.
+Calls CallModel::registered(const std::string& folder) const
 {
-    return joinedCalls({judged(folder), {read(entryIdTag)}, named(folder), searched(known, folder)});
+    Calls calls = judged(folder);
+    if (m_contacts.contains(folder))
+        add(calls, joined({{read(entryIdTag)}, named(folder), searched(m_known, folder)}));
+    return calls;
 }
 
-Calls askedForSubtree(const std::string& folder, const std::vector<std::string>& above)
+/// The question whether a folder that isn't known lies in the IPM subtree: from it up to the IPM subtree or the root.
+Calls CallModel::askedForSubtree(const std::string& folder) const
 {
-    const std::string store = storeId(1);
-    Calls calls =
-        joinedCalls({openedFolder(folder),
-                     openedIpmSubtree(),
-                     named(ipmSubtreeId),
-                     named(folder),
-                     {read(entryIdTag), read(storeIdTag), read(storeIdTag), compared(store, store),
-                      compared(store, store), read(entryIdTag), read(entryIdTag), compared(ipmSubtreeId, folder)}});
-    std::string current = folder;
-    for (const std::string& parent : above)
+    Calls calls = opened(folder, "IID_IMAPIFolder");
+    if (resultOf(folder) != success)
+        return calls;
+    add(calls,
+        joined({openedIpmSubtree(),
+                named(m_ipmSubtree),
+                named(folder),
+                {read(entryIdTag), read(storeIdTag), read(storeIdTag), compared(m_store, m_store),
+                 compared(m_store, m_store), read(entryIdTag), read(entryIdTag), compared(m_ipmSubtree, folder)}}));
+    for (std::string current = folder; current != m_ipmSubtree;)
     {
-        const Calls level = joinedCalls({{read(parentIdTag)},
-                                         openedFolder(parent),
-                                         {read(entryIdTag), read(entryIdTag), compared(parent, current)}});
-        calls.insert(calls.end(), level.begin(), level.end());
+        const std::string& parent = m_parents.at(current);
+        add(calls, joined({{read(parentIdTag)},
+                           opened(parent, "IID_IMAPIFolder"),
+                           {read(entryIdTag), read(entryIdTag), compared(parent, current)}}));
         if (parent == current)
             break; // the top of the store
-        calls.push_back(listed(parent));
-        calls.push_back(read(typeTag));
-        calls.push_back(compared(parent, ipmSubtreeId));
+        add(calls, {listed(parent), read(typeTag), compared(parent, m_ipmSubtree)});
         current = parent;
     }
     return calls;
 }
 
-Calls reconciled(const Tree& top, const std::vector<std::string>& known)
+/// The walk of the visible folders; `visit` gives the calls for each of them, in front of those for what is below it.
+template <class Visit>
+void CallModel::walk(const std::string& folder, std::set<std::string>& present, Calls& calls, const Visit& visit) const
+{
+    add(calls, visit(folder, present));
+    present.insert(folder);
+    std::vector<std::string> subfolders = below(folder);
+    std::erase_if(subfolders, [this](const std::string& id) { return m_hidden.contains(id); });
+    add(calls, {called("IMAPIContainer::GetHierarchyTable", folder, "ulFlags=0x80000000"),
+                called("IMAPITable::Restrict", folder, "lpRestriction=" + std::string(visible) + ", ulFlags=0x2")});
+    add(calls, enumerated(folder, folderColumns, subfolders.size()));
+    for (const std::string& subfolder : subfolders)
+        calls.push_back(openedFrom(folder, subfolder, "IID_IMAPIFolder, ulFlags=0x10"));
+    for (const std::string& subfolder : subfolders)
+        walk(subfolder, present, calls, visit);
+}
+
+Calls CallModel::snapshot() const
 {
     Calls calls = openedIpmSubtree();
-    std::vector<std::string> present;
-    walk(top, present, calls);
-    for (const std::string& folder : known)
-    {
-        const Calls search = searched(present, folder);
-        calls.insert(calls.end(), search.begin(), search.end());
-    }
+    std::set<std::string> present;
+    walk(m_ipmSubtree, present, calls, [this](const std::string& folder, const auto&) { return collected(folder); });
     return calls;
+}
+
+Calls CallModel::watched()
+{
+    Calls calls = joined({{called("HrThisThreadAdviseSink", "", "lpAdviseSink=unwrapped"),
+                           called("IMsgStore::Advise", m_store, "lpAdviseSink=wrapped, lpEntryID=, ulEventMask=0xFC")},
+                          openedIpmSubtree()});
+    std::set<std::string> present;
+    walk(m_ipmSubtree, present, calls,
+         [this](const std::string& folder, const auto&)
+         {
+             const Calls found = registered(folder);
+             if (m_contacts.contains(folder))
+                 m_known.insert(folder);
+             return found;
+         });
+    return calls;
+}
+
+Calls CallModel::handled(const Notification& notification)
+{
+    Calls calls;
+    const bool isFolder = notification.objectType == folderType;
+    const bool isHere = isSource(isFolder, notification.parent, calls);
+    if (!isHere && !isSource(isFolder, notification.oldParent, calls))
+        return calls;
+
+    const std::string& id = notification.id;
+    if (!id.empty()) // for the record
+        add(calls, joined({opened(id, "IID_IMAPIProp"), resultOf(id) == success ? named(id) : Calls()}));
+
+    const bool isMove = notification.event == 0x20;
+    if (notification.event == 4 || notification.event == 0x40)
+        comesIn(notification, calls);
+    else if (notification.event == 8 || (isMove && !isHere))
+    {
+        if (isFolder)
+            reconcile(calls);
+    }
+    else if (isMove && !isSource(isFolder, notification.oldParent, calls))
+        comesIn(notification, calls);
+    else if (!isFolder)
+        changes(notification, calls);
+    return calls;
+}
+
+/// Whether a parent is one to hear of, with the calls that the question takes: for a folder it is searched for twice.
+bool CallModel::isSource(bool isFolder, const std::string& parent, Calls& calls) const
+{
+    if (parent.empty())
+        return false;
+    add(calls, searched(m_known, parent));
+    if (isFolder)
+        add(calls, searched(m_known, parent));
+    if (m_known.contains(parent))
+        return true;
+    if (!isFolder)
+        return false;
+    add(calls, askedForSubtree(parent));
+    return resultOf(parent) == success && isInSubtree(parent);
+}
+
+void CallModel::comesIn(const Notification& notification, Calls& calls)
+{
+    const std::string& id = notification.id;
+    if (notification.objectType == messageType)
+    {
+        if (isSource(false, notification.parent, calls))
+            changes(notification, calls);
+        return;
+    }
+    if (!isSource(true, notification.parent, calls) || id.empty())
+        return;
+    add(calls, opened(id, "IID_IMAPIProp"));
+    if (resultOf(id) != success || !m_parents.contains(id))
+        return;
+    add(calls, joined({collected(id), registered(id)}));
+    if (m_contacts.contains(id))
+        m_known.insert(id);
+}
+
+void CallModel::changes(const Notification& notification, Calls& calls) const
+{
+    const std::string& id = notification.id;
+    if (id.empty())
+        return;
+    add(calls, opened(id, "IID_IMAPIProp"));
+    if (!resultOf(id).starts_with("0x8")) // a warning opens it
+        add(calls, loaded(id));
+}
+
+/// The walk of the IPM subtree, and the search for each known folder among those that it has found.
+void CallModel::reconcile(Calls& calls)
+{
+    add(calls, openedIpmSubtree());
+    std::set<std::string> present;
+    walk(m_ipmSubtree, present, calls, [](const std::string& folder, const auto& before)
+         { return joined({{read(entryIdTag)}, searched(before, folder)}); });
+    for (const std::string& folder : m_known)
+        add(calls, searched(present, folder));
+    std::erase_if(m_known, [&present](const std::string& folder) { return !present.contains(folder); });
+}
+
+Calls started(unsigned stores)
+{
+    Calls calls =
+        joined({{called("MAPIInitialize", "", ""), called("IMAPISession::GetMsgStoresTable", "", "ulFlags=0x0")},
+                enumerated("", storeColumns, stores)});
+    for (unsigned store = 1; store <= stores; ++store)
+        calls.push_back(
+            called("IMAPISession::OpenMsgStore", "",
+                   "lpEntryID=" + storeId(store) + ", lpInterface=IID_IMsgStore, ulFlags=0x11, ulUIParam=0x0"));
+    calls.insert(calls.end(), stores, read(providerTag));
+    return calls;
+}
+
+Calls askedForPublic()
+{
+    return {read(providerTag)};
+}
+
+Calls ended(unsigned store)
+{
+    return {called("IMsgStore::Unadvise", storeId(store), "ulConnection=0x500000001"),
+            called("MAPIUninitialize", "", ""),
+            called("IMAPISession::Logoff", "", "ulFlags=0x0, ulReserved=0x0, ulUIParam=0x0")};
 }
 } // namespace endtoend

@@ -1,59 +1,10 @@
 // What comes of a folder that is added, changed, moved, copied or deleted while the agent runs.
-#include "tests/endtoend/ExpectedCalls.h"
+#include "tests/endtoend/LiveTest.h"
 
 namespace endtoend
 {
 namespace
 {
-constexpr unsigned folderType = 3;
-
-// The folders of the mailbox below, by their numbers. New ones go on from there.
-constexpr unsigned contacts = 3;
-constexpr unsigned friends = 4;
-constexpr unsigned mail = 5;
-constexpr unsigned deep = 6;
-constexpr unsigned outside = 7;
-constexpr unsigned below = 8;
-constexpr unsigned firstNew = 9;
-constexpr unsigned firstNewMessage = 4;
-
-/// Two contact folders, which are known, and a mail folder with another in it below the IPM subtree; a contact folder
-/// with another in it beside it.
-constexpr std::string_view mailbox = R"({"stores": [{"name": "Mailbox", "default": true,
-    "ipmSubtree": {"class": "IPF.Note"},
-    "folders": [
-        {"name": "Contacts", "class": "IPF.Contact", "messages": [{"displayName": "Ada"}]},
-        {"name": "Friends", "class": "IPF.Contact", "messages": [{"displayName": "Cid"}]},
-        {"name": "Mail", "class": "IPF.Note", "folders": [{"name": "Deep", "class": "IPF.Note"}]}],
-    "rootFolders": [{"name": "Outside", "class": "IPF.Contact", "messages": [{"displayName": "Eve"}],
-                     "folders": [{"name": "Below", "class": "IPF.Contact"}]}]}]})";
-
-std::string registered(std::string_view folder)
-{
-    return "Maybe Contacts folder " + std::string(folder) + " registered as known notification source";
-}
-
-std::string hierarchy(std::string_view text)
-{
-    return "mapi::MessageStore::testHierarchy: " + std::string(text);
-}
-
-/// The records of the question whether this folder lies in the IPM subtree. A folder that isn't known is asked for once,
-/// and the other parent then.
-Records lies(std::string_view folder, bool inside)
-{
-    const std::string name(folder);
-    return {
-        hierarchy("Analyze relations of root folder IPM_SUBTREE and  " + name),
-        hierarchy("Object " + name + (inside ? " is a " : " is not a ") + "successor of specified root IPM_SUBTREE")};
-}
-
-Records isIpmSubtree()
-{
-    return {hierarchy("Analyze relations of root folder IPM_SUBTREE and  IPM_SUBTREE"),
-            hierarchy("These are different instances of the same object.")};
-}
-
 /// The records of the walk of the reconciliation.
 Records walk(std::initializer_list<std::string_view> folders)
 {
@@ -63,84 +14,53 @@ Records walk(std::initializer_list<std::string_view> folders)
     return records;
 }
 
-class FolderChangeTest : public LiveTest
+class FolderChangeTest : public EditTest
 {
 protected:
-    void SetUp() override
+    static inline const std::string subtree = folderId(1, ipmSubtree);
+    static inline const std::string root = folderId(1, rootFolder);
+    static inline const std::string mailId = folderId(1, mail);
+    static inline const std::string deepId = folderId(1, deep);
+    static inline const std::string outsideId = folderId(1, outside);
+    static inline const std::string belowId = folderId(1, below);
+    static inline const std::string newId = folderId(1, newFolder);
+
+    static Json add(const std::string& parent, const Json& folder)
     {
-        LiveTest::SetUp();
-        startLive(mailbox);
+        return {{"do", "addFolder"}, {"parent", parent}, {"folder", folder}};
+    }
+    static Json contactFolder(const std::string& name) { return {{"name", name}, {"class", "IPF.Contact"}}; }
+    static Json edit(const std::string& folder, const Json& set)
+    {
+        return {{"do", "editFolder"}, {"folder", folder}, {"set", set}};
+    }
+    static Json move(const std::string& folder, const std::string& to)
+    {
+        return {{"do", "move"}, {"object", folder}, {"to", to}};
+    }
+    static Json remove(const std::string& folder) { return {{"do", "delete"}, {"object", folder}}; }
+
+    static Notification about(unsigned event, const std::string& id, const std::string& parent,
+                              const std::string& oldId = "", const std::string& oldParent = "")
+    {
+        return {event, folderType, id, parent, oldId, oldParent};
+    }
+    static std::string logged(unsigned event, std::string_view name, const std::string& id)
+    {
+        return notified(event, name, id, folderType);
     }
 
-    void TearDown() override { closeLive(); }
-
-    /// One request must bring these messages, records and calls, and no others.
-    void expect(const Json& request, const std::vector<std::string>& messages, std::initializer_list<Records> log,
-                std::initializer_list<Calls> calls)
+    /// Deletes the folder "Deep", which isn't known: the walk must find these folders, and these must be sent as gone.
+    void expectReconciled(std::initializer_list<std::string_view> found, const std::vector<std::string>& gone)
     {
-        const Reaction reaction = after(request);
-        EXPECT_EQ(reaction.messages, messages);
-        EXPECT_EQ(reaction.log, joined(log));
-        EXPECT_EQ(reaction.calls, joinedCalls(calls));
+        m_calls.remove(deepId);
+        Records log = joined({lies("Mail", true), notifiedUnopened(8, deepId, folderType), walk(found)});
+        if (!gone.empty())
+            log.push_back(sending("delete", gone, "folder"));
+        expect(remove("Mailbox/Mail/Deep"), about(8, deepId, mailId), log);
     }
 
-    /// The search for this folder, and, as it is not known, the question where it lies.
-    [[nodiscard]] Calls asked(unsigned folder) const
-    {
-        const std::string id = folderId(1, folder);
-        return joinedCalls({lookedUp(id), askedForSubtree(id, above(folder))});
-    }
-
-    /// The search for the folder "Contacts", which is known.
-    [[nodiscard]] Calls askedForContacts() const { return lookedUp(folderId(1, contacts)); }
-
-    /// The search for the parent of a folder, which is made twice; for that of a message it is made once.
-    [[nodiscard]] Calls lookedUp(const std::string& id) const
-    {
-        return joinedCalls({searched(m_known, id), searched(m_known, id)});
-    }
-
-    /// What a new contact folder takes behind its record, with these messages in it.
-    [[nodiscard]] Calls taken(const std::string& id, const std::vector<std::string>& messages = {}) const
-    {
-        return joinedCalls({opened(id), collected(id, messages), registeredAmong(m_known, id)});
-    }
-
-    static Calls notThere(const std::string& id) { return opened(id, "0x8004010F"); }
-
-    /// The visible folders of the IPM subtree, with these ones in it.
-    static Tree tree(std::vector<Tree> folders) { return {folderId(1, ipmSubtree), std::move(folders)}; }
-    static Tree leaf(unsigned folder) { return {folderId(1, folder)}; }
-
-    std::vector<std::string> m_known = {folderId(1, contacts), folderId(1, friends)};
-
-private:
-    static std::vector<std::string> above(unsigned folder)
-    {
-        const auto ids = [](std::initializer_list<unsigned> folders)
-        {
-            std::vector<std::string> texts;
-            for (const unsigned one : folders)
-                texts.push_back(folderId(1, one));
-            return texts;
-        };
-        switch (folder)
-        {
-        case mail:
-            return ids({ipmSubtree});
-        case deep:
-            return ids({mail, ipmSubtree});
-        case outside:
-            return ids({rootFolder, rootFolder}); // the root's parent is the root
-        case rootFolder:
-            return ids({rootFolder});
-        default:
-            return {};
-        }
-    }
-
-protected:
-    /// Adds a contact to this folder; it must be told, or not.
+    /// Adds a contact to this folder; it must be sent, or not.
     void expectWatched(const std::string& folder, bool isWatched)
     {
         const Reaction reaction =
@@ -152,306 +72,231 @@ protected:
 
 // ---- Created, copied ---------------------------------------------------------------------------------------------------
 
-TEST_F(FolderChangeTest, NewContactFolderIsWatchedAndItsContactsAreTold)
+TEST_F(FolderChangeTest, WatchesANewContactFolderAndSendsItsContacts)
 {
-    const std::string id = folderId(1, firstNew);
-    const std::string message =
-        change("add", "contact",
-               {namedLine("Fay", 1, firstNew, firstNewMessage), namedLine("Gus", 1, firstNew, firstNewMessage + 1)});
-    expect({{"do", "addFolder"},
-            {"parent", "Mailbox"},
-            {"folder",
-             {{"name", "Family"},
-              {"class", "IPF.Contact"},
-              {"messages", Json::array({{{"displayName", "Fay"}}, {{"displayName", "Gus"}}})}}}},
-           {message},
-           {isIpmSubtree(),
-            {notified(4, "Family", folderType, id)},
-            isIpmSubtree(),
-            {registered("Family"), sending(message)}},
-           {asked(ipmSubtree), openedForLog(id), asked(ipmSubtree),
-            taken(id, {messageId(1, firstNew, firstNewMessage), messageId(1, firstNew, firstNewMessage + 1)})});
-    expectWatched(id, true);
+    Json folder = contactFolder("Family");
+    folder["messages"] = Json::array({{{"displayName", "Fay"}}, {{"displayName", "Gus"}}});
+    m_calls.putContacts(newId, subtree, {messageId(1, newFolder, newMessage), messageId(1, newFolder, newMessage + 1)});
+    expect(add("Mailbox", folder), about(4, newId, subtree),
+           joined({isIpmSubtree(),
+                   {logged(4, "Family", newId)},
+                   isIpmSubtree(),
+                   {registered("Family"), sending("add", {namedLine("Fay", 1, newFolder, newMessage),
+                                                          namedLine("Gus", 1, newFolder, newMessage + 1)})}}));
+    expectWatched(newId, true);
 }
 
-TEST_F(FolderChangeTest, NewContactFolderInAKnownFolderIsWatched)
+TEST_F(FolderChangeTest, WatchesANewContactFolderInAKnownFolder)
 {
-    const std::string id = folderId(1, firstNew);
-    expect(
-        {{"do", "addFolder"}, {"parent", "Mailbox/Contacts"}, {"folder", {{"name", "Work"}, {"class", "IPF.Contact"}}}},
-        {}, {{notified(4, "Work", folderType, id), registered("Work")}},
-        {askedForContacts(), openedForLog(id), askedForContacts(), taken(id)});
-    expectWatched(id, true);
+    m_calls.putContacts(newId, known);
+    expect(add("Mailbox/Contacts", contactFolder("Work")), about(4, newId, known),
+           {logged(4, "Work", newId), registered("Work")});
+    expectWatched(newId, true);
 }
 
-TEST_F(FolderChangeTest, NewContactFolderDeepAmongOthersIsWatched)
+TEST_F(FolderChangeTest, WatchesANewContactFolderDeepAmongOthers)
 {
-    const std::string id = folderId(1, firstNew);
-    expect({{"do", "addFolder"},
-            {"parent", "Mailbox/Mail/Deep"},
-            {"folder", {{"name", "Buried"}, {"class", "IPF.Contact"}}}},
-           {},
-           {lies("Deep", true), {notified(4, "Buried", folderType, id)}, lies("Deep", true), {registered("Buried")}},
-           {asked(deep), openedForLog(id), asked(deep), taken(id)});
-    expectWatched(id, true);
+    m_calls.putContacts(newId, deepId);
+    expect(add("Mailbox/Mail/Deep", contactFolder("Buried")), about(4, newId, deepId),
+           joined({lies("Deep", true), {logged(4, "Buried", newId)}, lies("Deep", true), {registered("Buried")}}));
+    expectWatched(newId, true);
 }
 
-TEST_F(FolderChangeTest, NewFolderThatIsNoContactFolderLeavesNoTrace)
+TEST_F(FolderChangeTest, OnlyLogsANewFolderThatIsNoContactFolder)
 {
-    const std::string id = folderId(1, firstNew);
-    expect({{"do", "addFolder"},
-            {"parent", "Mailbox/Mail"},
-            {"folder",
-             {{"name", "Drafts"},
-              {"class", "IPF.Note"},
-              {"messages", Json::array({{{"displayName", "Fay"}}})},
-              {"folders", Json::array({{{"name", "Contacts below"}, {"class", "IPF.Contact"}}})}}}},
-           {}, {lies("Mail", true), {notified(4, "Drafts", folderType, id)}, lies("Mail", true)},
-           {asked(mail), openedForLog(id), asked(mail), opened(id), judged(id), judged(id)});
-    expectWatched(id, false);
-    expectWatched(folderId(1, firstNew + 1), false); // what lies below a new folder is not looked for
+    m_calls.put(newId, mailId);
+    expect(add("Mailbox/Mail", {{"name", "Drafts"},
+                                {"class", "IPF.Note"},
+                                {"messages", Json::array({{{"displayName", "Fay"}}})},
+                                {"folders", Json::array({contactFolder("Contacts below")})}}),
+           about(4, newId, mailId), joined({lies("Mail", true), {logged(4, "Drafts", newId)}, lies("Mail", true)}));
+    expectWatched(newId, false);
+    expectWatched(folderId(1, newFolder + 1), false); // what lies below a new folder is not looked for
 }
 
-TEST_F(FolderChangeTest, NewFolderOutsideTheIpmSubtreeIsNotWatched)
+TEST_F(FolderChangeTest, SeesNothingNewOutsideTheIpmSubtree)
 {
-    expect({{"do", "addFolder"},
-            {"parent", "#" + folderId(1, outside)},
-            {"folder", {{"name", "Far"}, {"class", "IPF.Contact"}}}},
-           {}, {lies("Outside", false)}, {asked(outside)});
-    expectWatched(folderId(1, firstNew), false);
+    expect(add("#" + outsideId, contactFolder("Far")), about(4, newId, outsideId), lies("Outside", false));
+    expectWatched(newId, false);
 }
 
-TEST_F(FolderChangeTest, CopiedContactFolderIsWatchedAndItsContactsAreTold)
+TEST_F(FolderChangeTest, WatchesACopiedContactFolderAndSendsItsContacts)
 {
-    const std::string id = folderId(1, firstNew);
-    const std::string message = change("add", "contact", {namedLine("Cid", 1, firstNew, firstNewMessage)});
-    expect({{"do", "copy"}, {"object", "Mailbox/Friends"}, {"to", "Mailbox/Contacts"}}, {message},
-           {{notified(0x40, "Friends", folderType, id), registered("Friends"), sending(message)}},
-           {askedForContacts(), openedForLog(id), askedForContacts(),
-            taken(id, {messageId(1, firstNew, firstNewMessage)})});
-    expectWatched(id, true);
+    m_calls.putContacts(newId, known, {messageId(1, newFolder, newMessage)});
+    expect({{"do", "copy"}, {"object", "Mailbox/Friends"}, {"to", "Mailbox/Contacts"}},
+           about(0x40, newId, known, alsoKnown, subtree),
+           {logged(0x40, "Friends", newId), registered("Friends"),
+            sending("add", {namedLine("Cid", 1, newFolder, newMessage)})});
+    expectWatched(newId, true);
 }
 
-TEST_F(FolderChangeTest, CopiedOutOfTheIpmSubtreeIsLoggedOnly)
+TEST_F(FolderChangeTest, OnlyLogsAFolderThatIsCopiedOutOfTheIpmSubtree)
 {
-    const std::string id = folderId(1, firstNew);
-    expect(
-        {{"do", "copy"}, {"object", "Mailbox/Friends"}, {"to", "#" + folderId(1, outside)}}, {},
-        {lies("Outside", false), isIpmSubtree(), {notified(0x40, "Friends", folderType, id)}, lies("Outside", false)},
-        {asked(outside), asked(ipmSubtree), openedForLog(id), asked(outside)});
-    expectWatched(id, false);
+    expect({{"do", "copy"}, {"object", "Mailbox/Friends"}, {"to", "#" + outsideId}},
+           about(0x40, newId, outsideId, alsoKnown, subtree),
+           joined({lies("Outside", false), isIpmSubtree(), {logged(0x40, "Friends", newId)}, lies("Outside", false)}));
+    expectWatched(newId, false);
 }
 
-TEST_F(FolderChangeTest, CreatedButGoneIsLoggedOnly)
+TEST_F(FolderChangeTest, OnlyLogsAFolderThatIsCreatedButGone)
 {
-    expect(inject({{.event = 4, .objectType = folderType, .id = nobody, .parent = folderId(1, contacts)}}), {},
-           {notifiedUnopened(4, folderType, nobody),
-            {"HRESULT logged: ContactWatcher::onNewObject, line N: hr = 0x8004010f"
-             "(Cannot open new or copied object. EntryID = " +
-             nobody + ")"}},
-           {askedForContacts(), notThere(nobody), askedForContacts(), notThere(nobody)});
+    expect(about(4, nobody, known), joined({notifiedUnopened(4, nobody, folderType),
+                                            {"HRESULT logged: ContactWatcher::onNewObject, line N: hr = 0x8004010f"
+                                             "(Cannot open new or copied object. EntryID = " +
+                                             nobody + ")"}}));
 }
 
-TEST_F(FolderChangeTest, CreatedThatIsNoFolderLosesItsBatch)
+TEST_F(FolderChangeTest, LosesTheBatchWithACreatedFolderThatIsNone)
 {
-    const std::string ada = messageId(1, contacts, 1);
-    expect(inject({{.event = 0x10, .id = ada, .parent = folderId(1, contacts)},
-                   {.event = 4, .objectType = folderType, .id = ada, .parent = folderId(1, contacts)}}),
-           {},
-           {{notified(0x10, "Ada", 5, ada), notified(4, "Ada", folderType, ada),
-             "An exception has been caught in AdviseSinkImpl::OnNotify : condition \"folder\" failed "
-             "(mapi::maybeContactFolder in MapiUtilities.cpp, line N)"}},
-           {searched(m_known, folderId(1, contacts)), openedForLog(ada), opened(ada), loaded(ada), askedForContacts(),
-            openedForLog(ada), askedForContacts(), opened(ada)});
+    expect({{.event = 0x10, .id = ada, .parent = known}, about(4, ada, known)},
+           {notified(0x10, "Ada", ada), logged(4, "Ada", ada),
+            caught("AdviseSinkImpl::OnNotify",
+                   "condition \"folder\" failed (mapi::maybeContactFolder in MapiUtilities.cpp, line N)")});
 }
 
 // ---- Deleted -----------------------------------------------------------------------------------------------------------
 
-TEST_F(FolderChangeTest, DeletedContactFolderIsTold)
+TEST_F(FolderChangeTest, SendsADeletedContactFolder)
 {
-    const std::string id = folderId(1, friends);
-    const std::string message = change("delete", "folder", {id});
-    expect(
-        {{"do", "delete"}, {"object", "Mailbox/Friends"}}, {message},
-        {isIpmSubtree(), notifiedUnopened(8, folderType, id), walk({"Contacts", "Mail", "Deep"}), {sending(message)}},
-        {asked(ipmSubtree), notThere(id),
-         reconciled(tree({leaf(contacts), {folderId(1, mail), {leaf(deep)}}}), m_known)});
+    m_calls.remove(alsoKnown);
+    expect(remove("Mailbox/Friends"), about(8, alsoKnown, subtree),
+           joined({isIpmSubtree(),
+                   notifiedUnopened(8, alsoKnown, folderType),
+                   walk({"Contacts", "Mail", "Deep"}),
+                   {sending("delete", {alsoKnown}, "folder")}}));
 }
 
-TEST_F(FolderChangeTest, DeletedFolderTakesTheKnownFoldersBelowItAlong)
+TEST_F(FolderChangeTest, SendsTheKnownFoldersBelowADeletedOneToo)
 {
-    (void)after(
-        {{"do", "addFolder"}, {"parent", "Mailbox/Friends"}, {"folder", {{"name", "Near"}, {"class", "IPF.Contact"}}}});
-    (void)after(
-        {{"do", "addFolder"}, {"parent", "Mailbox/Mail"}, {"folder", {{"name", "Far"}, {"class", "IPF.Contact"}}}});
-    m_known.insert(m_known.end(), {folderId(1, firstNew), folderId(1, firstNew + 1)});
-    const std::string message = change("delete", "folder", {folderId(1, friends), folderId(1, firstNew)});
-    expect({{"do", "delete"}, {"object", "Mailbox/Friends"}}, {message},
-           {isIpmSubtree(),
-            notifiedUnopened(8, folderType, folderId(1, friends)),
-            walk({"Contacts", "Mail", "Deep", "Far"}),
-            {sending(message)}},
-           {asked(ipmSubtree), notThere(folderId(1, friends)),
-            reconciled(tree({leaf(contacts), {folderId(1, mail), {leaf(deep), leaf(firstNew + 1)}}}), m_known)});
+    const std::string distant = folderId(1, newFolder + 1);
+    m_calls.putContacts(newId, alsoKnown);
+    m_calls.putContacts(distant, mailId);
+    expect(add("Mailbox/Friends", contactFolder("Near")), about(4, newId, alsoKnown),
+           {logged(4, "Near", newId), registered("Near")});
+    expect(add("Mailbox/Mail", contactFolder("Far")), about(4, distant, mailId),
+           joined({lies("Mail", true), {logged(4, "Far", distant)}, lies("Mail", true), {registered("Far")}}));
+    m_calls.remove(alsoKnown);
+    expect(remove("Mailbox/Friends"), about(8, alsoKnown, subtree),
+           joined({isIpmSubtree(),
+                   notifiedUnopened(8, alsoKnown, folderType),
+                   walk({"Contacts", "Mail", "Deep", "Far"}),
+                   {sending("delete", {alsoKnown, newId}, "folder")}}));
 }
 
-TEST_F(FolderChangeTest, DeletedFolderThatWasNotKnownTellsNothing)
+TEST_F(FolderChangeTest, SendsNothingOfADeletedFolderThatWasNotKnown)
 {
-    expect(
-        {{"do", "delete"}, {"object", "Mailbox/Mail/Deep"}}, {},
-        {lies("Mail", true), notifiedUnopened(8, folderType, folderId(1, deep)), walk({"Contacts", "Friends", "Mail"})},
-        {asked(mail), notThere(folderId(1, deep)),
-         reconciled(tree({leaf(contacts), leaf(friends), leaf(mail)}), m_known)});
+    expectReconciled({"Contacts", "Friends", "Mail"}, {});
 }
 
-TEST_F(FolderChangeTest, DeletedOutsideTheIpmSubtreeIsNotSeen)
+TEST_F(FolderChangeTest, SeesNothingDeletedOutsideTheIpmSubtree)
 {
-    expect({{"do", "delete"}, {"object", "#" + folderId(1, below)}}, {}, {lies("Outside", false)}, {asked(outside)});
+    expect(remove("#" + belowId), about(8, belowId, outsideId), lies("Outside", false));
 }
 
-TEST_F(FolderChangeTest, DeletionLooksAtTheStoreAndNotAtTheIdentifier)
+TEST_F(FolderChangeTest, LooksAtTheStoreAndNotAtTheIdentifierOfADeletion)
 {
-    // Hidden without a word of it: whichever folder the next deletion is about, this one is told of.
-    ask({{"do", "editFolder"}, {"folder", "Mailbox/Friends"}, {"set", {{"hidden", true}}}});
-    (void)reaction();
-    const std::string message = change("delete", "folder", {folderId(1, friends)});
-    expect(inject({{.event = 8, .objectType = folderType, .parent = folderId(1, contacts)}}), {message},
-           {{"`anonymous-namespace'::logNotification: Notification 8: EntryId is empty!"},
-            walk({"Contacts", "Mail", "Deep"}),
-            {sending(message)}},
-           {askedForContacts(), reconciled(tree({leaf(contacts), {folderId(1, mail), {leaf(deep)}}}), m_known)});
-    expectWatched(folderId(1, friends), false);
+    // Hidden, which is only logged: whichever folder the next deletion is about, this one is sent.
+    m_calls.hide(alsoKnown);
+    expect(edit("Mailbox/Friends", {{"hidden", true}}), about(0x10, alsoKnown, subtree),
+           joined({isIpmSubtree(), {logged(0x10, "Friends", alsoKnown)}}));
+    expect(about(8, "", known), joined({{notifiedWithoutId(8)},
+                                        walk({"Contacts", "Mail", "Deep"}),
+                                        {sending("delete", {alsoKnown}, "folder")}}));
+    expectWatched(alsoKnown, false);
 }
 
-TEST_F(FolderChangeTest, NewHiddenContactFolderIsWatchedUntilTheNextReconciliation)
+TEST_F(FolderChangeTest, WatchesANewHiddenContactFolderUntilTheNextReconciliation)
 {
-    const std::string id = folderId(1, firstNew);
-    expect({{"do", "addFolder"},
-            {"parent", "Mailbox/Contacts"},
-            {"folder", {{"name", "Secret"}, {"class", "IPF.Contact"}, {"hidden", true}}}},
-           {}, {{notified(4, "Secret", folderType, id), registered("Secret")}},
-           {askedForContacts(), openedForLog(id), askedForContacts(), taken(id)});
-    expectWatched(id, true);
-    m_known.push_back(id);
-    const std::string message = change("delete", "folder", {id});
-    expect({{"do", "delete"}, {"object", "Mailbox/Mail/Deep"}}, {message},
-           {lies("Mail", true),
-            notifiedUnopened(8, folderType, folderId(1, deep)),
-            walk({"Contacts", "Friends", "Mail"}),
-            {sending(message)}},
-           {asked(mail), notThere(folderId(1, deep)),
-            reconciled(tree({leaf(contacts), leaf(friends), leaf(mail)}), m_known)});
-    expectWatched(id, false);
+    Json folder = contactFolder("Secret");
+    folder["hidden"] = true;
+    m_calls.putContacts(newId, known);
+    m_calls.hide(newId);
+    expect(add("Mailbox/Contacts", folder), about(4, newId, known), {logged(4, "Secret", newId), registered("Secret")});
+    expectWatched(newId, true);
+    expectReconciled({"Contacts", "Friends", "Mail"}, {newId});
+    expectWatched(newId, false);
 }
 
 // ---- Modified ----------------------------------------------------------------------------------------------------------
 
-TEST_F(FolderChangeTest, ChangedIsLoggedOnly)
+TEST_F(FolderChangeTest, OnlyLogsAChangedFolder)
 {
-    expect({{"do", "editFolder"}, {"folder", "Mailbox/Friends"}, {"set", {{"name", "Pals"}}}}, {},
-           {isIpmSubtree(), {notified(0x10, "Pals", folderType, folderId(1, friends))}},
-           {asked(ipmSubtree), openedForLog(folderId(1, friends))});
+    expect(edit("Mailbox/Friends", {{"name", "Pals"}}), about(0x10, alsoKnown, subtree),
+           joined({isIpmSubtree(), {logged(0x10, "Pals", alsoKnown)}}));
+    expect(edit("#" + belowId, {{"name", "Lower"}}), about(0x10, belowId, outsideId), lies("Outside", false));
 }
 
-TEST_F(FolderChangeTest, ThatBecomesAContactFolderStaysUnknown)
+TEST_F(FolderChangeTest, DoesNotWatchAFolderThatBecomesAContactFolder)
 {
-    expect({{"do", "editFolder"}, {"folder", "Mailbox/Mail/Deep"}, {"set", {{"class", "IPF.Contact"}}}}, {},
-           {lies("Mail", true), {notified(0x10, "Deep", folderType, folderId(1, deep))}},
-           {asked(mail), openedForLog(folderId(1, deep))});
-    expectWatched(folderId(1, deep), false);
+    expect(edit("Mailbox/Mail/Deep", {{"class", "IPF.Contact"}}), about(0x10, deepId, mailId),
+           joined({lies("Mail", true), {logged(0x10, "Deep", deepId)}}));
+    expectWatched(deepId, false);
 }
 
-TEST_F(FolderChangeTest, ThatIsAContactFolderNoMoreStaysKnown)
+TEST_F(FolderChangeTest, StillWatchesAFolderThatIsAContactFolderNoMore)
 {
-    (void)after({{"do", "editFolder"}, {"folder", "Mailbox/Friends"}, {"set", {{"class", "IPF.Note"}}}});
-    expectWatched(folderId(1, friends), true);
-}
-
-TEST_F(FolderChangeTest, ChangedOutsideTheIpmSubtreeIsNotSeen)
-{
-    expect({{"do", "editFolder"}, {"folder", "#" + folderId(1, below)}, {"set", {{"name", "Lower"}}}}, {},
-           {lies("Outside", false)}, {asked(outside)});
+    expect(edit("Mailbox/Friends", {{"class", "IPF.Note"}}), about(0x10, alsoKnown, subtree),
+           joined({isIpmSubtree(), {logged(0x10, "Friends", alsoKnown)}}));
+    expectWatched(alsoKnown, true);
 }
 
 // ---- Moved -------------------------------------------------------------------------------------------------------------
 
-TEST_F(FolderChangeTest, MovedOutOfTheIpmSubtreeIsTold)
+TEST_F(FolderChangeTest, SendsAFolderThatIsMovedOutOfTheIpmSubtree)
 {
-    const std::string id = folderId(1, friends);
-    const std::string message = change("delete", "folder", {id});
-    expect({{"do", "move"}, {"object", "Mailbox/Friends"}, {"to", "#" + folderId(1, outside)}}, {message},
-           {lies("Outside", false),
-            isIpmSubtree(),
-            {notified(0x20, "Friends", folderType, id)},
-            walk({"Contacts", "Mail", "Deep"}),
-            {sending(message)}},
-           {asked(outside), asked(ipmSubtree), openedForLog(id),
-            reconciled(tree({leaf(contacts), {folderId(1, mail), {leaf(deep)}}}), m_known)});
-    expectWatched(id, false);
+    m_calls.put(alsoKnown, outsideId);
+    expect(move("Mailbox/Friends", "#" + outsideId), about(0x20, alsoKnown, outsideId, alsoKnown, subtree),
+           joined({lies("Outside", false),
+                   isIpmSubtree(),
+                   {logged(0x20, "Friends", alsoKnown)},
+                   walk({"Contacts", "Mail", "Deep"}),
+                   {sending("delete", {alsoKnown}, "folder")}}));
+    expectWatched(alsoKnown, false);
 }
 
-TEST_F(FolderChangeTest, MovedIntoTheIpmSubtreeIsWatchedAndItsContactsAreTold)
+TEST_F(FolderChangeTest, WatchesAFolderThatIsMovedIntoTheIpmSubtreeAndSendsItsContacts)
 {
-    const std::string id = folderId(1, outside);
-    const std::string message = change("add", "contact", {namedLine("Eve", 1, outside, 3)});
-    const Records root = {hierarchy("Analyze relations of root folder IPM_SUBTREE and  Root"),
-                          hierarchy("Object Root is not a successor of specified root IPM_SUBTREE")};
-    expect({{"do", "move"}, {"object", "#" + id}, {"to", "Mailbox/Contacts"}}, {message},
-           {{notified(0x20, "Outside", folderType, id)}, root, {registered("Outside"), sending(message)}},
-           {askedForContacts(), openedForLog(id), asked(rootFolder), askedForContacts(),
-            taken(id, {messageId(1, outside, 3)})});
-    expectWatched(id, true);
-    expectWatched(folderId(1, below), false); // what lies below it is not looked for
+    m_calls.put(outsideId, known);
+    expect(move("#" + outsideId, "Mailbox/Contacts"), about(0x20, outsideId, known, outsideId, root),
+           joined({{logged(0x20, "Outside", outsideId)},
+                   lies("Root", false),
+                   {registered("Outside"), sending("add", {namedLine("Eve", 1, outside, 5)})}}));
+    expectWatched(outsideId, true);
+    expectWatched(belowId, false); // what lies below it is not looked for
 }
 
-TEST_F(FolderChangeTest, MovedWithinTheIpmSubtreeIsLoggedOnly)
+TEST_F(FolderChangeTest, OnlyLogsAFolderThatIsMovedWithinTheIpmSubtree)
 {
-    const std::string id = folderId(1, friends);
-    expect({{"do", "move"}, {"object", "Mailbox/Friends"}, {"to", "Mailbox/Mail"}}, {},
-           {lies("Mail", true), {notified(0x20, "Friends", folderType, id)}, isIpmSubtree()},
-           {asked(mail), openedForLog(id), asked(ipmSubtree)});
-    expectWatched(id, true);
-    // And nothing is missed by the next reconciliation.
-    expect(
-        {{"do", "delete"}, {"object", "Mailbox/Mail/Deep"}}, {},
-        {lies("Mail", true), notifiedUnopened(8, folderType, folderId(1, deep)), walk({"Contacts", "Mail", "Friends"})},
-        {asked(mail), notThere(folderId(1, deep)),
-         reconciled(tree({leaf(contacts), {folderId(1, mail), {leaf(friends)}}}), m_known)});
+    m_calls.put(alsoKnown, mailId);
+    expect(move("Mailbox/Friends", "Mailbox/Mail"), about(0x20, alsoKnown, mailId, alsoKnown, subtree),
+           joined({lies("Mail", true), {logged(0x20, "Friends", alsoKnown)}, isIpmSubtree()}));
+    expectWatched(alsoKnown, true);
+    expectReconciled({"Contacts", "Mail", "Friends"}, {}); // which misses nothing
 }
 
-TEST_F(FolderChangeTest, MovedOutsideTheIpmSubtreeIsNotSeen)
+TEST_F(FolderChangeTest, SeesNothingMovedOutsideTheIpmSubtree)
 {
-    expect({{"do", "move"}, {"object", "#" + folderId(1, below)}, {"to", "#" + folderId(1, rootFolder)}}, {},
-           {{hierarchy("Analyze relations of root folder IPM_SUBTREE and  Root"),
-             hierarchy("Object Root is not a successor of specified root IPM_SUBTREE")},
-            lies("Outside", false)},
-           {asked(rootFolder), asked(outside)});
+    m_calls.put(belowId, root);
+    expect(move("#" + belowId, "#" + root), about(0x20, belowId, root, belowId, outsideId),
+           joined({lies("Root", false), lies("Outside", false)}));
 }
 
 // ---- The question of the parent ----------------------------------------------------------------------------------------
 
-TEST_F(FolderChangeTest, WithAParentThatCannotBeOpenedIsNotSeen)
+TEST_F(FolderChangeTest, SeesNothingWithAParentThatCannotBeOpened)
 {
-    expect(
-        inject({{.event = 8, .objectType = folderType, .id = nobody, .parent = nobody, .oldParent = nobody}}), {}, {},
-        {lookedUp(nobody), openedFolder(nobody, "0x8004010F"), lookedUp(nobody), openedFolder(nobody, "0x8004010F")});
-    ask({{"do", "editFolder"}, {"folder", "Mailbox/Mail"}, {"set", {{"openError", "0x80070005"}}}});
-    (void)reaction();
-    expect(inject({{.event = 8, .objectType = folderType, .id = nobody, .parent = folderId(1, mail)}}), {}, {},
-           {lookedUp(folderId(1, mail)), openedFolder(folderId(1, mail), "0x80070005")});
+    expect(about(8, nobody, nobody, "", nobody), {});
+    for (const char* const result : {"0x80070005", "0x40380"}) // a warning too
+    {
+        m_calls.setResult(mailId, result);
+        ask({{"do", "plan"}, {"opens", "Mailbox/Mail"}, {"times", 0}, {"result", result}});
+        expect(about(8, nobody, mailId), {});
+    }
 }
 
-TEST_F(FolderChangeTest, WithAParentThatOpensWithAWarningIsNotSeen)
+TEST_F(FolderChangeTest, SeesNothingWithoutAnyParent)
 {
-    ask({{"do", "editFolder"}, {"folder", "Mailbox/Mail"}, {"set", {{"openError", "0x00040380"}}}});
-    (void)reaction();
-    expect(inject({{.event = 8, .objectType = folderType, .id = nobody, .parent = folderId(1, mail)}}), {}, {},
-           {lookedUp(folderId(1, mail)), openedFolder(folderId(1, mail), "0x40380")});
-}
-
-TEST_F(FolderChangeTest, WithoutAnyParentIsNotSeen)
-{
-    expect(inject({{.event = 0x10, .objectType = folderType, .id = folderId(1, contacts)}}), {}, {}, {});
+    expect(about(0x10, known, ""), {});
 }
 } // namespace
 } // namespace endtoend

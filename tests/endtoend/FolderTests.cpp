@@ -5,54 +5,43 @@ namespace endtoend
 {
 namespace
 {
-using testing::ElementsAre;
+const std::string rowsetFailed = "mapi::Rowset::enumerate";
+const std::string judgingFailed = "mapi::maybeContactFolder";
+
+Records found(std::initializer_list<std::string_view> folders)
+{
+    Records records;
+    for (const std::string_view folder : folders)
+        records.push_back("subfolder found: " + std::string(folder));
+    return records;
+}
 
 class AgentFoldersTest : public EndToEndTest
 {
 protected:
-    /// A mailbox of one default store, "Mailbox", with these folders, and more keys of the store.
-    static std::string mailbox(const std::string& folders, const std::string& more = "")
+    /// A mailbox of one default store, "Mailbox", with these folders, and more keys of the store and of the mailbox.
+    static std::string mailbox(const std::string& folders, const std::string& moreOfStore = "",
+                               const std::string& more = "")
     {
         return R"({"stores": [{"name": "Mailbox", "default": true, "folders": [)" + folders + "]" +
-               (more.empty() ? "" : ", " + more) + "}]}";
+               (moreOfStore.empty() ? "" : ", " + moreOfStore) + "}]" + (more.empty() ? "" : ", " + more) + "}";
     }
 
-    /// The log of a whole run with these records between the start of the snapshot and its count, and one message.
-    Records wholeLog(const Records& reading, std::size_t contacts, const std::string& message) const
-    {
-        Records records = {storeFound("Mailbox", 1, true), "createSnapshot for \"Mailbox\" started"};
-        records.insert(records.end(), reading.begin(), reading.end());
-        records.push_back("createSnapshot for \"Mailbox\": " + std::to_string(contacts) + " contact(s) found");
-        if (contacts != 0)
-            records.push_back("Sending data:\n" + message);
-        records.push_back("Subscribe to Mailbox");
-        return logOfClosedWindow(records);
-    }
-
-    /// Runs the agent on this mailbox; it must read the store as told, and send these lines in one message, or nothing.
+    /// Runs the agent on this mailbox; it must read the store with these records, and send these lines in one message, or
+    /// nothing.
     void expectLines(const std::string& json, const Records& reading, const std::vector<std::string>& contacts)
     {
-        std::string message = "2;snapshot;contact;0;1";
-        for (const std::string& line : contacts)
-            message += "\n" + line;
-        const AgentRun run = runUntilSubscribed(json, "Mailbox");
-        EXPECT_EQ(run.exitValue, 0U);
-        EXPECT_EQ(run.messages, std::vector<std::string>(contacts.empty() ? 0 : 1, message));
-        EXPECT_EQ(run.log, wholeLog(reading, contacts.size(), message));
-        EXPECT_EQ(run.report, nothingHeld);
+        expectClosedRun(json, "Mailbox",
+                        joined({{storeFound("Mailbox", 1, true)},
+                                snapshot("Mailbox", "0;1", contacts, reading),
+                                {"Subscribe to Mailbox"}}));
     }
 
     /// Runs the agent on this mailbox; the reading of the store must end the worker, with these records.
-    void expectEndOfWorker(const std::string& json, const Records& reading)
+    void expectEnd(const std::string& json, const Records& reading)
     {
-        serveHost();
-        const AgentRun run = runUntilWorkerEnds(json);
-        Records records = {storeFound("Mailbox", 1, true), "createSnapshot for \"Mailbox\" started"};
-        records.insert(records.end(), reading.begin(), reading.end());
-        EXPECT_EQ(run.exitValue, 0U);
-        EXPECT_THAT(run.messages, ElementsAre());
-        EXPECT_EQ(run.log, logOfEndedWorker(records));
-        EXPECT_EQ(run.report, nothingHeld);
+        expectEndedWorker(
+            json, joined({{storeFound("Mailbox", 1, true), "createSnapshot for \"Mailbox\" started"}, reading}));
     }
 };
 
@@ -69,10 +58,8 @@ TEST_F(AgentFoldersTest, WithAClassCountByThatClassAlone)
         {"name": "Beginning", "class": "IPF.Contac", "messages": [{"displayName": "7"}]},
         {"name": "Empty class", "class": "", "messages": [{"displayName": "8"}]},
         {"name": "Empty folder", "class": "IPF.Contact"})"),
-                {"subfolder found: Contacts", "subfolder found: Notes in a contact folder",
-                 "subfolder found: Contacts in a note folder", "subfolder found: Further part",
-                 "subfolder found: Lower case", "subfolder found: Upper case", "subfolder found: Beginning",
-                 "subfolder found: Empty class", "subfolder found: Empty folder"},
+                found({"Contacts", "Notes in a contact folder", "Contacts in a note folder", "Further part",
+                       "Lower case", "Upper case", "Beginning", "Empty class", "Empty folder"}),
                 {namedLine("1", 1, 3, 1), namedLine("2", 1, 4, 2)});
 }
 
@@ -86,8 +73,7 @@ TEST_F(AgentFoldersTest, WithoutAClassCountByTheirMessages)
         {"name": "Other case", "messages": [{"class": "IPM.CONTACT", "displayName": "6"}]},
         {"name": "No message class", "messages": [{"class": null, "displayName": "7"}]},
         {"name": "Empty"})"),
-                {"subfolder found: Mixed", "subfolder found: Mail", "subfolder found: Further part",
-                 "subfolder found: Other case", "subfolder found: No message class", "subfolder found: Empty"},
+                found({"Mixed", "Mail", "Further part", "Other case", "No message class", "Empty"}),
                 {namedLine("1", 1, 3, 1), namedLine("2", 1, 3, 2), namedLine("3", 1, 3, 3)});
 }
 
@@ -101,8 +87,7 @@ TEST_F(AgentFoldersTest, AreVisitedDepthFirstEachBeforeThoseBelowIt)
         {"name": "B", "class": "IPF.Contact", "messages": [{"displayName": "b"}], "folders": [
             {"name": "B1", "class": "IPF.Contact", "messages": [{"displayName": "b1"}]}]})",
                         R"("ipmSubtree": {"messages": [{"displayName": "top"}]})"),
-                {"subfolder found: A", "subfolder found: B", "subfolder found: A1", "subfolder found: A2",
-                 "subfolder found: A1x", "subfolder found: B1"},
+                found({"A", "B", "A1", "A2", "A1x", "B1"}),
                 {namedLine("top", 1, ipmSubtree, 1), namedLine("a", 1, 3, 2), namedLine("a1x", 1, 5, 3),
                  namedLine("a2", 1, 6, 4), namedLine("b", 1, 7, 5), namedLine("b1", 1, 8, 6)});
 }
@@ -114,14 +99,14 @@ TEST_F(AgentFoldersTest, ThatAreHiddenHideWhatLiesBelowThem)
             {"name": "Below", "class": "IPF.Contact", "messages": [{"displayName": "2"}]}]},
         {"name": "Shown", "class": "IPF.Contact", "hidden": false, "messages": [{"displayName": "3"}], "folders": [
             {"name": "Hidden too", "class": "IPF.Contact", "hidden": true, "messages": [{"displayName": "4"}]}]})"),
-                {"subfolder found: Shown"}, {namedLine("3", 1, 5, 3)});
+                found({"Shown"}), {namedLine("3", 1, 5, 3)});
 }
 
 TEST_F(AgentFoldersTest, AreSeenBelowAHiddenIpmSubtree)
 {
     expectLines(mailbox(R"({"name": "Contacts", "class": "IPF.Contact", "messages": [{"displayName": "1"}]})",
                         R"("ipmSubtree": {"hidden": true})"),
-                {"subfolder found: Contacts"}, {namedLine("1", 1, 3, 1)});
+                found({"Contacts"}), {namedLine("1", 1, 3, 1)});
 }
 
 TEST_F(AgentFoldersTest, OutsideTheIpmSubtreeAreNotSeen)
@@ -129,23 +114,29 @@ TEST_F(AgentFoldersTest, OutsideTheIpmSubtreeAreNotSeen)
     expectLines(mailbox(R"({"name": "Contacts", "class": "IPF.Contact", "messages": [{"displayName": "1"}]})",
                         R"("root": {"messages": [{"displayName": "2"}]}, "rootFolders": [
                               {"name": "Common Views", "class": "IPF.Contact", "messages": [{"displayName": "3"}]}])"),
-                {"subfolder found: Contacts"}, {namedLine("1", 1, 3, 2)}); // the root's message is number 1
+                found({"Contacts"}), {namedLine("1", 1, 3, 2)}); // the root's message is number 1
 }
 
 TEST_F(AgentFoldersTest, ThatCannotBeOpenedHideOnlyWhatLiesBelowThem)
 {
+    const auto refused = [](std::string_view code, std::string_view folder)
+    {
+        return "HRESULT logged: mapi::getSubfolders::<lambda_1>::operator (), line N: hr = 0x" + std::string(code) +
+               "(OpenEntry failed for \"" + std::string(folder) + "\")";
+    };
     expectLines(mailbox(R"(
-        {"name": "Closed", "class": "IPF.Contact", "openError": "0x80070005", "messages": [{"displayName": "1"}],
+        {"name": "Closed", "class": "IPF.Contact", "messages": [{"displayName": "1"}],
          "folders": [{"name": "Below", "class": "IPF.Contact", "messages": [{"displayName": "2"}]}]},
-        {"name": "Warning", "class": "IPF.Contact", "openError": "0x00040380", "messages": [{"displayName": "3"}]},
-        {"name": "Contacts", "class": "IPF.Contact", "messages": [{"displayName": "4"}]})"),
-                {"subfolder found: Closed",
-                 "HRESULT logged: mapi::getSubfolders::<lambda_1>::operator (), line N: "
-                 "hr = 0x80070005(OpenEntry failed for \"Closed\")",
-                 "subfolder found: Warning",
-                 "HRESULT logged: mapi::getSubfolders::<lambda_1>::operator (), line N: "
-                 "hr = 0x40380(OpenEntry failed for \"Warning\")",
-                 "subfolder found: Contacts"},
+        {"name": "Warning", "class": "IPF.Contact", "messages": [{"displayName": "3"}]},
+        {"name": "Contacts", "class": "IPF.Contact", "messages": [{"displayName": "4"}]})",
+                        "",
+                        plansFor({{R"("opens": "Mailbox/Closed")", "0x80070005"},
+                                  {R"("opens": "Mailbox/Warning")", "0x00040380"}})),
+                joined({found({"Closed"}),
+                        {refused("80070005", "Closed")},
+                        found({"Warning"}),
+                        {refused("40380", "Warning")},
+                        found({"Contacts"})}),
                 {namedLine("4", 1, 6, 4)});
 }
 
@@ -160,124 +151,120 @@ TEST_F(AgentFoldersTest, WhoseRowsLackColumnsArePassedOverButForTheName)
          "messages": [{"displayName": "4"}]},
         {"name": "No name", "class": "IPF.Contact", "row": {"PR_DISPLAY_NAME_W": null},
          "messages": [{"displayName": "5"}]})"),
-                {"subfolder found: "}, {namedLine("5", 1, 7, 5)});
+                found({""}), {namedLine("5", 1, 7, 5)});
 }
 
-TEST_F(AgentFoldersTest, ThatDoNotTellTheirPropertiesAreNoContactFolders)
+TEST_F(AgentFoldersTest, WhosePropertiesCannotBeReadAreNoContactFolders)
 {
-    expectLines(mailbox(R"(
-        {"name": "Silent", "class": "IPF.Contact", "results": {"GetPropList": "0x80070005"},
-         "messages": [{"displayName": "1"}], "folders": [
-            {"name": "Below", "class": "IPF.Contact", "messages": [{"displayName": "2"}]}]})"),
-                {"subfolder found: Silent",
-                 "An exception has been caught in mapi::maybeContactFolder : "
-                 "mapi::hasProperty, line N: hr = 0x80070005(MAPI call failed)",
-                 "subfolder found: Below"},
-                {namedLine("2", 1, 4, 2)});
-}
-
-TEST_F(AgentFoldersTest, WithAClassThatCannotBeReadAreNoContactFolders)
-{
-    expectLines(mailbox(R"(
+    expectLines(
+        mailbox(R"(
+        {"name": "Silent", "class": "IPF.Contact", "messages": [{"displayName": "1"}], "folders": [
+            {"name": "Below", "class": "IPF.Contact", "messages": [{"displayName": "2"}]}]},
         {"name": "Unreadable", "properties": {"PR_CONTAINER_CLASS_W": {"error": "0x8007000E"}},
-         "messages": [{"displayName": "1"}]},
-        {"name": "Contacts", "class": "IPF.Contact", "messages": [{"displayName": "2"}]})"),
-                {"subfolder found: Unreadable", "subfolder found: Contacts",
-                 "An exception has been caught in mapi::isContactFolder : "
-                 "mapi::PropValue::read, line N: hr = 0x8007000e(MAPI call failed)"},
-                {namedLine("2", 1, 4, 2)});
+         "messages": [{"displayName": "3"}]})",
+                "", plansFor({{R"("method": "IMAPIProp::GetPropList", "on": "Mailbox/Silent")", "0x80070005"}})),
+        joined({found({"Silent", "Unreadable"}),
+                {caught(judgingFailed, "mapi::hasProperty, line N: hr = 0x80070005(MAPI call failed)")},
+                found({"Below"}),
+                {caught("mapi::isContactFolder", "mapi::PropValue::read, line N: hr = 0x8007000e(MAPI call failed)")}}),
+        {namedLine("2", 1, 4, 2)});
 }
 
 TEST_F(AgentFoldersTest, WithoutAClassWhoseContentsCannotBeHadAreNoContactFolders)
 {
-    expectLines(mailbox(R"(
-        {"name": "Closed", "results": {"GetContentsTable": "0x80070005"}, "messages": [{"displayName": "1"}]},
-        {"name": "Uncounted", "results": {"ContentsTable.GetRowCount": "0x80040115"},
-         "messages": [{"displayName": "2"}]})"),
-                {"subfolder found: Closed", "subfolder found: Uncounted",
-                 "An exception has been caught in mapi::maybeContactFolder : "
-                 "mapi::getContentsTable, line N: hr = 0x80070005(GetContentsTable)",
-                 "An exception has been caught in mapi::maybeContactFolder : "
-                 "mapi::tableRowCount, line N: hr = 0x80040115(MAPI call failed)"},
-                {});
+    expectLines(
+        mailbox(R"({"name": "Closed", "messages": [{"displayName": "1"}]},
+                   {"name": "Uncounted", "messages": [{"displayName": "2"}]})",
+                "",
+                plansFor({{R"("method": "IMAPIContainer::GetContentsTable", "on": "Mailbox/Closed")", "0x80070005"},
+                          {R"("method": "IMAPITable::GetRowCount", "table": "contents", "on": "Mailbox/Uncounted")",
+                           "0x80040115"}})),
+        joined({found({"Closed", "Uncounted"}),
+                {caught(judgingFailed, "mapi::getContentsTable, line N: hr = 0x80070005(GetContentsTable)"),
+                 caught(judgingFailed, "mapi::tableRowCount, line N: hr = 0x80040115(MAPI call failed)")}}),
+        {});
 }
 
 TEST_F(AgentFoldersTest, WithoutAClassThatCannotBeSearchedAreContactFolders)
 {
-    expectLines(mailbox(R"(
-        {"name": "Unsearched", "results": {"ContentsTable.FindRow": "MAPI_E_TOO_COMPLEX"},
-         "messages": [{"class": "IPM.Note", "displayName": "1"}]})"),
-                {"subfolder found: Unsearched"}, {namedLine("1", 1, 3, 1)});
+    expectLines(
+        mailbox(R"({"name": "Unsearched", "messages": [{"class": "IPM.Note", "displayName": "1"}]})", "",
+                plansFor({{R"("method": "IMAPITable::FindRow", "on": "Mailbox/Unsearched")", "MAPI_E_TOO_COMPLEX"}})),
+        found({"Unsearched"}), {namedLine("1", 1, 3, 1)});
 }
 
 TEST_F(AgentFoldersTest, WhoseContentsCannotBeReadAreEmpty)
 {
-    expectLines(mailbox(R"(
-        {"name": "Columns", "class": "IPF.Contact", "results": {"ContentsTable.SetColumns": "0x80040102"},
-         "messages": [{"displayName": "1"}]},
-        {"name": "Count", "class": "IPF.Contact", "results": {"ContentsTable.GetRowCount": "0x80040115"},
-         "messages": [{"displayName": "2"}]},
-        {"name": "Rows", "class": "IPF.Contact", "results": {"ContentsTable.QueryRows": "MAPI_E_NOT_ENOUGH_MEMORY"},
-         "messages": [{"displayName": "3"}]})"),
-                {"subfolder found: Columns", "subfolder found: Count", "subfolder found: Rows",
-                 "An exception has been caught in mapi::Rowset::enumerate : "
-                 "mapi::Rowset::enumerate, line N: hr = 0x80040102(MAPI call failed)",
-                 "An exception has been caught in mapi::Rowset::enumerate : "
-                 "mapi::tableRowCount, line N: hr = 0x80040115(MAPI call failed)",
-                 "An exception has been caught in mapi::Rowset::enumerate : "
-                 "mapi::Rowset::enumerate, line N: hr = 0x8007000e(MAPI call failed)"},
-                {});
+    expectLines(
+        mailbox(
+            R"(
+        {"name": "Columns", "class": "IPF.Contact", "messages": [{"displayName": "1"}]},
+        {"name": "Count", "class": "IPF.Contact", "messages": [{"displayName": "2"}]},
+        {"name": "Rows", "class": "IPF.Contact", "messages": [{"displayName": "3"}]})",
+            "",
+            plansFor(
+                {{R"("method": "IMAPITable::SetColumns", "table": "contents", "on": "Mailbox/Columns")", "0x80040102"},
+                 {R"("method": "IMAPITable::GetRowCount", "table": "contents", "on": "Mailbox/Count")", "0x80040115"},
+                 {R"("method": "IMAPITable::QueryRows", "table": "contents", "on": "Mailbox/Rows")",
+                  "MAPI_E_NOT_ENOUGH_MEMORY"}})),
+        joined({found({"Columns", "Count", "Rows"}),
+                {caught(rowsetFailed, "mapi::Rowset::enumerate, line N: hr = 0x80040102(MAPI call failed)"),
+                 caught(rowsetFailed, "mapi::tableRowCount, line N: hr = 0x80040115(MAPI call failed)"),
+                 caught(rowsetFailed, "mapi::Rowset::enumerate, line N: hr = 0x8007000e(MAPI call failed)")}}),
+        {});
 }
 
 TEST_F(AgentFoldersTest, WhoseSubfoldersCannotBeReadHaveNone)
 {
-    expectLines(mailbox(R"(
-        {"name": "Contacts", "class": "IPF.Contact", "results": {"HierarchyTable.QueryRows": "0x80040115"},
-         "messages": [{"displayName": "1"}], "folders": [
-            {"name": "Below", "class": "IPF.Contact", "messages": [{"displayName": "2"}]}]})"),
-                {"subfolder found: Contacts", "An exception has been caught in mapi::Rowset::enumerate : "
-                                              "mapi::Rowset::enumerate, line N: hr = 0x80040115(MAPI call failed)"},
-                {namedLine("1", 1, 3, 1)});
+    expectLines(
+        mailbox(R"({"name": "Contacts", "class": "IPF.Contact", "messages": [{"displayName": "1"}], "folders": [
+                        {"name": "Below", "class": "IPF.Contact", "messages": [{"displayName": "2"}]}]})",
+                "",
+                plansFor({{R"("method": "IMAPITable::QueryRows", "table": "hierarchy", "on": "Mailbox/Contacts")",
+                           "0x80040115"}})),
+        joined({found({"Contacts"}),
+                {caught(rowsetFailed, "mapi::Rowset::enumerate, line N: hr = 0x80040115(MAPI call failed)")}}),
+        {namedLine("1", 1, 3, 1)});
 }
 
 TEST_F(AgentFoldersTest, AreReadInOneBatchHoweverShort)
 {
-    const std::string folders = R"({"name": "A", "class": "IPF.Contact", "messages": [
-                                        {"displayName": "1"}, {"displayName": "2"}, {"displayName": "3"}]},
-                                   {"name": "B", "class": "IPF.Contact", "messages": [{"displayName": "4"}]},
-                                   {"name": "C", "class": "IPF.Contact", "messages": [{"displayName": "5"}]})";
-    expectLines(R"({"rowsPerQuery": 2, "stores": [{"name": "Mailbox", "default": true, "folders": [)" + folders +
-                    "]}]}",
-                {"subfolder found: A", "subfolder found: B"},
-                {namedLine("1", 1, 3, 1), namedLine("2", 1, 3, 2), namedLine("4", 1, 4, 4)});
+    expectLines(mailbox(R"({"name": "A", "class": "IPF.Contact", "messages": [
+                                {"displayName": "1"}, {"displayName": "2"}, {"displayName": "3"}]},
+                           {"name": "B", "class": "IPF.Contact", "messages": [{"displayName": "4"}]},
+                           {"name": "C", "class": "IPF.Contact", "messages": [{"displayName": "5"}]})",
+                        "", R"("rowsPerQuery": 2)"),
+                found({"A", "B"}), {namedLine("1", 1, 3, 1), namedLine("2", 1, 3, 2), namedLine("4", 1, 4, 4)});
 }
 
-TEST_F(AgentFoldersTest, EndTheWorkerWhenTheirHierarchyTableCannotBeHad)
+/// Calls whose failure ends the worker.
+struct FatalCall
 {
-    expectEndOfWorker(mailbox(R"(
-        {"name": "Closed", "class": "IPF.Contact", "results": {"GetHierarchyTable": "0x80070005"},
-         "messages": [{"displayName": "1"}]})"),
-                      {"subfolder found: Closed",
-                       "An exception has been caught in AsyncMapiHelper::run : "
-                       "mapi::getHierarchyTable, line N: hr = 0x80070005(GetContentsTable)"});
+    const char* keys; // of the plan
+    const char* result;
+    const char* failure; // in the log
+};
+
+class AgentFatalFolderTest : public AgentFoldersTest, public testing::WithParamInterface<FatalCall>
+{
+};
+
+TEST_P(AgentFatalFolderTest, EndsTheWorker)
+{
+    expectEnd(mailbox(R"({"name": "First", "class": "IPF.Contact", "messages": [{"displayName": "1"}]},
+                         {"name": "Odd", "class": "IPF.Contact"})",
+                      "", plansFor({{GetParam().keys, GetParam().result}})),
+              joined({found({"First", "Odd"}), {workerFailed(GetParam().failure)}}));
 }
 
-TEST_F(AgentFoldersTest, EndTheWorkerWhenTheirHierarchyTableCannotBeRestricted)
-{
-    expectEndOfWorker(mailbox(R"(
-        {"name": "Odd", "class": "IPF.Contact", "results": {"HierarchyTable.Restrict": "MAPI_E_TOO_COMPLEX"}})"),
-                      {"subfolder found: Odd", "An exception has been caught in AsyncMapiHelper::run : "
-                                               "mapi::getSubfolders, line N: hr = 0x80040117(MAPI call failed)"});
-}
-
-TEST_F(AgentFoldersTest, EndTheWorkerWhenAContactFoldersContentsTableCannotBeHad)
-{
-    expectEndOfWorker(mailbox(R"(
-        {"name": "Contacts", "class": "IPF.Contact", "messages": [{"displayName": "1"}]},
-        {"name": "Closed", "class": "IPF.Contact", "results": {"GetContentsTable": "0x80070005"}})"),
-                      {"subfolder found: Contacts", "subfolder found: Closed",
-                       "An exception has been caught in AsyncMapiHelper::run : "
-                       "mapi::getContentsTable, line N: hr = 0x80070005(GetContentsTable)"});
-}
+INSTANTIATE_TEST_SUITE_P(
+    Calls, AgentFatalFolderTest,
+    testing::Values(FatalCall{R"("method": "IMAPIContainer::GetHierarchyTable", "on": "Mailbox/Odd")", "0x80070005",
+                              "mapi::getHierarchyTable, line N: hr = 0x80070005(GetContentsTable)"},
+                    FatalCall{R"("method": "IMAPITable::Restrict", "on": "Mailbox/Odd")", "MAPI_E_TOO_COMPLEX",
+                              "mapi::getSubfolders, line N: hr = 0x80040117(MAPI call failed)"},
+                    FatalCall{R"("method": "IMAPIContainer::GetContentsTable", "on": "Mailbox/Odd")", "0x80070005",
+                              "mapi::getContentsTable, line N: hr = 0x80070005(GetContentsTable)"}),
+    [](const auto& test) { return "Call" + std::to_string(test.index); });
 } // namespace
 } // namespace endtoend

@@ -16,25 +16,27 @@ constexpr std::string_view threeStores = R"({"stores": [
     {"name": "B", "folders": [{"name": "People", "class": "IPF.Contact", "messages": [{"displayName": "Bea"}]}]},
     {"name": "C", "folders": [{"name": "Others", "class": "IPF.Contact", "messages": [{"displayName": "Cid"}]}]}]})";
 
-const std::string unableToSend =
-    "An exception has been caught in AsyncMapiHelper::run : Unable to send data through ipc channel";
+const std::string unableToSend = workerFailed("Unable to send data through ipc channel");
 
 class AgentHostTest : public EndToEndTest
 {
 protected:
-    const std::string m_messageA = lines({"2;snapshot;contact;0;3", namedLine("Ada", 1, firstFolder, 1)});
-    const std::string m_messageB = lines({"2;snapshot;contact;1;3", namedLine("Bea", 2, firstFolder, 1)});
-    const std::string m_messageC = lines({"2;snapshot;contact;2;3", namedLine("Cid", 3, firstFolder, 1)});
+    const Records m_found = {storeFound("A", 1, true), storeFound("B", 2), storeFound("C", 3)};
+    const Records m_snapshotA = snapshot("A", "0;3", {namedLine("Ada", 1, firstFolder, 1)});
+    const Records m_snapshotB =
+        snapshot("B", "1;3", {namedLine("Bea", 2, firstFolder, 1)}, {"subfolder found: People"});
+    const Records m_snapshotC =
+        snapshot("C", "2;3", {namedLine("Cid", 3, firstFolder, 1)}, {"subfolder found: Others"});
 
-    /// The log of a run on `threeStores` that ended with the sending of A's message, and these records.
-    Records logUntilFirstMessage(std::string_view first, std::string_view second = {}) const
+    /// Runs the agent on `threeStores`. It must end with the sending of A's message, which the host gets or not, and these
+    /// records.
+    void expectEnd(bool isReceived, const Records& ending)
     {
-        Records all = logOfEndedWorker({storeFound("A", 1, true), storeFound("B", 2), storeFound("C", 3),
-                                        "createSnapshot for \"A\" started", "subfolder found: Contacts",
-                                        "createSnapshot for \"A\": 1 contact(s) found", "Sending data:\n" + m_messageA,
-                                        std::string(first), std::string(second)});
-        std::erase(all, "");
-        return all;
+        writeMailbox(threeStores);
+        startAgent();
+        const AgentRun run = runUntilWorkerEnds();
+        expectRun(run, logOfEndedWorker(joined({m_found, m_snapshotA, ending})),
+                  isReceived ? sentIn(m_snapshotA) : std::vector<std::string>());
     }
 };
 
@@ -71,20 +73,18 @@ TEST_F(AgentHostTest, CountsBytesAndNotCharactersInTheLength)
 
 TEST_F(AgentHostTest, GetsEachMessageOnAConnectionOfItsOwn)
 {
-    const AgentRun run = runUntilSubscribed(threeStores, "C");
+    expectClosedRun(
+        threeStores, "C",
+        joined(
+            {m_found, m_snapshotA, m_snapshotB, m_snapshotC, {"Subscribe to A", "Subscribe to B", "Subscribe to C"}}));
     EXPECT_TRUE(host().waitForClients(3));
-    EXPECT_THAT(run.messages, ElementsAre(m_messageA, m_messageB, m_messageC));
-    EXPECT_EQ(run.report, nothingHeld);
 }
 
 TEST_F(AgentHostTest, EndsTheAgentWhenItIsAbsent)
 {
-    const AgentRun run = runUntilWorkerEnds(threeStores);
-    EXPECT_EQ(run.exitValue, 0U);
-    EXPECT_EQ(run.log, logUntilFirstMessage("NamedPipe::NamedPipe: cannot create or open pipe: "
-                                            "pipeName=CorvenaLinkwell, createNew=0, error=0x2",
-                                            unableToSend));
-    EXPECT_EQ(run.report, nothingHeld);
+    expectEnd(false, {"NamedPipe::NamedPipe: cannot create or open pipe: pipeName=CorvenaLinkwell, createNew=0, "
+                      "error=0x2",
+                      unableToSend});
 }
 
 TEST_F(AgentHostTest, EndsTheAgentWhenItIsBusyWithAnother)
@@ -94,48 +94,27 @@ TEST_F(AgentHostTest, EndsTheAgentWhenItIsBusyWithAnother)
     const support::Handle other = support::checkedFile(
         CreateFileW(host().path().c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr),
         "CreateFileW");
-    const AgentRun run = runUntilWorkerEnds(threeStores);
-    EXPECT_EQ(run.exitValue, 0U);
-    EXPECT_THAT(run.messages, ElementsAre());
-    EXPECT_EQ(run.log, logUntilFirstMessage("NamedPipe::NamedPipe: cannot create or open pipe: "
-                                            "pipeName=CorvenaLinkwell, createNew=0, error=0x3",
-                                            unableToSend));
-    EXPECT_EQ(run.report, nothingHeld);
+    expectEnd(false, {"NamedPipe::NamedPipe: cannot create or open pipe: pipeName=CorvenaLinkwell, createNew=0, "
+                      "error=0x3",
+                      unableToSend});
 }
 
 TEST_F(AgentHostTest, EndsTheAgentWhenItHasNoSpareInstance)
 {
     serveHostWithoutSpareInstance();
-    const AgentRun run = runUntilWorkerEnds(threeStores);
-    EXPECT_EQ(run.exitValue, 0U);
-    EXPECT_THAT(run.messages, ElementsAre(m_messageA)); // written, and its answer not read
-    EXPECT_EQ(run.log, logUntilFirstMessage(unableToSend));
-    EXPECT_EQ(run.report, nothingHeld);
+    expectEnd(true, {unableToSend}); // written, and its answer not read
 }
 
 TEST_F(AgentHostTest, EndsTheAgentWhenItEndsTheConnection)
 {
     serveHost({PipeReply::disconnect()});
-    const AgentRun run = runUntilWorkerEnds(threeStores);
-    EXPECT_EQ(run.exitValue, 0U);
-    EXPECT_THAT(run.messages, ElementsAre(m_messageA));
-    EXPECT_EQ(run.log, logUntilFirstMessage("NamedPipe::send: ReadFile failed, error=0xe9", unableToSend));
-    EXPECT_EQ(run.report, nothingHeld);
+    expectEnd(true, {"NamedPipe::send: ReadFile failed, error=0xe9", unableToSend});
 }
 
 TEST_F(AgentHostTest, EndsTheAgentWhenItRefusesTheSecondOfThreeMessages)
 {
     serveHost({PipeReply::text("ack"), PipeReply::text("no"), PipeReply::text("ack")});
-    const AgentRun run = runUntilWorkerEnds(threeStores);
-    EXPECT_EQ(run.exitValue, 0U);
-    EXPECT_THAT(run.messages, ElementsAre(m_messageA, m_messageB));
-    EXPECT_EQ(run.log,
-              logOfEndedWorker(
-                  {storeFound("A", 1, true), storeFound("B", 2), storeFound("C", 3), "createSnapshot for \"A\" started",
-                   "subfolder found: Contacts", "createSnapshot for \"A\": 1 contact(s) found",
-                   "Sending data:\n" + m_messageA, "createSnapshot for \"B\" started", "subfolder found: People",
-                   "createSnapshot for \"B\": 1 contact(s) found", "Sending data:\n" + m_messageB, unableToSend}));
-    EXPECT_EQ(run.report, nothingHeld);
+    expectEndedWorker(threeStores, joined({m_found, m_snapshotA, m_snapshotB, {unableToSend}}));
 }
 
 /// Answers that are not "ack".
@@ -146,11 +125,7 @@ class AgentRefusalTest : public AgentHostTest, public testing::WithParamInterfac
 TEST_P(AgentRefusalTest, EndsTheAgent)
 {
     serveHost({GetParam()});
-    const AgentRun run = runUntilWorkerEnds(threeStores);
-    EXPECT_EQ(run.exitValue, 0U);
-    EXPECT_THAT(run.messages, ElementsAre(m_messageA));
-    EXPECT_EQ(run.log, logUntilFirstMessage(unableToSend));
-    EXPECT_EQ(run.report, nothingHeld);
+    expectEnd(true, {unableToSend});
 }
 
 INSTANTIATE_TEST_SUITE_P(Answers, AgentRefusalTest,

@@ -1,36 +1,11 @@
 #include "tests/endtoend/LiveTest.h"
 
-#include <array>
-#include <ostream>
-
-#include "tests/support/LogFile.h"
+#include <set>
 
 namespace endtoend
 {
 namespace
 {
-std::string hexNumber(std::uint64_t number)
-{
-    std::array<char, 17> text{};
-    std::snprintf(text.data(), text.size(), "%llx", static_cast<unsigned long long>(number));
-    return text.data();
-}
-
-/// The hash of an identifier's text: FNV-1a over its characters, ASCII all of them, each with a zero byte behind it.
-std::string hashOf(const std::string& id)
-{
-    std::uint64_t hash = 14695981039346656037U;
-    for (const char character : id)
-    {
-        for (const unsigned byte : {static_cast<unsigned>(character), 0U})
-        {
-            hash ^= byte;
-            hash *= 1099511628211U;
-        }
-    }
-    return hexNumber(hash);
-}
-
 /// A call of the journal as text.
 std::string callText(const Json& call)
 {
@@ -53,77 +28,35 @@ bool isAside(const std::string& call)
     return call == "MAPIAllocateBuffer" || call == "MAPIAllocateMore" || call == "IUnknown::QueryInterface";
 }
 
-Json identifier(const std::string& hex)
+template <class List>
+void dropFirst(List& list, std::size_t count)
 {
-    return "#" + hex;
+    list.erase(list.begin(), list.begin() + static_cast<std::ptrdiff_t>(count));
 }
 } // namespace
 
-void PrintTo(const Calls& calls, std::ostream* stream)
-{
-    // In quotes, with line feeds escaped, GoogleTest compares a text line by line.
-    *stream << '"';
-    for (const std::string& call : calls)
-        *stream << call << "\\n";
-    *stream << '"';
-}
-
-std::string change(std::string_view operation, std::string_view kind, const std::vector<std::string>& items)
-{
-    std::string message = "2;" + std::string(operation) + ";" + std::string(kind) + ";0;1";
-    for (const std::string& item : items)
-        message += "\n" + item;
-    return message;
-}
-
-std::string deletedLine(std::string_view id)
-{
-    return ";;;;;;;;;;" + std::string(id) + ";";
-}
-
-std::string notified(unsigned event, std::string_view name, unsigned objectType, const std::string& id)
-{
-    return "Notification " + hexNumber(event) + " for " + std::string(name) + " of type " + hexNumber(objectType) +
-           ", EntryId hash = " + hashOf(id) + " (" + id + ")";
-}
-
-Records notifiedUnopened(unsigned event, unsigned objectType, const std::string& id, std::string_view result)
-{
-    return {"HRESULT logged: `anonymous-namespace'::logNotification, line N: hr = 0x" + std::string(result),
-            notified(event, "(cannot resolve)", objectType, id)};
-}
-
-std::string sending(const std::string& message)
-{
-    return "Sending data:\n" + message;
-}
-
-Json inject(std::initializer_list<Raw> notifications)
+Json inject(const std::vector<Notification>& notifications)
 {
     Json list = Json::array();
-    for (const Raw& raw : notifications)
+    for (const Notification& notification : notifications)
     {
-        Json notification = {{"event", raw.event}, {"objectType", raw.objectType}};
-        const auto add = [&notification](const char* key, const std::string& hex)
+        Json& item = list.emplace_back(Json{{"event", notification.event}, {"objectType", notification.objectType}});
+        const auto add = [&item](const char* key, const std::string& hex)
         {
             if (!hex.empty())
-                notification[key] = identifier(hex);
+                item[key] = "#" + hex;
         };
-        add("entryId", raw.id);
-        add("parentId", raw.parent);
-        add("oldId", raw.oldId);
-        add("oldParentId", raw.oldParent);
-        list.push_back(std::move(notification));
+        add("entryId", notification.id);
+        add("parentId", notification.parent);
+        add("oldId", notification.oldId);
+        add("oldParentId", notification.oldParent);
     }
     return {{"do", "inject"}, {"store", "Mailbox"}, {"notifications", std::move(list)}};
 }
 
 void LiveTest::startLive(std::string_view json, std::string_view lastStore)
 {
-    writeMailbox(json);
-    if (!isHostServed())
-        serveHost();
-    startAgent();
+    startAgentOn(json);
     ASSERT_TRUE(waitUntilSubscribed(lastStore));
     ask({{"do", "journal"}, {"action", "start"}});
     (void)reaction();
@@ -138,22 +71,42 @@ Reaction LiveTest::after(const Json& request)
 Reaction LiveTest::reaction()
 {
     ask({{"do", "wait"}, {"for", "idle"}});
-    Reaction reaction;
-    reaction.messages = messages();
-    reaction.messages.erase(reaction.messages.begin(),
-                            reaction.messages.begin() + static_cast<std::ptrdiff_t>(m_messagesSeen));
+    Reaction reaction{messages(), readLog(logFile()), takeCalls()};
+    dropFirst(reaction.messages, m_messagesSeen);
     m_messagesSeen += reaction.messages.size();
-    reaction.log = readLog(logFile());
-    reaction.log.erase(reaction.log.begin(), reaction.log.begin() + static_cast<std::ptrdiff_t>(m_recordsSeen));
+    dropFirst(reaction.log, m_recordsSeen);
     m_recordsSeen += reaction.log.size();
+    return reaction;
+}
+
+void LiveTest::expectLog(const Json& request, const Records& log)
+{
+    const Reaction reaction = after(request);
+    EXPECT_EQ(reaction.log, log);
+    EXPECT_EQ(reaction.messages, sentIn(log));
+}
+
+void LiveTest::expectNothing(const Json& request)
+{
+    const Reaction reaction = after(request);
+    EXPECT_EQ(reaction.log, Records());
+    EXPECT_EQ(reaction.messages, std::vector<std::string>());
+    EXPECT_EQ(reaction.calls, Calls());
+}
+
+Calls LiveTest::takeCalls(std::size_t threads)
+{
+    Calls calls;
+    std::set<int> numbers;
     const Json journal = ask({{"do", "journal"}, {"action", "read"}, {"clear", true}});
     for (const Json& call : journal.at("calls"))
     {
-        EXPECT_EQ(call.at("thread"), journal.at("calls").front().at("thread"));
+        numbers.insert(call.at("thread").get<int>());
         if (!isAside(call.at("call").get<std::string>()))
-            reaction.calls.push_back(callText(call));
+            calls.push_back(callText(call));
     }
-    return reaction;
+    EXPECT_LE(numbers.size(), threads);
+    return calls;
 }
 
 void LiveTest::hostReturns()
@@ -173,13 +126,56 @@ void LiveTest::closeLive()
 {
     ASSERT_TRUE(agent().postToWindow(WM_CLOSE));
     AgentRun run = finish();
-    EXPECT_EQ(run.exitValue, 0U);
-    EXPECT_EQ(run.messages.size(), m_messagesSeen);
-    run.log.erase(run.log.begin(), run.log.begin() + static_cast<std::ptrdiff_t>(m_recordsSeen));
-    EXPECT_EQ(run.log, (Records{"WM_CLOSE received", "Shutdown...", "Unadvise hr = 0", "MAPI thread finished",
-                                "Closing MAPI session...", "Logoff...", "MAPI session closed", "Done",
-                                std::string(support::logFooter)}));
-    EXPECT_EQ(run.report, nothingHeld);
-    EXPECT_EQ(run.standardError, "");
+    dropFirst(run.messages, m_messagesSeen);
+    dropFirst(run.log, m_recordsSeen);
+    expectRun(run,
+              joined({{"WM_CLOSE received", "Shutdown...", "Unadvise hr = 0", "MAPI thread finished"}, orderlyEnd}));
+}
+
+void EditTest::SetUp()
+{
+    LiveTest::SetUp();
+    startLive(mailbox);
+    const std::string subtree = folderId(1, ipmSubtree);
+    m_calls.putContacts(known, subtree, {ada, bea});
+    m_calls.putContacts(alsoKnown, subtree, {cid});
+    m_calls.put(unknown, subtree);
+    m_calls.put(folderId(1, deep), unknown);
+    m_calls.putContacts(folderId(1, outside), folderId(1, rootFolder), {eve});
+    m_calls.putContacts(folderId(1, below), folderId(1, outside));
+    (void)m_calls.watched();
+}
+
+void EditTest::expect(const Json& request, const Notification& caused, const Records& log)
+{
+    const Reaction reaction = after(request);
+    EXPECT_EQ(reaction.log, log);
+    EXPECT_EQ(reaction.messages, sentIn(log));
+    EXPECT_EQ(reaction.calls, m_calls.handled(caused));
+}
+
+void EditTest::expect(const std::vector<Notification>& injected, const Records& log)
+{
+    const Reaction reaction = after(inject(injected));
+    EXPECT_EQ(reaction.log, log);
+    EXPECT_EQ(reaction.messages, sentIn(log));
+    Calls calls;
+    for (const Notification& notification : injected)
+        calls = joined({calls, m_calls.handled(notification)});
+    EXPECT_EQ(reaction.calls, calls);
+}
+
+Records EditTest::lies(std::string_view folder, bool inside)
+{
+    const std::string name(folder);
+    return {"mapi::MessageStore::testHierarchy: Analyze relations of root folder IPM_SUBTREE and  " + name,
+            "mapi::MessageStore::testHierarchy: Object " + name + (inside ? " is a " : " is not a ") +
+                "successor of specified root IPM_SUBTREE"};
+}
+
+Records EditTest::isIpmSubtree()
+{
+    return {"mapi::MessageStore::testHierarchy: Analyze relations of root folder IPM_SUBTREE and  IPM_SUBTREE",
+            "mapi::MessageStore::testHierarchy: These are different instances of the same object."};
 }
 } // namespace endtoend

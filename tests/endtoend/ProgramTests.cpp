@@ -103,8 +103,7 @@ TEST_F(AgentProgramTest, HasNoPathOfTheBuildMachine)
     {
         for (const char separator : {'/', '\\'})
         {
-            std::replace_if(
-                folder.begin(), folder.end(), [](char c) { return c == '/' || c == '\\'; }, separator);
+            std::replace_if(folder.begin(), folder.end(), [](char c) { return c == '/' || c == '\\'; }, separator);
             EXPECT_EQ(m_program.bytes().find(folder), std::string::npos) << folder;
             EXPECT_EQ(m_program.bytes().find(asUtf16(folder)), std::string::npos) << folder << " in UTF-16";
         }

@@ -1,29 +1,27 @@
 // The start on the main thread: finding the runtime, and the logon.
 #include "tests/endtoend/EndToEndTest.h"
-#include "tests/support/LogFile.h"
 
 namespace endtoend
 {
 namespace
 {
-using testing::StartsWith;
-
 class AgentStartTest : public EndToEndTest
 {
 protected:
-    /// Runs an agent that must end before it has a worker, and asks nothing of a host.
-    AgentRun runToFailure(std::string_view mailbox)
+    /// An agent that ends before it has a worker must leave this failure, this report, and standard error that begins so.
+    void expectFailure(std::string_view mailbox, std::string_view failure, std::string_view report = nothingHeld,
+                       const std::string& standardError = "")
     {
-        writeMailbox(mailbox);
-        serveHost();
-        startAgent();
-        return finish();
-    }
-
-    Records logOfFailure(std::string_view failure) const
-    {
-        return {std::string(support::logHeader), startedRecord(), std::string(failure),
-                std::string(support::logFooter)};
+        startAgentOn(mailbox);
+        AgentRun run = finish();
+        if (!standardError.empty())
+        {
+            EXPECT_THAT(std::exchange(run.standardError, ""), testing::StartsWith(standardError));
+        }
+        expectRun(run,
+                  {std::string(support::logHeader), startedRecord(), caught("main", failure),
+                   std::string(support::logFooter)},
+                  {}, report);
     }
 
     std::string mailboxPath() const
@@ -33,90 +31,56 @@ protected:
     }
 };
 
+const std::string logonFailed = "mapi::Session::open, line N: hr = 0x80040111(Logon to MAPI)";
+
 TEST_F(AgentStartTest, EndsWhenTheRuntimeCannotBeInitialized)
 {
-    const AgentRun run = runToFailure(R"({"results": {"MAPIInitialize": "MAPI_E_NOT_ENOUGH_MEMORY"}})");
-    EXPECT_EQ(run.exitValue, 0U);
-    EXPECT_EQ(run.log, logOfFailure("An exception has been caught in main : "
-                                    "mapi::Session::Session, line N: hr = 0x8007000e(Initialize MAPI)"));
-    EXPECT_EQ(run.messages, std::vector<std::string>{});
+    expectFailure("{" + plansFor({{R"("method": "MAPIInitialize")", "MAPI_E_NOT_ENOUGH_MEMORY"}}) + "}",
+                  "mapi::Session::Session, line N: hr = 0x8007000e(Initialize MAPI)");
 }
 
 TEST_F(AgentStartTest, EndsWhenTheLogonFails)
 {
-    const AgentRun run = runToFailure(R"({"results": {"MAPILogonEx": "0x80040113"}})");
-    EXPECT_EQ(run.exitValue, 0U);
-    EXPECT_EQ(run.log, logOfFailure("An exception has been caught in main : "
-                                    "mapi::Session::open, line N: hr = 0x80040113(Logon to MAPI)"));
-    EXPECT_EQ(run.messages, std::vector<std::string>{});
-    EXPECT_EQ(run.report, nothingHeld); // MAPIUninitialize among them
+    expectFailure("{" + plansFor({{R"("method": "MAPILogonEx")", "0x80040113"}}) + "}",
+                  "mapi::Session::open, line N: hr = 0x80040113(Logon to MAPI)");
 }
 
 TEST_F(AgentStartTest, GoesOnAfterWarnings)
 {
-    const AgentRun run = runUntilSubscribed(
-        R"({"results": {"MAPIInitialize": "0x00040380", "MAPILogonEx": "0x00040203", "GetMsgStoresTable": "0x00040380",
-            "OpenMsgStore": "0x00040380"}, "stores": [{"name": "Mailbox", "default": true}]})",
-        "Mailbox");
-    EXPECT_EQ(run.exitValue, 0U);
-    EXPECT_EQ(run.log,
-              logOfClosedWindow({"Message Store found: Mailbox (Sandbox Message Store), Default: true, "
-                                 "Public: false, EntryId: " +
-                                     storeId(1),
-                                 "createSnapshot for \"Mailbox\" started",
-                                 "createSnapshot for \"Mailbox\": 0 contact(s) found", "Subscribe to Mailbox"}));
+    expectClosedRun(
+        R"({"stores": [{"name": "Mailbox", "default": true}], )" +
+            plansFor({{R"("method": "MAPIInitialize")", "0x00040380"},
+                      {R"("method": "MAPILogonEx")", "0x00040203"},
+                      {R"("method": "IMAPISession::GetMsgStoresTable")", "0x00040380"},
+                      {R"("method": "IMAPISession::OpenMsgStore")", "0x00040380"}}) +
+            "}",
+        "Mailbox",
+        joined({{storeFound("Mailbox", 1, true)}, snapshot("Mailbox", "", {}, {}), {"Subscribe to Mailbox"}}));
 }
 
-TEST_F(AgentStartTest, EndsWhenTheMailboxFileIsNoJson)
+TEST_F(AgentStartTest, EndsWhenTheMailboxFileIsWrong)
 {
-    const AgentRun run = runToFailure("{\n  \"stores\": ]\n}");
-    EXPECT_EQ(run.exitValue, 0U);
-    EXPECT_EQ(run.log, logOfFailure("An exception has been caught in main : "
-                                    "mapi::Session::open, line N: hr = 0x80040111(Logon to MAPI)"));
-    EXPECT_THAT(run.standardError, StartsWith("LinkwellSandbox: " + mailboxPath() + ": line 2, column 13: "));
-    EXPECT_EQ(run.report, nothingHeld);
-}
-
-TEST_F(AgentStartTest, EndsWhenTheMailboxFileHasAWrongValue)
-{
-    const AgentRun run = runToFailure(R"({"stores": [{"name": "Mailbox", "folders": [
-        {"name": "One"}, {"name": "Two"}, {"name": "Three", "hidden": "yes"}]}]})");
-    EXPECT_EQ(run.exitValue, 0U);
-    EXPECT_EQ(run.log, logOfFailure("An exception has been caught in main : "
-                                    "mapi::Session::open, line N: hr = 0x80040111(Logon to MAPI)"));
-    EXPECT_THAT(run.standardError, StartsWith("LinkwellSandbox: " + mailboxPath() +
-                                              ": /stores/0/folders/2/hidden: must be true or false"));
+    expectFailure("{\n  \"stores\": ]\n}", logonFailed, nothingHeld,
+                  "LinkwellSandbox: " + mailboxPath() + ": line 2, column 13: ");
 }
 
 TEST_F(AgentStartTest, EndsWhenThereIsNoMailboxFile)
 {
     setVariable(L"LINKWELL_SANDBOX_MAILBOX", file(L"absent.json"));
-    const AgentRun run = runToFailure("{}");
-    EXPECT_EQ(run.exitValue, 0U);
-    EXPECT_EQ(run.log, logOfFailure("An exception has been caught in main : "
-                                    "mapi::Session::open, line N: hr = 0x80040111(Logon to MAPI)"));
-    EXPECT_THAT(run.standardError, testing::HasSubstr("absent.json"));
+    expectFailure("{}", logonFailed, nothingHeld, "LinkwellSandbox: ");
 }
 
 TEST_F(AgentStartTest, EndsWhenTheClientsModuleIsNoRuntime)
 {
     setVariable(L"LINKWELL_SANDBOX_DLL", L"version.dll"); // a module of Windows that has none of the functions
-    const AgentRun run = runToFailure("{}");
-    EXPECT_EQ(run.exitValue, 0U);
-    EXPECT_EQ(run.log, logOfFailure("An exception has been caught in main : "
-                                    "mapi::Session::Session, line N: hr = 0x80004005(Initialize MAPI)"));
-    EXPECT_EQ(run.report, "");
+    expectFailure("{}", "mapi::Session::Session, line N: hr = 0x80004005(Initialize MAPI)", "");
 }
 
 TEST_F(AgentStartTest, TakesTheSystemsRuntimeWhenTheClientsModuleCannotBeLoaded)
 {
     // Without Outlook the system's runtime can't be initialized, and says so by a code of its own.
     setVariable(L"LINKWELL_SANDBOX_DLL", file(L"absent.dll"));
-    const AgentRun run = runToFailure("{}");
-    EXPECT_EQ(run.exitValue, 0U);
-    EXPECT_EQ(run.log, logOfFailure("An exception has been caught in main : "
-                                    "mapi::Session::Session, line N: hr = 0x80040605(Initialize MAPI)"));
-    EXPECT_EQ(run.report, "");
+    expectFailure("{}", "mapi::Session::Session, line N: hr = 0x80040605(Initialize MAPI)", "");
 }
 } // namespace
 } // namespace endtoend

@@ -14,14 +14,13 @@
 #include "sandbox/control/ControlClient.h"
 #include "sandbox/control/ControlServer.h"
 #include "tests/sandbox/RecordingHandler.h"
-#include "tests/support/sandbox/SandboxDll.h"
-#include "tests/support/ChildProcess.h"
 #include "tests/support/EnvironmentVariable.h"
 #include "tests/support/Handle.h"
 #include "tests/support/HandleCount.h"
 #include "tests/support/Platform.h"
 #include "tests/support/ProgramRun.h"
 #include "tests/support/TempFolder.h"
+#include "tests/support/sandbox/SandboxDll.h"
 
 using namespace std::chrono_literals;
 using nlohmann::json;
@@ -74,8 +73,7 @@ public:
         startup.dwFlags = STARTF_USESTDHANDLES;
         startup.hStdInput = read;
         const PROCESS_INFORMATION started = support::startChild(
-            nullptr, L'"' + besideThisProgram(L"linkwell_sandbox_controlled.exe") + L"\" " + arguments, 0, nullptr,
-            startup);
+            nullptr, L'"' + besideThisProgram(L"linkwell_sandbox_controlled.exe") + L"\" " + arguments, 0, startup);
         m_process.reset(started.hProcess);
         CloseHandle(started.hThread);
     }

@@ -4,9 +4,9 @@
 #include <chrono>
 #include <stdexcept>
 
-#include "tests/support/ChildProcess.h"
 #include "tests/support/Handle.h"
 #include "tests/support/Platform.h"
+#include "tests/support/ProgramRun.h"
 
 namespace support
 {
@@ -34,7 +34,7 @@ DWORD runInChild(const std::wstring& test, const std::wstring& name, const std::
     startup.dwFlags = STARTF_USESTDHANDLES;
     startup.hStdInput = startup.hStdOutput = startup.hStdError = null.get();
     SetEnvironmentVariableW(name.c_str(), value.c_str());
-    const PROCESS_INFORMATION created = startChild(program.data(), commandLine, 0, nullptr, startup);
+    const PROCESS_INFORMATION created = startChild(program.data(), commandLine, 0, startup);
     SetEnvironmentVariableW(name.c_str(), nullptr);
     const Handle thread(created.hThread);
     const Handle process(created.hProcess);

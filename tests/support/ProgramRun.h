@@ -1,4 +1,4 @@
-// ProgramRun.h: a program that is run to its end.
+// ProgramRun.h: starts other programs, and runs them to their end.
 #pragma once
 
 #include <windows.h>
@@ -7,6 +7,12 @@
 
 namespace support
 {
+/// CreateProcessW with inherited handles, in the current folder, with this process's environment. The caller owns the two
+/// handles of the result; a failure is thrown.
+/// @param program  null: the command line names it.
+[[nodiscard]] PROCESS_INFORMATION startChild(const wchar_t* program, const std::wstring& commandLine, DWORD flags,
+                                             STARTUPINFOW& startup);
+
 /// What is left of a program that has ended.
 struct ProgramRun
 {

@@ -1,10 +1,8 @@
-// MailboxModel.h: what is in a mailbox file, what edits make of it, and what the stores tell of them, by the rules of
+// MailboxModel.h: what is in a mailbox file, what edits make of it, and of what the stores notify, by the rules of
 // docs/sandbox.md and docs/sandbox-control.md alone. It shares no code with the sandbox.
 #pragma once
 
-#include <functional>
 #include <map>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -12,28 +10,15 @@
 
 namespace endtoend::soak
 {
-struct Folder;
-
-struct Contact
+/// A folder or a contact.
+struct Object
 {
-    std::string id;
-    Json description; // as in the mailbox file; `class` is always there, null for none
-    Folder* folder = nullptr;
-};
-
-struct Folder
-{
+    bool isFolder = false;
     unsigned store = 0;
+    unsigned number = 0; // in its store, among folders or messages
     std::string id;
-    Json description;         // `name`, and `class` and `hidden` if it has them
-    Folder* parent = nullptr; // null for the root
-    std::vector<std::unique_ptr<Contact>> contacts{};
-    std::vector<std::unique_ptr<Folder>> folders{};
-
-    /// The folder itself and all below it, a folder before those below it.
-    void forEach(const std::function<void(Folder&)>& visit);
-    /// Whether this is `other` or lies below it.
-    [[nodiscard]] bool isWithin(const Folder& other) const;
+    std::string parent; // the root's is the root
+    Json description;   // as in the mailbox file, without contents; a contact's `class` is always there, null for none
 };
 
 struct Store
@@ -42,8 +27,7 @@ struct Store
     std::string name;
     bool isDefault = false;
     bool isPublic = false;
-    std::unique_ptr<Folder> root{};
-    Folder* ipmSubtree = nullptr;
+    std::string ipmSubtree{};
     unsigned folders = 0; // numbers given so far
     unsigned messages = 0;
 };
@@ -68,7 +52,7 @@ struct Event
     std::string oldParent{};
 };
 
-/// What each store tells, by its number.
+/// Of what each store notifies, by its number.
 using Events = std::map<unsigned, std::vector<Event>>;
 
 class MailboxModel
@@ -77,33 +61,31 @@ public:
     /// @param mailbox  the mailbox file: `stores`, with the keys of stores, folders and messages that are read here.
     explicit MailboxModel(const Json& mailbox);
 
-    /// Does what one request says, whose places are identifiers, and adds what the stores tell of it. Contents that have
+    /// Does what one request says, whose paths are identifiers, and adds the notifications of it. Those of contents that have
     /// changed are left out. Gives the identifier of what is new, or nothing.
     std::string apply(const Json& request, Events& events);
 
-    [[nodiscard]] const std::vector<Store>& stores() const noexcept { return m_stores; }
     [[nodiscard]] const Store& store(unsigned number) const { return m_stores[number - 1]; }
-    [[nodiscard]] std::vector<Folder*> allFolders() const;
-    [[nodiscard]] std::vector<Contact*> allContacts() const;
+    [[nodiscard]] const std::vector<Store>& stores() const noexcept { return m_stores; }
+    /// All that there is; what lies in one folder, in the order of its tables.
+    [[nodiscard]] const std::vector<Object>& objects() const noexcept { return m_objects; }
+    /// The folders or the contacts that lie in a folder itself.
+    [[nodiscard]] std::vector<Object> objectsIn(const std::string& folder, bool folders) const;
     /// Null when there is none.
-    [[nodiscard]] Folder* findFolder(const std::string& id) const;
-    [[nodiscard]] Contact* findContact(const std::string& id) const;
+    [[nodiscard]] const Object* find(const std::string& id) const;
+    /// Whether a folder is `other` or lies below it.
+    [[nodiscard]] bool isWithin(const std::string& folder, const std::string& other) const;
 
 private:
-    Folder& readFolder(const Json& description, Store& store, Folder* parent);
-    void readContents(const Json& description, Folder& folder);
-    Contact& addContact(Json description, Folder& folder);
-    Folder& copyFolder(const Folder& folder, Folder& target);
-    [[nodiscard]] Store& storeOf(const Folder& folder) { return m_stores[folder.store - 1]; }
-
-    void edit(const Json& request, Events& events);
-    std::string add(const Json& request, Events& events);
-    std::string move(const Json& request, Events& events);
-    std::string moveContact(Contact& contact, Folder& target, bool keepId, Events& events);
-    std::string moveFolder(Folder& folder, Folder& target, Events& events);
-    std::string copy(const Json& request, Events& events);
-    void remove(const Json& request, Events& events);
+    std::string addFolder(const Json& description, unsigned store, const std::string& parent);
+    std::string addContact(Json description, const std::string& folder);
+    std::string copy(const std::string& id, const std::string& target);
+    std::string move(const std::string& id, const std::string& target, bool keepId);
+    void remove(const std::string& id);
+    void edit(const std::string& id, const Json& set);
+    [[nodiscard]] Event eventOf(Event::Kind kind, const std::string& id) const;
 
     std::vector<Store> m_stores;
+    std::vector<Object> m_objects;
 };
 } // namespace endtoend::soak

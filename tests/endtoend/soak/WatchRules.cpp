@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <array>
 
-#include "tests/endtoend/LiveTest.h"
-
 namespace endtoend::soak
 {
 namespace
@@ -14,26 +12,6 @@ constexpr std::array<const char*, 10> fields = {"displayName", "givenName",  "mi
                                                 "company",     "email",      "businessPhone", "homePhone",
                                                 "mobilePhone", "businessFax"};
 
-/// Whether the agent takes a folder for one of contacts.
-bool looksLikeContacts(const Folder& folder)
-{
-    if (const auto found = folder.description.find("class"); found != folder.description.end())
-        return *found == "IPF.Contact";
-    return folder.contacts.empty() ||
-           std::any_of(folder.contacts.begin(), folder.contacts.end(),
-                       [](const auto& contact) { return contact->description.at("class") == "IPM.Contact"; });
-}
-
-void addVisible(const Folder& folder, std::vector<const Folder*>& visible)
-{
-    visible.push_back(&folder);
-    for (const auto& below : folder.folders)
-    {
-        if (!below->description.value("hidden", false))
-            addVisible(*below, visible);
-    }
-}
-
 void addMessage(std::vector<std::string>& messages, std::string_view operation, std::string_view kind,
                 const std::vector<std::string>& items)
 {
@@ -42,12 +20,12 @@ void addMessage(std::vector<std::string>& messages, std::string_view operation, 
 }
 } // namespace
 
-std::string lineOf(const Contact& contact)
+std::string lineOf(const Object& contact)
 {
     std::string line;
     for (const char* field : fields)
         line += contact.description.value(field, "") + ";";
-    return line + contact.id + ";" + contact.folder->id;
+    return line + contact.id + ";" + contact.parent;
 }
 
 std::vector<unsigned> orderOfStores(const MailboxModel& mailbox)
@@ -64,22 +42,22 @@ WatchRules::WatchRules(const MailboxModel& mailbox, unsigned store) : m_mailbox(
 {
     if (this->store().isPublic)
         return; // such a store is read once and never watched
-    for (const Folder* folder : visibleFolders())
+    for (const Object& folder : visibleFolders())
     {
-        if (looksLikeContacts(*folder))
-            m_watched.insert(folder->id);
+        if (looksLikeContacts(folder))
+            m_watched.insert(folder.id);
     }
 }
 
 std::vector<std::string> WatchRules::snapshot() const
 {
     std::vector<std::string> items;
-    for (const Folder* folder : visibleFolders())
+    for (const Object& folder : visibleFolders())
     {
-        if (!looksLikeContacts(*folder))
+        if (!looksLikeContacts(folder))
             continue;
-        for (const auto& contact : folder->contacts)
-            items.push_back(lineOf(*contact));
+        for (const Object& contact : m_mailbox.objectsIn(folder.id, false))
+            items.push_back(lineOf(contact));
     }
     return items;
 }
@@ -97,11 +75,31 @@ std::vector<std::string> WatchRules::messagesAbout(const std::vector<Event>& bat
     return messages;
 }
 
-std::vector<const Folder*> WatchRules::visibleFolders() const
+/// Whether the agent takes a folder for one of contacts.
+bool WatchRules::looksLikeContacts(const Object& folder) const
 {
-    std::vector<const Folder*> visible;
-    addVisible(*store().ipmSubtree, visible);
+    if (const auto found = folder.description.find("class"); found != folder.description.end())
+        return *found == "IPF.Contact";
+    const std::vector<Object> contacts = m_mailbox.objectsIn(folder.id, false);
+    return contacts.empty() || std::ranges::any_of(contacts, [](const Object& contact)
+                                                   { return contact.description.at("class") == "IPM.Contact"; });
+}
+
+std::vector<Object> WatchRules::visibleFolders() const
+{
+    std::vector<Object> visible;
+    addVisible(*m_mailbox.find(store().ipmSubtree), visible);
     return visible;
+}
+
+void WatchRules::addVisible(const Object& folder, std::vector<Object>& visible) const
+{
+    visible.push_back(folder);
+    for (const Object& below : m_mailbox.objectsIn(folder.id, true))
+    {
+        if (!below.description.value("hidden", false))
+            addVisible(below, visible);
+    }
 }
 
 /// A contact must lie in a watched folder; a folder anywhere in the IPM subtree.
@@ -113,20 +111,13 @@ bool WatchRules::isSource(bool isFolder, const std::string& parent) const
         return true;
     if (!isFolder)
         return false;
-    const Folder* const folder = folderHere(parent);
-    return folder != nullptr && folder->isWithin(*store().ipmSubtree);
+    return objectHere(parent) != nullptr && m_mailbox.isWithin(parent, store().ipmSubtree);
 }
 
-const Contact* WatchRules::contactHere(const std::string& id) const
+const Object* WatchRules::objectHere(const std::string& id) const
 {
-    const Contact* const contact = m_mailbox.findContact(id);
-    return contact != nullptr && contact->folder->store == m_store ? contact : nullptr;
-}
-
-const Folder* WatchRules::folderHere(const std::string& id) const
-{
-    const Folder* const folder = m_mailbox.findFolder(id);
-    return folder != nullptr && folder->store == m_store ? folder : nullptr;
+    const Object* const object = m_mailbox.find(id);
+    return object != nullptr && object->store == m_store ? object : nullptr;
 }
 
 void WatchRules::handle(const Event& event, Changes& changes)
@@ -163,18 +154,19 @@ void WatchRules::handle(const Event& event, Changes& changes)
 
 void WatchRules::comesIn(const Event& event, Changes& changes)
 {
+    const Object* const object = objectHere(event.id);
+    if (object == nullptr)
+        return;
     if (!event.isFolder)
     {
-        if (const Contact* const contact = contactHere(event.id))
-            changes.added.push_back(lineOf(*contact));
+        changes.added.push_back(lineOf(*object));
         return;
     }
-    const Folder* const folder = folderHere(event.id);
-    if (folder == nullptr || !looksLikeContacts(*folder))
+    if (!looksLikeContacts(*object))
         return;
-    for (const auto& contact : folder->contacts)
-        changes.added.push_back(lineOf(*contact));
-    m_watched.insert(folder->id);
+    for (const Object& contact : m_mailbox.objectsIn(object->id, false))
+        changes.added.push_back(lineOf(contact));
+    m_watched.insert(object->id);
 }
 
 void WatchRules::goes(bool isFolder, const std::string& id, Changes& changes)
@@ -190,15 +182,11 @@ void WatchRules::changesItself(const Event& event, Changes& changes) const
 {
     if (event.isFolder)
         return;
-    const Contact* const contact = contactHere(event.id);
+    const Object* const contact = objectHere(event.id);
     if (contact == nullptr)
-    {
         changes.deleted.push_back(deletedLine(event.id));
-    }
     else if (event.oldId.empty() || event.oldId == event.id)
-    {
         changes.changed.push_back(lineOf(*contact));
-    }
     else
     {
         changes.deleted.push_back(deletedLine(event.oldId));
@@ -210,8 +198,8 @@ void WatchRules::changesItself(const Event& event, Changes& changes) const
 void WatchRules::reconcile(Changes& changes)
 {
     std::set<std::string> visible;
-    for (const Folder* folder : visibleFolders())
-        visible.insert(folder->id);
+    for (const Object& folder : visibleFolders())
+        visible.insert(folder.id);
     for (auto folder = m_watched.begin(); folder != m_watched.end();)
     {
         if (visible.contains(*folder))

@@ -1,8 +1,7 @@
-// WatchRules.h: what the agent must tell the host, by the rules of docs/architecture.md and docs/wire-protocol.md alone.
+// WatchRules.h: what the agent must send to the host, by the rules of docs/architecture.md and docs/wire-protocol.md alone.
 // It shares no code with the agent.
 #pragma once
 
-#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -12,7 +11,7 @@
 namespace endtoend::soak
 {
 /// A contact's line of a message.
-[[nodiscard]] std::string lineOf(const Contact& contact);
+[[nodiscard]] std::string lineOf(const Object& contact);
 
 /// The stores in the order in which the agent reads them and subscribes to them, by their numbers.
 [[nodiscard]] std::vector<unsigned> orderOfStores(const MailboxModel& mailbox);
@@ -28,8 +27,6 @@ public:
     [[nodiscard]] std::vector<std::string> snapshot() const;
     /// The messages about a batch, which are asked for when all of it has been done to the mailbox.
     [[nodiscard]] std::vector<std::string> messagesAbout(const std::vector<Event>& batch);
-    /// The folders that are watched now, by their identifiers.
-    [[nodiscard]] const std::set<std::string>& watched() const noexcept { return m_watched; }
 
 private:
     struct Changes
@@ -41,10 +38,11 @@ private:
     };
 
     [[nodiscard]] const Store& store() const { return m_mailbox.store(m_store); }
-    [[nodiscard]] std::vector<const Folder*> visibleFolders() const;
+    [[nodiscard]] bool looksLikeContacts(const Object& folder) const;
+    [[nodiscard]] std::vector<Object> visibleFolders() const;
+    void addVisible(const Object& folder, std::vector<Object>& visible) const;
     [[nodiscard]] bool isSource(bool isFolder, const std::string& parent) const;
-    [[nodiscard]] const Contact* contactHere(const std::string& id) const;
-    [[nodiscard]] const Folder* folderHere(const std::string& id) const;
+    [[nodiscard]] const Object* objectHere(const std::string& id) const;
 
     void handle(const Event& event, Changes& changes);
     void comesIn(const Event& event, Changes& changes);
