@@ -23,11 +23,6 @@ DWORD tickCount()
     return GetTickCount();
 }
 
-void setLastError(DWORD error)
-{
-    SetLastError(error);
-}
-
 DWORD attributesOfRoot()
 {
     return GetFileAttributesW(L"C:\\");
@@ -42,32 +37,6 @@ TEST(ImportHookTest, CallsTheReplacementWhileItLives)
         EXPECT_EQ(hook.count(), 2u);
     }
     EXPECT_NE(notInlined(tickCount)(), 7u);
-}
-
-TEST(ImportHookTest, HandsOnTheTrueFunctionAndTheArguments)
-{
-    DWORD asked = 0;
-    const auto hook = hookImport<"SetLastError">(SetLastError,
-                                                 [&](auto original, DWORD error)
-                                                 {
-                                                     asked = error;
-                                                     original(error + 1);
-                                                 });
-    notInlined(setLastError)(5);
-    EXPECT_EQ(GetLastError(), 6u);
-    EXPECT_EQ(asked, 5u);
-}
-
-TEST(ImportHookTest, LeavesTheLastErrorOfTheReplacement)
-{
-    const auto hook = hookImport<"GetFileAttributesW">(GetFileAttributesW,
-                                                       [](auto, LPCWSTR)
-                                                       {
-                                                           SetLastError(ERROR_DISK_FULL);
-                                                           return INVALID_FILE_ATTRIBUTES;
-                                                       });
-    EXPECT_EQ(notInlined(attributesOfRoot)(), INVALID_FILE_ATTRIBUTES);
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_DISK_FULL});
 }
 
 TEST(ImportHookTest, CountsAndChangesNothingWhenOnlyCounting)

@@ -4,19 +4,11 @@
 
 #include <gmock/gmock.h>
 
-#include "utilities/Logger.h"
-
 namespace
 {
 using support::hasLogStamp;
 using support::logLines;
 using testing::ElementsAre;
-
-TEST(LogFileTest, KnowsAStamp)
-{
-    EXPECT_TRUE(hasLogStamp("05.03.2024 14:07:09.042  text"));
-    EXPECT_TRUE(hasLogStamp("31.12.2024 23:59:59.999  "));
-}
 
 TEST(LogFileTest, RefusesWhatIsNoStamp)
 {
@@ -40,19 +32,5 @@ TEST(LogFileTest, ThrowsWhenALineEndIsIncomplete)
     EXPECT_THROW((void)logLines("one\ntwo"), std::runtime_error);
     EXPECT_THROW((void)logLines("one\rtwo"), std::runtime_error);
     EXPECT_THROW((void)logLines("one\r\r\ntwo"), std::runtime_error);
-}
-
-TEST(LogFileTest, KeepsTheRecordsOfOneScope)
-{
-    {
-        const support::ScopedLog log;
-        utilities::Logger::instance().write(L"before");
-        EXPECT_THAT(log.lines(), ElementsAre("before"));
-    }
-    utilities::Logger::instance().write(L"between");
-    const support::ScopedLog log;
-    EXPECT_THAT(log.lines(), ElementsAre());
-    utilities::Logger::instance().write(L"after");
-    EXPECT_THAT(log.lines(), ElementsAre("after"));
 }
 } // namespace
