@@ -4,9 +4,6 @@
 
 #include <gmock/gmock.h>
 
-#include "tests/support/Handle.h"
-#include "tests/support/TempFolder.h"
-
 namespace endtoend
 {
 namespace
@@ -16,12 +13,6 @@ using testing::ElementsAre;
 const std::string stamp = "05.03.2024 14:07:09.042  ";
 const std::string threadClose = "WM_CLOSE for thread received, will quit";
 const std::string workerEnd = "MAPI thread finished";
-
-TEST(AgentLogTest, GivesTheTextsWithoutTheirStamps)
-{
-    EXPECT_THAT(logRecords(stamp + "one\r\n" + stamp + "two"), ElementsAre("one", "two"));
-    EXPECT_THAT(logRecords(""), ElementsAre());
-}
 
 TEST(AgentLogTest, GivesTheTextsAsTheAgentHadThem)
 {
@@ -33,11 +24,6 @@ TEST(AgentLogTest, RefusesWhatNoLogHas)
     EXPECT_THROW((void)logRecords("one\r\n" + stamp + "two"), std::runtime_error);
     EXPECT_THROW((void)logRecords("\xEF\xBB\xBF" + stamp + "one"), std::runtime_error);
     EXPECT_THROW((void)logRecords(stamp + "one\ntwo"), std::runtime_error);
-}
-
-TEST(AgentLogTest, TakesAFileThatFollowedOnAFullOne)
-{
-    EXPECT_THAT(logRecords("(continue logging)\r\n" + stamp + "one"), ElementsAre("(continue logging)", "one"));
 }
 
 TEST(AgentLogTest, LeavesSourceLinesOutOfFailuresAndOfNothingElse)
@@ -69,16 +55,6 @@ TEST(AgentLogTest, PutsTheEndOfTheWorkerInFrontOfWhatComesAtTheSameTime)
     const Records unchanged = late;
     orderEndOfWorker(late);
     EXPECT_EQ(late, unchanged);
-}
-
-TEST(AgentLogTest, StopsWaitingWhenTheProcessHasEnded)
-{
-    const support::TempFolder folder;
-    const support::Handle ended = support::makeEvent();
-    ASSERT_TRUE(SetEvent(ended.get()));
-    EXPECT_FALSE(waitForRecord(folder.file(L"absent.log"), "one", ended.get()));
-    support::writeBytes(folder.file(L"agent.log"), stamp + "one");
-    EXPECT_TRUE(waitForRecord(folder.file(L"agent.log"), "one", ended.get()));
 }
 } // namespace
 } // namespace endtoend

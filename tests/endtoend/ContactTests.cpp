@@ -159,7 +159,7 @@ TEST_F(AgentContactsTest, DoNotHaveTheAddressOfTheMessageItself)
 
 TEST_F(AgentContactsTest, HaveTheSmtpAddressOfTheirExchangeUser)
 {
-    // The value that tells the address is left to the runtime: one block for each address that was found.
+    // The value that holds the address is left to the runtime: one block for each address that was found.
     expectLines(mailbox(R"({"displayName": "1", "email": {"addressBook": "mei"}},
                    {"displayName": "2", "email": {"addressBook": "warning", "address": "not used"}})",
                         "", plansFor({{R"("opens": "@warning")", "0x00040380"}})),

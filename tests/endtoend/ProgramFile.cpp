@@ -1,7 +1,6 @@
 #include "tests/endtoend/ProgramFile.h"
 
 #include <algorithm>
-#include <cstdint>
 
 #include "tests/support/Handle.h"
 #include "tests/support/TempFolder.h"
@@ -32,22 +31,15 @@ BOOL CALLBACK addId(HMODULE, LPCWSTR, LPWSTR name, LONG_PTR context)
 }
 } // namespace
 
-ProgramFile::ProgramFile(const std::filesystem::path& file) : m_bytes(support::readBytes(file))
+ProgramFile::ProgramFile(const std::filesystem::path& file)
+    : m_bytes(support::readBytes(file)),
+      m_data(LoadLibraryExW(file.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_AS_IMAGE_RESOURCE))
 {
-    const auto dosHeader = structureAt<IMAGE_DOS_HEADER>(m_bytes, 0);
-    const auto headersOffset = static_cast<std::size_t>(dosHeader.e_lfanew);
-    m_headers = structureAt<IMAGE_NT_HEADERS64>(m_bytes, headersOffset);
-    if (dosHeader.e_magic != IMAGE_DOS_SIGNATURE || m_headers.Signature != IMAGE_NT_SIGNATURE ||
-        m_headers.OptionalHeader.Magic != IMAGE_NT_OPTIONAL_HDR64_MAGIC)
-        throw std::runtime_error("not a 64-bit program");
-    const std::size_t firstSection =
-        headersOffset + offsetof(IMAGE_NT_HEADERS64, OptionalHeader) + m_headers.FileHeader.SizeOfOptionalHeader;
-    for (WORD index = 0; index < m_headers.FileHeader.NumberOfSections; ++index)
-        m_sections.push_back(
-            structureAt<IMAGE_SECTION_HEADER>(m_bytes, firstSection + index * sizeof(IMAGE_SECTION_HEADER)));
-    m_data = LoadLibraryExW(file.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_AS_IMAGE_RESOURCE);
     if (m_data == nullptr)
         support::throwLastError("LoadLibraryExW");
+    m_headers = at<IMAGE_NT_HEADERS64>(static_cast<std::size_t>(at<IMAGE_DOS_HEADER>(0)->e_lfanew));
+    if (m_headers->Signature != IMAGE_NT_SIGNATURE || m_headers->OptionalHeader.Magic != IMAGE_NT_OPTIONAL_HDR64_MAGIC)
+        throw std::runtime_error("not a 64-bit program");
 }
 
 ProgramFile::~ProgramFile()
@@ -58,15 +50,11 @@ ProgramFile::~ProgramFile()
 std::vector<std::string> ProgramFile::importedModules() const
 {
     std::vector<std::string> modules;
-    const IMAGE_DATA_DIRECTORY directory = m_headers.OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
-    for (std::size_t offset = offsetOf(directory.VirtualAddress);; offset += sizeof(IMAGE_IMPORT_DESCRIPTOR))
-    {
-        const auto descriptor = structureAt<IMAGE_IMPORT_DESCRIPTOR>(m_bytes, offset);
-        if (descriptor.Name == 0)
-            return modules;
-        const std::size_t name = offsetOf(descriptor.Name);
-        modules.push_back(m_bytes.substr(name, m_bytes.find('\0', name) - name));
-    }
+    const auto* descriptor = at<IMAGE_IMPORT_DESCRIPTOR>(
+        m_headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress);
+    for (; descriptor->Name != 0; ++descriptor)
+        modules.emplace_back(at<char>(descriptor->Name));
+    return modules;
 }
 
 std::vector<unsigned> ProgramFile::resourceTypes() const
@@ -96,15 +84,5 @@ std::string ProgramFile::resource(unsigned type, unsigned id) const
     if (loaded == nullptr)
         support::throwLastError("LoadResource");
     return {static_cast<const char*>(LockResource(loaded)), SizeofResource(m_data, found)};
-}
-
-std::size_t ProgramFile::offsetOf(DWORD address) const
-{
-    for (const IMAGE_SECTION_HEADER& section : m_sections)
-    {
-        if (address >= section.VirtualAddress && address - section.VirtualAddress < section.SizeOfRawData)
-            return section.PointerToRawData + (address - section.VirtualAddress);
-    }
-    throw std::runtime_error("an address outside the file");
 }
 } // namespace endtoend

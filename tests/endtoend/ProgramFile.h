@@ -1,10 +1,12 @@
-// ProgramFile.h: what the file of a Windows program tells about it, read as data: nothing of it is run.
+// ProgramFile.h: what the file of a Windows program says about it, mapped as data: nothing of it is run.
 #pragma once
 
 #include <windows.h>
 
+#include <cstdint>
 #include <cstring>
 #include <filesystem>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -21,8 +23,11 @@ public:
     ProgramFile& operator=(const ProgramFile&) = delete;
 
     [[nodiscard]] const std::string& bytes() const noexcept { return m_bytes; }
-    [[nodiscard]] const IMAGE_NT_HEADERS64& headers() const noexcept { return m_headers; }
-    [[nodiscard]] const std::vector<IMAGE_SECTION_HEADER>& sections() const noexcept { return m_sections; }
+    [[nodiscard]] const IMAGE_NT_HEADERS64& headers() const noexcept { return *m_headers; }
+    [[nodiscard]] std::span<const IMAGE_SECTION_HEADER> sections() const noexcept
+    {
+        return {IMAGE_FIRST_SECTION(m_headers), m_headers->FileHeader.NumberOfSections};
+    }
 
     /// The names of the modules in the import table, as they stand there, in order.
     [[nodiscard]] std::vector<std::string> importedModules() const;
@@ -34,12 +39,17 @@ public:
     [[nodiscard]] std::string resource(unsigned type, unsigned id) const;
 
 private:
-    [[nodiscard]] std::size_t offsetOf(DWORD address) const;
+    /// What lies at an address of the program.
+    template <class Structure>
+    [[nodiscard]] const Structure* at(std::size_t address) const
+    {
+        return reinterpret_cast<const Structure*>((reinterpret_cast<std::uintptr_t>(m_data) & ~std::uintptr_t{3}) +
+                                                  address); // the lowest bits say that it isn't to be run
+    }
 
     std::string m_bytes;
-    IMAGE_NT_HEADERS64 m_headers{};
-    std::vector<IMAGE_SECTION_HEADER> m_sections;
-    HMODULE m_data = nullptr; // loaded as a data file
+    HMODULE m_data;
+    const IMAGE_NT_HEADERS64* m_headers = nullptr; // in the mapped file
 };
 
 /// A structure at a place in some bytes; throws when they end before.

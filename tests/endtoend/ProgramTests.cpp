@@ -139,11 +139,11 @@ TEST_F(AgentProgramTest, HasItsIconAtAllSizesFrom16To256)
         const auto entry = structureAt<GroupEntry>(group, sizeof(header) + index * sizeof(GroupEntry));
         const std::string image = m_program.resource(icon, entry.id);
         EXPECT_EQ(image.size(), entry.bytes);
-        const long told = entry.width != 0 ? entry.width : 256;
-        EXPECT_EQ(imageSize(image), (Size{told, told}));
+        const long edge = entry.width != 0 ? entry.width : 256;
+        EXPECT_EQ(imageSize(image), (Size{edge, edge}));
         EXPECT_EQ(entry.width, entry.height);
         EXPECT_EQ(entry.bitCount, 32);
-        sizes.insert(told);
+        sizes.insert(edge);
         ids.insert(entry.id);
     }
     EXPECT_THAT(sizes, testing::IsSupersetOf({16L, 24L, 32L, 48L, 64L, 256L}));
