@@ -4,26 +4,26 @@
 
 #include <algorithm>
 
-#include "sandbox/control/PipeName.h"
-#include "sandbox/mailbox/model/Text.h"
-
 namespace sandbox
 {
 namespace
 {
 using Clock = std::chrono::steady_clock;
 
-/// How often it is looked whether a pipe is there: that is told by nothing.
-constexpr DWORD s_pollMilliseconds = 10;
+/// How often it is looked whether a pipe is there: nothing reports that.
+constexpr DWORD pollMilliseconds = 10;
 
-[[noreturn]] void failToConnect(const std::wstring& path, DWORD error)
+[[nodiscard]] std::string reasonOf(DWORD error)
 {
-    std::string reason = "error " + std::to_string(error);
-    if (error == ERROR_FILE_NOT_FOUND)
-        reason = "there is no such pipe";
-    else if (error == ERROR_PIPE_BUSY)
-        reason = "it serves somebody else";
-    throw NoAnswer("no sandbox answers at " + toUtf8(path) + ": " + reason);
+    switch (error)
+    {
+    case ERROR_FILE_NOT_FOUND:
+        return "there is no such pipe";
+    case ERROR_PIPE_BUSY:
+        return "the pipe serves somebody else";
+    default:
+        return "CreateFileW failed with error " + std::to_string(error);
+    }
 }
 
 [[nodiscard]] KernelHandle connect(const std::wstring& name, std::chrono::milliseconds patience)
@@ -41,9 +41,9 @@ constexpr DWORD s_pollMilliseconds = 10;
         const DWORD error = GetLastError();
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now());
         if ((error != ERROR_FILE_NOT_FOUND && error != ERROR_PIPE_BUSY) || left.count() <= 0)
-            failToConnect(path, error);
+            throw NoAnswer(reasonOf(error));
         if (error == ERROR_FILE_NOT_FOUND)
-            Sleep(s_pollMilliseconds);
+            Sleep(pollMilliseconds);
         else // a time of 0 would stand for the pipe's own, and the largest one for no limit
             WaitNamedPipeW(path.c_str(), static_cast<DWORD>(std::min<long long>(left.count(), 60'000)));
     }
@@ -78,6 +78,6 @@ nlohmann::json readAnswer(const std::string& line)
         return answer;
     const auto error = answer.find("error");
     throw Refusal(error != answer.end() && error->is_string() ? error->get<std::string>()
-                                                              : "the sandbox tells no reason");
+                                                              : "the sandbox gives no reason");
 }
 } // namespace sandbox

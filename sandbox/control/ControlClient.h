@@ -7,19 +7,19 @@
 #include <string>
 #include <string_view>
 
-#include "sandbox/control/KernelHandle.h"
 #include "sandbox/control/LinePipe.h"
 
 namespace sandbox
 {
-/// No sandbox answers: there is no such pipe, it is not free, or the sandbox has gone before it answered.
+/// No sandbox answers: there is no such pipe, it is not free, or the sandbox has gone before it answered. The reason doesn't
+/// name the pipe.
 class NoAnswer : public std::runtime_error
 {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/// The sandbox has refused a request; tells its words.
+/// The sandbox has refused a request, in its own words.
 class Refusal : public std::runtime_error
 {
 public:

@@ -4,29 +4,24 @@
 #include <stdexcept>
 #include <utility>
 
-#include "sandbox/control/LinePipe.h"
-#include "sandbox/control/PipeName.h"
-#include "sandbox/mailbox/model/Text.h"
-
 namespace sandbox
 {
 namespace
 {
-constexpr DWORD s_bufferSize = 64 * 1024;
+constexpr DWORD bufferSize = 64 * 1024;
 
 [[nodiscard]] KernelHandle makePipe(const std::wstring& path)
 {
     const HANDLE pipe =
         CreateNamedPipeW(path.c_str(), PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED | FILE_FLAG_FIRST_PIPE_INSTANCE,
-                         PIPE_TYPE_BYTE | PIPE_READMODE_BYTE | PIPE_WAIT | PIPE_REJECT_REMOTE_CLIENTS, 1, s_bufferSize,
-                         s_bufferSize, 0, nullptr);
+                         PIPE_TYPE_BYTE | PIPE_READMODE_BYTE | PIPE_WAIT | PIPE_REJECT_REMOTE_CLIENTS, 1, bufferSize,
+                         bufferSize, 0, nullptr);
     if (pipe != INVALID_HANDLE_VALUE)
         return KernelHandle(pipe);
     const DWORD error = GetLastError();
     const bool isTaken = error == ERROR_ACCESS_DENIED || error == ERROR_PIPE_BUSY;
-    throw std::runtime_error(
-        "no control pipe " + toUtf8(path) + ": " +
-        (isTaken ? "somebody else serves it" : "CreateNamedPipeW failed with error " + std::to_string(error)));
+    throw std::runtime_error(isTaken ? "somebody else serves it"
+                                     : "CreateNamedPipeW failed with error " + std::to_string(error));
 }
 } // namespace
 

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <thread>
 
-#include "sandbox/control/KernelHandle.h"
+#include "sandbox/control/LinePipe.h"
 
 namespace sandbox
 {
@@ -26,7 +26,7 @@ public:
     static constexpr std::size_t longestRequest = std::size_t{16} << 20;
 
     /// When it returns, clients can connect. Throws std::runtime_error, in words for a person, if there can't be such a pipe
-    /// or somebody else serves it.
+    /// or somebody else serves it; they don't name the pipe.
     /// @param name  the pipe's path, or a bare name.
     ControlServer(const std::wstring& name, Handler handler);
     /// Ends what goes on, and waits for the thread. An answer that was written can still be read by its client. Never on the

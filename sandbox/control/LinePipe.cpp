@@ -2,16 +2,46 @@
 
 #include <algorithm>
 #include <array>
+#include <system_error>
 
 namespace sandbox
 {
 namespace
 {
-constexpr std::size_t s_chunkSize = 64 * 1024;
+constexpr std::size_t chunkSize = 64 * 1024;
+}
+
+KernelHandle makeEvent()
+{
+    KernelHandle event(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    if (!event)
+        throwLastError("CreateEventW");
+    return event;
+}
+
+void throwLastError(const char* call)
+{
+    throw std::system_error(static_cast<int>(GetLastError()), std::system_category(), call);
+}
+
+std::wstring pipePath(const std::wstring& name)
+{
+    return name.find(L'\\') == std::wstring::npos ? L"\\\\.\\pipe\\" + name : name;
+}
+
+std::optional<std::wstring> controlPipeName()
+{
+    const wchar_t* const variable = L"LINKWELL_SANDBOX_CONTROL";
+    const DWORD needed = GetEnvironmentVariableW(variable, nullptr, 0); // with the terminating zero
+    if (needed <= 1)
+        return std::nullopt;
+    std::wstring value(needed - 1, L'\0');
+    GetEnvironmentVariableW(variable, value.data(), needed);
+    return value;
 }
 
 LinePipe::LinePipe(HANDLE pipe, HANDLE stop, std::size_t longest)
-    : m_pipe(pipe), m_stop(stop), m_longest(longest), m_done(makeEvent()), m_chunk(s_chunkSize)
+    : m_pipe(pipe), m_stop(stop), m_longest(longest), m_done(makeEvent()), m_chunk(chunkSize)
 {
 }
 
@@ -44,11 +74,11 @@ LinePipe::Outcome LinePipe::readLine(std::string& line)
 
 bool LinePipe::writeLine(std::string_view text)
 {
-    while (text.size() > s_chunkSize)
+    while (text.size() > chunkSize)
     {
-        if (!write(text.substr(0, s_chunkSize)))
+        if (!write(text.substr(0, chunkSize)))
             return false;
-        text.remove_prefix(s_chunkSize);
+        text.remove_prefix(chunkSize);
     }
     return write(std::string(text) + '\n');
 }

@@ -1,19 +1,39 @@
-// LinePipe.h: one connection of the control pipe, by lines.
+// LinePipe.h: what both ends of the control pipe share: its name, the owner of its handles, and a connection by lines.
 #pragma once
 
 #include <windows.h>
 
 #include <cstddef>
 #include <limits>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "sandbox/control/KernelHandle.h"
-
 namespace sandbox
 {
+struct KernelHandleCloser
+{
+    using pointer = HANDLE;
+    void operator()(HANDLE handle) const noexcept { CloseHandle(handle); }
+};
+
+/// Owns a handle by CloseHandle; null when there is none, so INVALID_HANDLE_VALUE never gets into it.
+using KernelHandle = std::unique_ptr<void, KernelHandleCloser>;
+
+/// A manual-reset event, not set. Throws std::system_error.
+[[nodiscard]] KernelHandle makeEvent();
+
+/// Throws the last error as std::system_error.
+[[noreturn]] void throwLastError(const char* call);
+
+/// The path of a pipe. A name without a backslash is a bare one, and gets the prefix of this machine's pipes.
+[[nodiscard]] std::wstring pipePath(const std::wstring& name);
+
+/// LINKWELL_SANDBOX_CONTROL; none if it is not set or empty.
+[[nodiscard]] std::optional<std::wstring> controlPipeName();
+
 /// Reads and writes whole lines on a connected byte pipe. Used by one thread.
 class LinePipe
 {

@@ -127,13 +127,8 @@ void addItem(std::string& text, const Json& item, std::size_t depth)
 {
     std::string text;
     for (const Json& each : answer.at("subscriptions"))
-    {
         text += "connection " + plain(each.at("connection")) + ": mask " + plain(each.at("mask")) + ", store " +
-                identifier(each.at("store"));
-        const auto entryId = each.find("entryId");
-        const bool isWhole = entryId == each.end() || *entryId == "";
-        text += isWhole ? std::string(", all of it\n") : ", object " + identifier(*entryId) + '\n';
-    }
+                onOneLine(each.at("store").get<std::string>()) + '\n';
     return text;
 }
 } // namespace

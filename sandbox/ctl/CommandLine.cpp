@@ -11,8 +11,8 @@ namespace sandboxctl
 {
 namespace
 {
-const char* const s_footer =
-    "A place is a path of display names, the store's first: Mailbox/Contacts/Mara Lindqvist. / and \\ in a "
+const char* const footer =
+    "A path is one of display names, the store's first: Mailbox/Contacts/Mara Lindqvist. / and \\ in a "
     "name\nare written \\/ and \\\\. # and hexadecimal is an entry identifier.\n"
     "Exit status: 0 done; 1 refused by the sandbox, and nothing has changed; 2 the command line is "
     "wrong;\n3 no sandbox answers.";
@@ -39,7 +39,7 @@ CommandLine readCommandLine(std::vector<std::string> words)
 
     CLI::App program("Edits a running sandbox: the MAPI runtime for machines without Outlook.", "sandboxctl");
     nameVerbs(program);
-    program.footer(s_footer);
+    program.footer(footer);
     program.allow_windows_style_options(false);
     program.fallthrough();
     requireVerb(program);

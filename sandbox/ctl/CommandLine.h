@@ -27,7 +27,7 @@ struct Command
     nlohmann::json request;
 };
 
-/// A command; or none, and what to tell the user instead.
+/// A command; or none, and what to print instead.
 struct CommandLine
 {
     std::optional<Command> command;

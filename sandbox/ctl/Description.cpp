@@ -3,9 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "sandbox/mailbox/reading/JsonText.h"
-#include "sandbox/mailbox/model/MailboxError.h"
-
 namespace sandboxctl
 {
 namespace
@@ -18,6 +15,18 @@ void setKey(Json& object, const std::string& option, const std::string& key, con
         throw CLI::ValidationError(option, "contradicts what the command line says otherwise about '" + key + "'");
 }
 } // namespace
+
+Json parseJson(const std::string& option, const std::string& text)
+{
+    try
+    {
+        return Json::parse(text, nullptr, true, true);
+    }
+    catch (const Json::parse_error& error)
+    {
+        throw CLI::ValidationError(option, error.what());
+    }
+}
 
 Description::Description(CLI::App& verb)
     : m_verb(verb),
@@ -58,14 +67,7 @@ Json Description::object() const
     Json object = Json::object();
     if (m_jsonOption->count() != 0)
     {
-        try
-        {
-            object = sandbox::parseJson(m_jsonText);
-        }
-        catch (const sandbox::MailboxError& error)
-        {
-            throw CLI::ValidationError("--json-text", error.what());
-        }
+        object = parseJson("--json-text", m_jsonText);
         if (!object.is_object())
             throw CLI::ValidationError("--json-text", "must be a JSON object");
     }

@@ -1,4 +1,4 @@
-// Description.h: the options of a verb that describe an object, as keys of a JSON object.
+// Description.h: JSON on the command line, and the options of a verb that describe an object by its keys.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -10,6 +10,9 @@
 namespace sandboxctl
 {
 using Json = nlohmann::json;
+
+/// The JSON that an option gives, perhaps with comments; throws CLI::ValidationError if it is none.
+[[nodiscard]] Json parseJson(const std::string& option, const std::string& text);
 
 /// An option for each key, and --json-text for all that has no option. Lives as long as the program's command line.
 class Description

@@ -13,21 +13,21 @@ struct Target
     explicit Target(CLI::App& verb) : description(verb) {}
 
     Description description;
-    std::string place;
+    std::string path;
     std::string name;
 };
 
 void addListVerb(CLI::App& program, Json& request)
 {
     CLI::App& verb = *program.add_subcommand("list", "what is there: stores, folders, messages");
-    const auto place = std::make_shared<std::string>();
-    CLI::Option* const option = verb.add_option("PLACE", *place, "only this, with all that is in it")->type_name("");
+    const auto path = std::make_shared<std::string>();
+    CLI::Option* const option = verb.add_option("PATH", *path, "only this, with all that is in it")->type_name("");
     verb.callback(
-        [place, option, &request]
+        [path, option, &request]
         {
             request = {{"do", "list"}};
             if (option->count() != 0)
-                request["place"] = *place;
+                request["path"] = *path;
         });
 }
 
@@ -53,18 +53,19 @@ void addAddVerb(CLI::App& program, Json& request)
 
     CLI::App& contact = *add.add_subcommand("contact", "a new contact; prints its entry identifier");
     const auto newContact = std::make_shared<Target>(contact);
-    addPlace(contact, "FOLDER", newContact->place, "the folder that gets it");
+    addWord(contact, "FOLDER", newContact->path, "the folder that gets it");
     addContactOptions(newContact->description);
     contact.callback(
-        [newContact, &request] {
+        [newContact, &request]
+        {
             request = {
-                {"do", "addContact"}, {"folder", newContact->place}, {"contact", newContact->description.object()}};
+                {"do", "addContact"}, {"folder", newContact->path}, {"contact", newContact->description.object()}};
         });
 
     CLI::App& folder = *add.add_subcommand("folder", "a new folder; prints its entry identifier");
     const auto newFolder = std::make_shared<Target>(folder);
-    addPlace(folder, "PARENT", newFolder->place, "the folder that gets it, or a store for its IPM subtree");
-    addPlace(folder, "NAME", newFolder->name, "its display name");
+    addWord(folder, "PARENT", newFolder->path, "the folder that gets it, or a store for its IPM subtree");
+    addWord(folder, "NAME", newFolder->name, "its display name");
     newFolder->description.addText("--class", "class", "container class, for example IPF.Contact");
     newFolder->description.addFlag("--hidden", "hidden", true, "a hidden folder");
     folder.callback(
@@ -74,20 +75,18 @@ void addAddVerb(CLI::App& program, Json& request)
             const auto [name, isNew] = object.emplace("name", newFolder->name);
             if (!isNew && *name != newFolder->name)
                 throw CLI::ValidationError("NAME", "contradicts what --json-text says about 'name'");
-            request = {{"do", "addFolder"}, {"parent", newFolder->place}, {"folder", object}};
+            request = {{"do", "addFolder"}, {"parent", newFolder->path}, {"folder", object}};
         });
 }
 
-/// `edit KIND PLACE ...`; gives what is described by it, for more options.
+/// `edit KIND PATH ...`; gives what is described by it, for more options.
 Description& addEdit(CLI::App& edit, const std::string& kind, const std::string& action, Json& request)
 {
     CLI::App& verb = *edit.add_subcommand(kind, "other values for a " + kind);
     const auto target = std::make_shared<Target>(verb);
-    addPlace(verb, "PLACE", target->place, "the " + kind + " that changes");
-    verb.callback(
-        [target, kind, action, &request] {
-            request = {{"do", action}, {kind, target->place}, {"set", target->description.change()}};
-        });
+    addWord(verb, "PATH", target->path, "the " + kind + " that changes");
+    verb.callback([target, kind, action, &request]
+                  { request = {{"do", action}, {kind, target->path}, {"set", target->description.change()}}; });
     return target->description;
 }
 
@@ -123,8 +122,8 @@ void addTransferVerb(CLI::App& program, const std::string& action, const std::st
     };
     CLI::App& verb = *program.add_subcommand(action, help + "; prints its entry identifier there");
     const auto transfer = std::make_shared<Transfer>();
-    addPlace(verb, "PLACE", transfer->object, "the message or folder");
-    addPlace(verb, "FOLDER", transfer->to, "the folder that gets it");
+    addWord(verb, "PATH", transfer->object, "the message or folder");
+    addWord(verb, "FOLDER", transfer->to, "the folder that gets it");
     if (mayKeepId)
         verb.add_flag("--keep-id", transfer->keepId, "a message keeps its entry identifier");
     verb.callback(
@@ -146,8 +145,8 @@ void addMailboxVerbs(CLI::App& program, Json& request)
     addTransferVerb(program, "copy", "another folder gets a copy of a message or a folder", false, request);
 
     CLI::App& remove = *program.add_subcommand("delete", "a message or a folder goes, with all that is in it");
-    const auto place = std::make_shared<std::string>();
-    addPlace(remove, "PLACE", *place, "the message or folder");
-    remove.callback([place, &request] { request = {{"do", "delete"}, {"object", *place}}; });
+    const auto path = std::make_shared<std::string>();
+    addWord(remove, "PATH", *path, "the message or folder");
+    remove.callback([path, &request] { request = {{"do", "delete"}, {"object", *path}}; });
 }
 } // namespace sandboxctl

@@ -1,14 +1,13 @@
 #include <algorithm>
 #include <cstdint>
-#include <exception>
 #include <functional>
 #include <memory>
 #include <utility>
 #include <vector>
 
-#include "sandbox/ctl/InputFile.h"
+#include "sandbox/ctl/Description.h"
+#include "sandbox/ctl/Streams.h"
 #include "sandbox/ctl/Verbs.h"
-#include "sandbox/mailbox/reading/JsonText.h"
 
 namespace sandboxctl
 {
@@ -25,16 +24,7 @@ namespace
 /// An identifier is text, or an object that contradicts itself.
 [[nodiscard]] Json identifier(const std::string& option, const std::string& text)
 {
-    if (!text.starts_with('{'))
-        return text;
-    try
-    {
-        return sandbox::parseJson(text);
-    }
-    catch (const std::exception& error)
-    {
-        throw CLI::ValidationError(option, error.what());
-    }
+    return text.starts_with('{') ? parseJson(option, text) : Json(text);
 }
 
 struct Injection
@@ -52,7 +42,7 @@ struct Injection
         CLI::Option* given = nullptr;
     };
     std::vector<Identifier> identifiers = {
-        {"--id", "entryId", "the object: a place, # and hexadecimal, or a JSON object such as {\"size\": 5}"},
+        {"--id", "entryId", "the object: a path, # and hexadecimal, or a JSON object such as {\"size\": 5}"},
         {"--parent", "parentId", "its parent"},
         {"--old-id", "oldId", "its former identifier"},
         {"--old-parent", "oldParentId", "its former parent"}};
@@ -75,7 +65,7 @@ void addInjectVerb(CLI::App& program, Json& request)
 {
     CLI::App& verb = *program.add_subcommand("inject", "one raw notification, as it stands");
     const auto injection = std::make_shared<Injection>();
-    addPlace(verb, "STORE", injection->store, "the store that sends it");
+    addWord(verb, "STORE", injection->store, "the store that sends it");
     verb.add_option("--event", injection->event, "its event: a number, or a name such as fnevObjectCreated")
         ->required()
         ->type_name("EVENT");
@@ -98,21 +88,14 @@ void addInjectVerb(CLI::App& program, Json& request)
 
 void addBatchVerb(CLI::App& program, Json& request)
 {
-    CLI::App& verb = *program.add_subcommand("batch", "several edits and injections that are told of as one batch");
+    CLI::App& verb =
+        *program.add_subcommand("batch", "several edits and injections whose notifications come as one batch");
     const auto file = std::make_shared<std::string>();
-    addPlace(verb, "FILE", *file, "a JSON list of requests; - is the standard input");
+    addWord(verb, "FILE", *file, "a JSON list of requests; - is the standard input");
     verb.callback(
         [file, &request]
         {
-            Json requests;
-            try
-            {
-                requests = sandbox::parseJson(readInput(*file));
-            }
-            catch (const std::exception& error)
-            {
-                throw CLI::ValidationError("FILE", error.what());
-            }
+            const Json requests = parseJson("FILE", readInput(*file));
             if (!requests.is_array())
                 throw CLI::ValidationError("FILE", *file + " is no list of requests");
             request = {{"do", "batch"}, {"requests", requests}};
@@ -144,8 +127,8 @@ void addPlanVerb(CLI::App& program, Json& request)
         CLI::Option* const option = verb.add_option("--" + key, value, help)->type_name(type);
         more->emplace_back(option, [key, &value](Json& object) { object[key] = value; });
     };
-    addOption("on", plan->on, "PLACE", "only calls of this object");
-    addOption("opens", plan->opens, "PLACE", "only calls that open this object; METHOD may be left out");
+    addOption("on", plan->on, "PATH", "only calls of this object");
+    addOption("opens", plan->opens, "PATH", "only calls that open this object; METHOD may be left out");
     addOption("table", plan->table, "KIND", "only calls of such tables: stores, contents or hierarchy");
     addOption("call", plan->call, "N", "from this call on, counted from now; 1 without it");
     addOption("times", plan->times, "M", "for so many calls, 0 for all that follow; 1 without it");
@@ -181,7 +164,7 @@ void addReleaseVerb(CLI::App& program, Json& request)
 {
     CLI::App& verb = *program.add_subcommand("release", "lets a held call go on");
     const auto hold = std::make_shared<std::string>();
-    addPlace(verb, "NAME", *hold, "the name in the plan's --hold");
+    addWord(verb, "NAME", *hold, "the name in the plan's --hold");
     verb.callback([hold, &request] { request = {{"do", "release"}, {"hold", *hold}}; });
 }
 
@@ -207,7 +190,7 @@ void addWaitVerb(CLI::App& program, Json& request)
     advised.add_option("N", wait->count, "how many")->required()->type_name("");
     advised.callback([wait] { wait->request = {{"do", "wait"}, {"for", "advised"}, {"count", wait->count}}; });
     CLI::App& held = *verb.add_subcommand("held", "a call is held");
-    addPlace(held, "NAME", wait->hold, "the name in the plan's --hold");
+    addWord(held, "NAME", wait->hold, "the name in the plan's --hold");
     held.callback([wait] { wait->request = {{"do", "wait"}, {"for", "held"}, {"hold", wait->hold}}; });
 
     verb.final_callback(
@@ -255,7 +238,7 @@ void addRunVerbs(CLI::App& program, Json& request)
     addReleaseVerb(program, request);
     addWaitVerb(program, request);
     addJournalVerb(program, request);
-    CLI::App& subscriptions = *program.add_subcommand("subscriptions", "who is told of what");
+    CLI::App& subscriptions = *program.add_subcommand("subscriptions", "who is notified of what");
     subscriptions.callback([&request] { request = {{"do", "subscriptions"}}; });
 }
 } // namespace sandboxctl

@@ -16,7 +16,7 @@ void addMailboxVerbs(CLI::App& program, Json& request);
 /// inject, batch, plan, release, wait, journal, subscriptions.
 void addRunVerbs(CLI::App& program, Json& request);
 
-/// Lets a verb have another behind it. The parser is not told that there must be one: it would say so of a verb that is
+/// Lets a verb have another behind it. The parser doesn't know that there must be one: it would say so of a verb that is
 /// misspelt, instead of naming it.
 inline void takeVerb(CLI::App& verb)
 {
@@ -40,9 +40,9 @@ inline void requireVerb(CLI::App& verb)
         });
 }
 
-/// The place of the object that a verb is about, a required word; borrows `place` for as long as the program.
-inline CLI::Option* addPlace(CLI::App& verb, const std::string& name, std::string& place, const std::string& help)
+/// A required word of a verb; borrows `value` for as long as the program.
+inline CLI::Option* addWord(CLI::App& verb, const std::string& name, std::string& value, const std::string& help)
 {
-    return verb.add_option(name, place, help)->required()->type_name("");
+    return verb.add_option(name, value, help)->required()->type_name("");
 }
 } // namespace sandboxctl

@@ -1,4 +1,4 @@
-// main.cpp of sandboxctl: sends a running sandbox one request, and prints its answer. docs/sandbox-control.md tells the
+// main.cpp of sandboxctl: sends a running sandbox one request, and prints its answer. docs/sandbox-control.md lists the
 // verbs and the exit statuses.
 #include <windows.h>
 
@@ -7,11 +7,10 @@
 #include <vector>
 
 #include "sandbox/control/ControlClient.h"
-#include "sandbox/control/PipeName.h"
+#include "sandbox/control/LinePipe.h"
 #include "sandbox/ctl/AnswerText.h"
 #include "sandbox/ctl/CommandLine.h"
-#include "sandbox/ctl/StandardOutput.h"
-#include "sandbox/mailbox/model/Text.h"
+#include "sandbox/ctl/Streams.h"
 
 namespace
 {
@@ -46,7 +45,7 @@ Status run(const Command& command, const std::wstring& pipe)
     }
     catch (const std::exception& error)
     {
-        return fail(Status::NoAnswer, error.what());
+        return fail(Status::NoAnswer, "no sandbox answers at " + toUtf8(sandbox::pipePath(pipe)) + ": " + error.what());
     }
 }
 
@@ -55,14 +54,14 @@ Status runCommandLine(std::vector<std::string> words)
     const CommandLine line = readCommandLine(std::move(words));
     if (line.status != Status::Done)
         return fail(line.status,
-                    line.text + "\nsandboxctl --help lists the verbs; sandboxctl VERB --help tells what one takes.");
+                    line.text + "\nsandboxctl --help lists the verbs; sandboxctl VERB --help says what one takes.");
     if (!line.command)
     {
         writeTo(STD_OUTPUT_HANDLE, line.text);
         return Status::Done;
     }
     if (line.command->pipe)
-        return run(*line.command, sandbox::toWide(*line.command->pipe));
+        return run(*line.command, toWide(*line.command->pipe));
     if (const auto pipe = sandbox::controlPipeName())
         return run(*line.command, *pipe);
     return fail(Status::BadCommandLine, "which sandbox? Neither --pipe nor LINKWELL_SANDBOX_CONTROL names a pipe");
@@ -73,6 +72,6 @@ extern "C" int wmain(int count, wchar_t** arguments)
 {
     std::vector<std::string> words;
     for (int index = 1; index < count; ++index)
-        words.push_back(sandbox::toUtf8(arguments[index]));
+        words.push_back(toUtf8(arguments[index]));
     return static_cast<int>(runCommandLine(std::move(words)));
 }

@@ -2,11 +2,9 @@
 
 #include <string_view>
 
-#include "sandbox/dll/ControlService.h"
+#include "sandbox/runtime/delivery/ThreadQueue.h"
 #include "sandbox/runtime/record/Ledger.h"
 #include "sandbox/runtime/record/Memory.h"
-#include "sandbox/runtime/Runtime.h"
-#include "sandbox/runtime/delivery/ThreadQueue.h"
 
 namespace
 {
@@ -32,14 +30,12 @@ void writeReport() noexcept
 
 BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void* processEnds)
 {
-    if (reason == DLL_PROCESS_ATTACH)
-        sandbox::Runtime::instance().accompanyBy(sandbox::control::begin, sandbox::control::end);
     if (reason == DLL_THREAD_DETACH)
         sandbox::ThreadQueue::threadEnds();
     if (reason != DLL_PROCESS_DETACH)
         return TRUE;
     if (processEnds != nullptr)
-        sandbox::ledger::beLastThread();
+        sandbox::ledger::setProcessEnding();
     else
         sandbox::ThreadQueue::moduleEnds();
     sandbox::memory::inspect();

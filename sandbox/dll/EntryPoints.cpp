@@ -2,15 +2,13 @@
 
 #include <objbase.h>
 
-#include <cstddef>
-
+#include "sandbox/dll/ControlLifetime.h"
 #include "sandbox/runtime/Runtime.h"
-#include "sandbox/runtime/delivery/AdviseSinkWrapper.h"
-#include "sandbox/runtime/objects/MapiFailure.h"
+#include "sandbox/runtime/objects/AdviseSinkWrapper.h"
 #include "sandbox/runtime/objects/SessionObject.h"
-#include "sandbox/runtime/record/Call.h"
 #include "sandbox/runtime/record/Ledger.h"
 #include "sandbox/runtime/record/Memory.h"
+#include "sandbox/runtime/record/PropertyMemory.h"
 
 namespace
 {
@@ -22,10 +20,10 @@ struct InitParameters
     ULONG version;
     ULONG flags;
 };
-constexpr ULONG s_noCoInit = 0x8; // MAPI_NO_COINIT
-constexpr ULONG s_initFlags = s_noCoInit | 0x1 /* MAPI_MULTITHREAD_NOTIFICATIONS */ | 0x10000 /* MAPI_NT_SERVICE */;
+constexpr ULONG noCoInit = 0x8; // MAPI_NO_COINIT
+constexpr ULONG initFlags = noCoInit | 0x1 /* MAPI_MULTITHREAD_NOTIFICATIONS */ | 0x10000 /* MAPI_NT_SERVICE */;
 
-constexpr ULONG s_logonFlags =
+constexpr ULONG logonFlags =
     MAPI_UNICODE | MAPI_LOGON_UI | MAPI_NEW_SESSION | MAPI_EXTENDED | MAPI_USE_DEFAULT | 0x4 /* MAPI_APP_PROFILE */ |
     0x8 /* MAPI_ALLOW_OTHERS */ | 0x10 /* MAPI_EXPLICIT_PROFILE */ | 0x1000 /* MAPI_FORCE_DOWNLOAD */ |
     0x2000 /* MAPI_SERVICE_UI_ALWAYS */ | 0x8000 /* MAPI_NO_MAIL */ | 0x10000 /* MAPI_NT_SERVICE */ |
@@ -70,7 +68,7 @@ HRESULT serveFlat(const char* name, Describe&& describe, Work&& work) noexcept
 [[nodiscard]] Arguments describe(const InitParameters* parameters)
 {
     if (parameters == nullptr)
-        return {};
+        return noArguments();
     return {{"ulVersion", hexText(parameters->version)}, {"ulFlags", hexText(parameters->flags)}};
 }
 
@@ -79,10 +77,12 @@ void initialize(const InitParameters* parameters)
     if (parameters != nullptr)
         require(parameters->version == 0);
     const ULONG flags = parameters != nullptr ? parameters->flags : 0;
-    requireFlags(flags, s_initFlags);
-    if ((flags & s_noCoInit) == 0 && SUCCEEDED(CoInitialize(nullptr)))
+    requireFlags(flags, initFlags);
+    if ((flags & noCoInit) == 0 && SUCCEEDED(CoInitialize(nullptr)))
         ++s_comInitializations;
     Runtime::instance().initialize();
+    ControlLifetime::instance()
+        .update(); // not only the first time: nobody comes back from here before the pipe is there
 }
 } // namespace
 
@@ -118,6 +118,8 @@ void STDAPICALLTYPE MAPIUninitialize()
                 {
                     if (!Runtime::instance().uninitialize())
                         ledger::noteMisuse("the runtime was not initialised", Call::current());
+                    ControlLifetime::instance().update();
+                    Runtime::instance().forgetUnusedFile();
                     if (s_comInitializations != 0)
                     {
                         --s_comInitializations;
@@ -142,7 +144,7 @@ HRESULT STDAPICALLTYPE MAPILogonEx(ULONG_PTR window, void* profile, void* passwo
         {
             require(session != nullptr);
             *session = nullptr;
-            requireFlags(flags, s_logonFlags);
+            requireFlags(flags, logonFlags);
             require((flags & MAPI_EXTENDED) != 0); // there is no other interface here
             if (!mailbox)
             {
@@ -187,20 +189,7 @@ ULONG STDAPICALLTYPE MAPIFreeBuffer(void* block)
 
 void STDAPICALLTYPE FreeProws(SRowSet* rows)
 {
-    (void)serve("FreeProws", noTarget, Unrecorded(),
-                [rows]
-                {
-                    if (rows == nullptr)
-                        return S_OK;
-                    // Only of a block of our own can it be known that there are as many rows as it says.
-                    if (memory::isRoot(rows, sizeof(SRowSet)) &&
-                        memory::isRoot(rows, offsetof(SRowSet, aRow) + std::size_t(rows->cRows) * sizeof(SRow)))
-                    {
-                        for (ULONG index = 0; index < rows->cRows; ++index)
-                            (void)memory::free(rows->aRow[index].lpProps);
-                    }
-                    return memory::free(rows);
-                });
+    (void)serve("FreeProws", noTarget, Unrecorded(), [rows] { return freeRows(rows); });
 }
 
 HRESULT STDAPICALLTYPE HrGetOneProp(IMAPIProp* object, ULONG tag, SPropValue** value)

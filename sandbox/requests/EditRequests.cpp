@@ -2,10 +2,13 @@
 
 #include <algorithm>
 #include <iterator>
+#include <utility>
 #include <vector>
 
-#include "sandbox/requests/RawEvent.h"
 #include "sandbox/mailbox/reading/Places.h"
+#include "sandbox/requests/Listing.h"
+#include "sandbox/requests/RawEvent.h"
+#include "sandbox/requests/ServedMailbox.h"
 
 namespace sandbox
 {
@@ -108,7 +111,7 @@ struct EditRequest
     Json (*make)(JsonObject& request, Mailbox& mailbox, MailboxEdits& edits);
 };
 
-constexpr EditRequest s_requests[] = {
+constexpr EditRequest editRequests[] = {
     {"addContact", addContact},
     {"addFolder", addFolder},
     {"editContact", editContact},
@@ -123,11 +126,44 @@ constexpr EditRequest s_requests[] = {
 
 bool isEdit(std::string_view name)
 {
-    return std::ranges::find(s_requests, name, &EditRequest::name) != std::end(s_requests);
+    return std::ranges::find(editRequests, name, &EditRequest::name) != std::end(editRequests);
 }
 
 Json makeEdit(std::string_view name, JsonObject& request, Mailbox& mailbox, MailboxEdits& edits)
 {
-    return std::ranges::find(s_requests, name, &EditRequest::name)->make(request, mailbox, edits);
+    return std::ranges::find(editRequests, name, &EditRequest::name)->make(request, mailbox, edits);
+}
+
+namespace
+{
+[[nodiscard]] Json answerOne(const Json& json, const std::string& path, Mailbox& mailbox, MailboxEdits& edits)
+{
+    JsonObject request(json, path);
+    const std::string& name = requireText(request.require("do"), request.pathOf("do"));
+    Json answer;
+    if (isEdit(name))
+        answer = makeEdit(name, request, mailbox, edits);
+    else if (name == "list")
+        answer = listItems(request, mailbox);
+    else
+        failAt(request.pathOf("do"), "a batch has no request '" + name + "'; it has edits, injections and lists");
+    answer["ok"] = true;
+    return answer;
+}
+} // namespace
+
+Json answerBatch(JsonObject& request, HANDLE)
+{
+    const std::string path = request.pathOf("requests");
+    const Json& requests = requireList(request.require("requests"), path);
+    request.finish();
+    Json answers = Json::array();
+    return editServedMailbox(
+        [&](Mailbox& mailbox, MailboxEdits& edits)
+        {
+            for (const Json& one : requests)
+                answers.push_back(answerOne(one, elementPath(path, answers.size()), mailbox, edits));
+            return Json{{"answers", std::move(answers)}};
+        });
 }
 } // namespace sandbox

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "mapiabi/MapiTags.h"
-#include "sandbox/mailbox/reading/Places.h"
 #include "sandbox/mailbox/model/Text.h"
+#include "sandbox/mailbox/reading/Places.h"
 
 namespace sandbox
 {
@@ -79,17 +79,17 @@ void putText(Json& item, const char* key, const std::optional<Property>& propert
 
 Json listItems(JsonObject& request, const Mailbox& mailbox)
 {
-    const Json* place = request.find("place");
+    const Json* objectPath = request.find("path");
     request.finish();
     Json items = Json::array();
-    if (place == nullptr)
+    if (objectPath == nullptr)
     {
         for (const std::shared_ptr<Store>& store : mailbox.stores())
             items.push_back(storeItem(*store));
         return Json{{"items", std::move(items)}};
     }
-    const std::string path = request.pathOf("place");
-    const std::shared_ptr<MailboxObject> object = objectAt(mailbox, *place, path);
+    const std::string path = request.pathOf("path");
+    const std::shared_ptr<MailboxObject> object = objectAt(mailbox, *objectPath, path);
     switch (object->type())
     {
     case MAPI_STORE:

@@ -16,7 +16,7 @@ struct NamedNumber
     ULONG number;
 };
 
-constexpr NamedNumber s_eventTypes[] = {
+constexpr NamedNumber eventTypes[] = {
     {"fnevCriticalError", fnevCriticalError},   {"fnevNewMail", fnevNewMail},
     {"fnevObjectCreated", fnevObjectCreated},   {"fnevObjectDeleted", fnevObjectDeleted},
     {"fnevObjectModified", fnevObjectModified}, {"fnevObjectMoved", fnevObjectMoved},
@@ -24,7 +24,7 @@ constexpr NamedNumber s_eventTypes[] = {
     {"fnevTableModified", fnevTableModified},
 };
 
-constexpr NamedNumber s_objectTypes[] = {
+constexpr NamedNumber objectTypes[] = {
     {"MAPI_STORE", MAPI_STORE},
     {"MAPI_ADDRBOOK", 2},
     {"MAPI_FOLDER", MAPI_FOLDER},
@@ -91,8 +91,8 @@ constexpr NamedNumber s_objectTypes[] = {
 {
     const std::optional<ULONG> tag =
         value.is_string() ? propertyTagOf(value.get_ref<const std::string&>()) : std::nullopt;
-    constexpr NamedNumber s_example[] = {{"PR_ENTRYID", 0x0FFF0102}};
-    return tag ? *tag : readNumber(value, path, s_example);
+    constexpr NamedNumber example[] = {{"PR_ENTRYID", 0x0FFF0102}};
+    return tag ? *tag : readNumber(value, path, example);
 }
 } // namespace
 
@@ -100,8 +100,8 @@ StoreEvent readRawEvent(const Mailbox& mailbox, const Json& json, const std::str
 {
     JsonObject notification(json, path);
     StoreEvent event;
-    event.type = readNumber(notification.require("event"), notification.pathOf("event"), s_eventTypes);
-    event.objectType = readNumber(notification.require("objectType"), notification.pathOf("objectType"), s_objectTypes);
+    event.type = readNumber(notification.require("event"), notification.pathOf("event"), eventTypes);
+    event.objectType = readNumber(notification.require("objectType"), notification.pathOf("objectType"), objectTypes);
     event.entryId = readId(mailbox, notification, "entryId");
     event.parentId = readId(mailbox, notification, "parentId");
     event.oldId = readId(mailbox, notification, "oldId");

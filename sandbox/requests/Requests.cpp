@@ -6,13 +6,10 @@
 #include <utility>
 
 #include "sandbox/mailbox/reading/JsonText.h"
-#include "sandbox/requests/BatchRequest.h"
 #include "sandbox/requests/EditRequests.h"
-#include "sandbox/requests/JournalRequests.h"
 #include "sandbox/requests/Listing.h"
-#include "sandbox/requests/PlanRequests.h"
+#include "sandbox/requests/RunRequests.h"
 #include "sandbox/requests/ServedMailbox.h"
-#include "sandbox/requests/WaitRequests.h"
 
 namespace sandbox
 {
@@ -32,7 +29,7 @@ struct Request
 };
 
 // Beside the edits.
-constexpr Request s_requests[] = {
+constexpr Request requests[] = {
     {"list", list},
     {"batch", answerBatch},
     {"plan", answerPlan},
@@ -51,8 +48,8 @@ constexpr Request s_requests[] = {
     if (isEdit(name))
         return editServedMailbox([&](Mailbox& mailbox, MailboxEdits& edits)
                                  { return makeEdit(name, request, mailbox, edits); });
-    const auto* known = std::ranges::find(s_requests, name, &Request::name);
-    if (known == std::end(s_requests))
+    const auto* known = std::ranges::find(requests, name, &Request::name);
+    if (known == std::end(requests))
         failAt(request.pathOf("do"), "there is no request '" + name + "'");
     return known->answer(request, stop);
 }

@@ -1,4 +1,4 @@
-// Requests.h: what a request over the control channel does. docs/sandbox-control.md tells the requests.
+// Requests.h: what a request over the control channel does. docs/sandbox-control.md describes them.
 #pragma once
 
 #include <windows.h>

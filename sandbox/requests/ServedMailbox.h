@@ -13,7 +13,7 @@ namespace sandbox
 /// The mailbox that new sessions see; never null. Throws MailboxError, in words for the person who asks, if there is none.
 [[nodiscard]] std::shared_ptr<Mailbox> servedMailbox();
 
-/// Makes edits of the served mailbox, all or, if `work` throws, none, and tells those who watch it afterwards, when the
-/// mailbox is no longer locked. Gives what `work` gives.
+/// Makes edits of the served mailbox, all or, if `work` throws, none, and notifies those who watch it afterwards, when
+/// the mailbox is no longer locked. Gives what `work` gives.
 Json editServedMailbox(const std::function<Json(Mailbox&, MailboxEdits&)>& work);
 } // namespace sandbox

@@ -3,12 +3,10 @@
 #include <windows.h>
 
 #include <exception>
-#include <filesystem>
 #include <utility>
 
 #include "sandbox/mailbox/model/Text.h"
 #include "sandbox/mailbox/reading/MailboxReader.h"
-#include "sandbox/runtime/Environment.h"
 #include "sandbox/runtime/record/Ledger.h"
 #include "sandbox/runtime/record/Plans.h"
 
@@ -16,6 +14,14 @@ namespace sandbox
 {
 namespace
 {
+/// LINKWELL_SANDBOX_MAILBOX; empty if it is not set.
+[[nodiscard]] std::wstring mailboxPath()
+{
+    std::wstring path(32768, L'\0'); // the most that a variable can have
+    path.resize(GetEnvironmentVariableW(L"LINKWELL_SANDBOX_MAILBOX", path.data(), static_cast<DWORD>(path.size())));
+    return path;
+}
+
 void addPlans(const Mailbox& mailbox)
 {
     for (const Plan& plan : mailbox.plans())
@@ -47,32 +53,18 @@ std::string Runtime::failure()
 
 void Runtime::initialize()
 {
-    {
-        const std::lock_guard lock(m_mutex);
-        ++m_initializations;
-        ++ledger::initializations();
-    }
-    // Not only the first time: nobody comes back from here before it runs.
-    m_companion.follow([this] { return isInitialized(); });
+    const std::lock_guard lock(m_mutex);
+    ++m_initializations;
+    ++ledger::initializations();
 }
 
 bool Runtime::uninitialize()
 {
-    bool isLast = false;
-    {
-        const std::lock_guard lock(m_mutex);
-        if (m_initializations == 0)
-            return false;
-        --ledger::initializations();
-        isLast = --m_initializations == 0;
-    }
-    if (isLast)
-    {
-        m_companion.follow([this] { return isInitialized(); });
-        const std::lock_guard lock(m_mutex);
-        if (m_initializations == 0) // unless another thread has initialised it meanwhile, with this mailbox
-            forgetFile();
-    }
+    const std::lock_guard lock(m_mutex);
+    if (m_initializations == 0)
+        return false;
+    --m_initializations;
+    --ledger::initializations();
     return true;
 }
 
@@ -80,6 +72,13 @@ bool Runtime::isInitialized()
 {
     const std::lock_guard lock(m_mutex);
     return m_initializations != 0;
+}
+
+void Runtime::forgetUnusedFile()
+{
+    const std::lock_guard lock(m_mutex);
+    if (m_initializations == 0)
+        forgetFile();
 }
 
 void Runtime::give(std::shared_ptr<Mailbox> mailbox)
@@ -96,15 +95,15 @@ void Runtime::give(std::shared_ptr<Mailbox> mailbox)
 
 void Runtime::load()
 {
-    const std::optional<std::wstring> path = mailboxPath();
-    if (!path)
+    const std::wstring path = mailboxPath();
+    if (path.empty())
     {
         m_failure = "no mailbox: LINKWELL_SANDBOX_MAILBOX names no file";
         return;
     }
     try
     {
-        m_fromFile = readMailboxFile(std::filesystem::path(*path));
+        m_fromFile = readMailboxFile(path);
         if (m_hasRead)
             plans::clear(); // those of a client that has ended; the file's come anew
         m_hasRead = true;
@@ -112,7 +111,7 @@ void Runtime::load()
     }
     catch (const std::exception& error)
     {
-        m_failure = toUtf8(*path) + ": " + error.what();
+        m_failure = toUtf8(path) + ": " + error.what();
     }
 }
 

@@ -7,7 +7,6 @@
 #include <string>
 
 #include "sandbox/mailbox/model/Mailbox.h"
-#include "sandbox/runtime/Companion.h"
 
 namespace sandbox
 {
@@ -23,15 +22,14 @@ public:
     /// Why there is no mailbox, for a person; empty if there is one.
     [[nodiscard]] std::string failure();
 
-    /// What runs beside the runtime: `begin` is called during the first MAPIInitialize, `end` during the last
-    /// MAPIUninitialize, one at a time and with no lock held. To be told before the first MAPIInitialize.
-    void accompanyBy(Companion::Step begin, Companion::Step end) noexcept { m_companion.set(begin, end); }
-
     /// MAPIInitialize: counts one more. The mailbox must have been asked for before.
     void initialize();
     /// MAPIUninitialize; false if there was nothing to end.
     bool uninitialize();
     [[nodiscard]] bool isInitialized();
+    /// Forgets the mailbox of the file, unless the runtime is initialised. To be called behind the last MAPIUninitialize,
+    /// when nothing uses the mailbox any more.
+    void forgetUnusedFile();
 
     /// Serves this mailbox from now on, to sessions that begin later, instead of that of the file; null goes back to the
     /// file.
@@ -48,7 +46,6 @@ private:
     std::shared_ptr<Mailbox> m_fromFile;
     bool m_hasRead = false; // a mailbox file, at some time
     std::string m_failure;
-    Companion m_companion;
 };
 
 /// A line on standard error, UTF-8.

@@ -7,7 +7,6 @@
 #include <chrono>
 #include <functional>
 #include <future>
-#include <optional>
 #include <string>
 
 #include "sandbox/control/ControlServer.h"
@@ -22,7 +21,6 @@ using sandbox::NoAnswer;
 using sandbox::Refusal;
 using sandboxtest::RecordingHandler;
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::ThrowsMessage;
 
 namespace
@@ -31,7 +29,6 @@ class ControlClientTest : public testing::Test
 {
 protected:
     const std::wstring m_name = support::uniqueName(L"LinkwellControl");
-    const std::string m_narrowName{m_name.begin(), m_name.end()};
 };
 } // namespace
 
@@ -56,14 +53,6 @@ TEST_F(ControlClientTest, ThrowsTheWordsOfARefusal)
     EXPECT_THAT([&] { client.request({{"do", "list"}}); }, ThrowsMessage<Refusal>("there is no 'Mailbox/Nobody'"));
 }
 
-TEST_F(ControlClientTest, GivesAnAnswerAsItStands)
-{
-    RecordingHandler handler(std::string("{ \"ok\" : false }"));
-    const ControlServer server(m_name, std::ref(handler));
-    EXPECT_EQ(ControlClient(m_name, support::deadline).exchange("anything"), "{ \"ok\" : false }");
-    EXPECT_THAT(handler.requests(), ElementsAre("anything"));
-}
-
 TEST_F(ControlClientTest, ReadsLongAnswers)
 {
     const std::string answer = R"({"ok":true,"items":")" + std::string(20'000'000, 'x') + "\"}";
@@ -72,50 +61,42 @@ TEST_F(ControlClientTest, ReadsLongAnswers)
     EXPECT_TRUE(ControlClient(m_name, support::deadline).exchange("list") == answer);
 }
 
-TEST_F(ControlClientTest, TellsWhatIsNoAnswer)
+TEST_F(ControlClientTest, SaysWhatIsNoAnswer)
 {
     for (const char* answer : {"", "nonsense", "[]", "{}", R"({"ok":1})"})
     {
         RecordingHandler handler{std::string(answer)};
         const ControlServer server(m_name, std::ref(handler));
         ControlClient client(m_name, support::deadline);
-        EXPECT_THAT(
-            [&] {
-                client.request({{"do", "list"}});
-            },
-            ThrowsMessage<NoAnswer>(std::string("this is no answer of a sandbox: ") + answer));
+        EXPECT_THAT([&] { client.request({{"do", "list"}}); },
+                    ThrowsMessage<NoAnswer>(std::string("this is no answer of a sandbox: ") + answer));
     }
 }
 
-TEST_F(ControlClientTest, TellsWhenTheSandboxGoesBeforeItAnswers)
+TEST_F(ControlClientTest, SaysWhenTheSandboxGoesBeforeItAnswers)
 {
     RecordingHandler handler([](const std::string&, HANDLE) -> std::string { throw std::runtime_error("gone"); });
     const ControlServer server(m_name, std::ref(handler));
     ControlClient client(m_name, support::deadline);
-    EXPECT_THAT(
-        [&] {
-            client.request({{"do", "list"}});
-        },
-        ThrowsMessage<NoAnswer>("the sandbox has gone before it answered"));
+    EXPECT_THAT([&] { client.request({{"do", "list"}}); },
+                ThrowsMessage<NoAnswer>("the sandbox has gone before it answered"));
 }
 
-TEST_F(ControlClientTest, TellsWhenThereIsNoPipe)
+TEST_F(ControlClientTest, SaysWhenThereIsNoPipe)
 {
-    EXPECT_THAT(
-        [&] { const ControlClient client(m_name, 0ms); },
-        ThrowsMessage<NoAnswer>("no sandbox answers at \\\\.\\pipe\\" + m_narrowName + ": there is no such pipe"));
+    EXPECT_THAT([&] { const ControlClient client(m_name, 0ms); }, ThrowsMessage<NoAnswer>("there is no such pipe"));
     const auto start = std::chrono::steady_clock::now();
     EXPECT_THROW(ControlClient(m_name, 50ms), NoAnswer);
     EXPECT_GE(std::chrono::steady_clock::now() - start, 50ms);
 }
 
-TEST_F(ControlClientTest, TellsWhenThePipeIsNotFree)
+TEST_F(ControlClientTest, SaysWhenThePipeIsNotFree)
 {
     RecordingHandler handler(std::string("{}"));
     const ControlServer server(m_name, std::ref(handler));
     const ControlClient first(m_name, support::deadline);
     EXPECT_THAT([&] { const ControlClient client(m_name, 20ms); },
-                ThrowsMessage<NoAnswer>(HasSubstr(": it serves somebody else")));
+                ThrowsMessage<NoAnswer>(std::string("the pipe serves somebody else")));
 }
 
 TEST_F(ControlClientTest, WaitsUntilThePipeIsThere)
@@ -131,23 +112,4 @@ TEST_F(ControlClientTest, WaitsUntilThePipeIsThere)
     RecordingHandler handler(std::string("welcome"));
     const ControlServer server(m_name, std::ref(handler));
     EXPECT_EQ(client.get(), "welcome");
-}
-
-TEST_F(ControlClientTest, WaitsUntilThePipeIsFree)
-{
-    RecordingHandler handler([](const std::string& request, HANDLE) { return request; });
-    const ControlServer server(m_name, std::ref(handler));
-    std::optional<ControlClient> first(std::in_place, m_name, support::deadline);
-    std::promise<void> begun;
-    auto second = std::async(std::launch::async,
-                             [&]
-                             {
-                                 begun.set_value();
-                                 return ControlClient(m_name, support::deadline).exchange("second");
-                             });
-    begun.get_future().wait();
-    EXPECT_EQ(first->exchange("first"), "first");
-    first.reset();
-    EXPECT_EQ(second.get(), "second");
-    EXPECT_THAT(handler.requests(), ElementsAre("first", "second"));
 }

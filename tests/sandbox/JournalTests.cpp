@@ -1,40 +1,61 @@
-// The journal: which calls are in it, in which order, and how it tells their arguments.
-#include <algorithm>
-#include <chrono>
+// The journal: which calls are in it, in which order, and how it writes their arguments.
 #include <thread>
 
 #include "tests/sandbox/NotifyTest.h"
 
 using namespace sandboxtest;
 using sandbox::Bytes;
+using sandbox::Json;
 using testing::StartsWith;
 
 namespace
 {
-constexpr const char* s_mailbox =
+constexpr const char* mailbox =
     R"({"stores":[{"name":"A","entryId":"00000000AA","folders":[
         {"name":"F","entryId":"00000000F0","messages":[{"entryId":"00000000A1"}]}]}]})";
 
-class JournalTest : public SandboxTest
+class JournalTest : public NotifyTest
 {
 protected:
-    JournalTest() : m_session(logonTo(s_mailbox)), m_store(openStore(m_session))
+    JournalTest()
     {
+        openOn(mailbox);
         m_folder = IMAPIFolderPtr(openEntry(m_store.GetInterfacePtr(), Bytes{0, 0, 0, 0, 0xF0}));
         m_table = contentsTable(m_folder);
-        dll.sandboxStartJournal();
+        dll.startJournal();
+    }
+    ~JournalTest() override
+    {
+        m_table = nullptr;
+        m_folder = nullptr;
     }
 
-    /// What came in since the last time.
-    std::string news()
+    /// What stands in it, a line for each call: "<thread> <call> [on <identifier>] <arguments> = <result>".
+    std::string journal(bool clears = false)
     {
-        const std::string text = dll.journal();
-        dll.sandboxClearJournal();
+        const Json answer = dll.request({{"do", "journal"}, {"action", "read"}, {"clear", clears}});
+        std::string text;
+        for (const Json& call : answer.at("calls"))
+        {
+            text += call.at("thread").dump() + ' ' + call.at("call").get<std::string>();
+            if (call.contains("on"))
+                text += " on " + call["on"].get<std::string>();
+            text += ' ' + call.at("arguments").dump() + " = " + call.at("result").get<std::string>() + '\n';
+        }
         return text;
     }
+    /// What came in since the last time.
+    std::string news() { return journal(true); }
+    void doJournal(const char* action) { dll.request({{"do", "journal"}, {"action", action}}); }
 
-    IMAPISessionPtr m_session;
-    IMsgStorePtr m_store;
+    void getRowCount()
+    {
+        ULONG count = 0;
+        (void)m_table->GetRowCount(0, &count);
+    }
+    const std::string m_getRowCount = R"( IMAPITable::GetRowCount on 00000000F0 {"ulFlags":"0x0"} = 0x0)"
+                                      "\n";
+
     IMAPIFolderPtr m_folder;
     IMAPITablePtr m_table;
 };
@@ -44,27 +65,26 @@ protected:
 
 TEST_F(JournalTest, HasTheCallsWhileItIsOn)
 {
-    ULONG count = 0;
-    (void)m_table->GetRowCount(0, &count);
-    dll.sandboxStopJournal();
-    (void)m_table->GetRowCount(1, &count);
-    EXPECT_EQ(dll.journal(), "1 IMAPITable::GetRowCount on 00000000F0 {ulFlags: \"0x0\"} = \"0x0\"\n");
-    dll.sandboxStartJournal();
-    (void)m_table->GetRowCount(1, &count);
-    EXPECT_EQ(dll.journal(), "1 IMAPITable::GetRowCount on 00000000F0 {ulFlags: \"0x0\"} = \"0x0\"\n"
-                             "1 IMAPITable::GetRowCount on 00000000F0 {ulFlags: \"0x1\"} = \"0x0\"\n");
-    dll.sandboxClearJournal();
-    EXPECT_EQ(dll.journal(), "");
+    getRowCount();
+    doJournal("stop");
+    getRowCount();
+    EXPECT_EQ(journal(), "1" + m_getRowCount);
+    doJournal("start");
+    getRowCount();
+    EXPECT_EQ(journal(), "1" + m_getRowCount + "1" + m_getRowCount);
+    doJournal("clear");
+    EXPECT_EQ(journal(), "");
+    EXPECT_EQ(refused({{"do", "journal"}, {"action", "burn"}}),
+              "/action: must be \"start\", \"stop\", \"clear\" or \"read\"");
+    EXPECT_THAT(refused({{"do", "journal"}, {"action", "stop"}, {"clear", true}}), StartsWith("/clear: unknown key"));
 }
 
 TEST_F(JournalTest, IsOffAndEmptyAfterAReset)
 {
-    ULONG count = 0;
-    (void)m_table->GetRowCount(0, &count);
+    getRowCount();
     dll.sandboxReset();
-    serve(s_mailbox);
-    const IMAPISessionPtr session = logon();
-    EXPECT_EQ(dll.journal(), "");
+    getRowCount();
+    EXPECT_EQ(journal(), "");
 }
 
 TEST_F(JournalTest, HasNoCallThatTheRuntimeMakesOnItsWayAndNoLettingGo)
@@ -77,28 +97,23 @@ TEST_F(JournalTest, HasNoCallThatTheRuntimeMakesOnItsWayAndNoLettingGo)
     SRowSet* rows = nullptr;
     (void)m_table->QueryRows(1, 0, &rows);
     dll.FreeProws(rows);
-    EXPECT_EQ(news(), "1 HrGetOneProp {ulPropTag: \"0x3001001F\"} = \"0x0\"\n"
-                      "1 IMAPITable::QueryRows on 00000000F0 {lRowCount: \"0x1\", ulFlags: \"0x0\"} = \"0x0\"\n");
+    EXPECT_EQ(news(), R"(1 HrGetOneProp {"ulPropTag":"0x3001001F"} = 0x0
+1 IMAPITable::QueryRows on 00000000F0 {"lRowCount":"0x1","ulFlags":"0x0"} = 0x0
+)");
 }
 
-TEST_F(JournalTest, HasWhatIsRefusedAndWhatFails)
+TEST_F(JournalTest, HasWhatIsRefusedPlannedAndFails)
 {
     (void)m_folder->CreateMessage(nullptr, 0, nullptr);
     (void)m_session->QueryIdentity(nullptr, nullptr);
     (void)m_table->GetRowCount(0xF0, nullptr);
-    EXPECT_EQ(news(), "1 IMAPIFolder::CreateMessage on 00000000F0 {} = \"0x80040102\"\n"
-                      "1 IMAPISession::QueryIdentity {} = \"0x80040102\"\n"
-                      "1 IMAPITable::GetRowCount on 00000000F0 {ulFlags: \"0xF0\"} = \"0x80070057\"\n");
-}
-
-TEST_F(JournalTest, HasWhatIsPlanned)
-{
-    const HRESULT busy = mapiResult(0x8004010B);
-    const SandboxPlan plan = {"IMAPISession::Logoff", nullptr, 0, 1, 1, &busy, 0, nullptr};
-    dll.sandboxAddPlan(&plan);
+    dll.plan({{"method", "IMAPISession::Logoff"}, {"result", "0x8004010B"}});
     (void)m_session->Logoff(0, 0, 0);
-    EXPECT_EQ(news(), "1 IMAPISession::Logoff {ulUIParam: \"0x0\", ulFlags: \"0x0\", ulReserved: \"0x0\"} = "
-                      "\"0x8004010B\"\n");
+    EXPECT_EQ(news(), R"(1 IMAPIFolder::CreateMessage on 00000000F0 {} = 0x80040102
+1 IMAPISession::QueryIdentity {} = 0x80040102
+1 IMAPITable::GetRowCount on 00000000F0 {"ulFlags":"0xF0"} = 0x80070057
+1 IMAPISession::Logoff {"ulFlags":"0x0","ulReserved":"0x0","ulUIParam":"0x0"} = 0x8004010B
+)");
 }
 
 TEST_F(JournalTest, HasTheFunctions)
@@ -122,19 +137,19 @@ TEST_F(JournalTest, HasTheFunctions)
     }
     dll.MAPIUninitialize();
     dll.MAPIUninitialize();
-    EXPECT_EQ(news(), "1 MAPIInitialize {ulVersion: \"0x0\", ulFlags: \"0x8\"} = \"0x0\"\n"
-                      "1 MAPIInitialize {} = \"0x0\"\n"
-                      "1 MAPIAllocateBuffer {cbSize: \"0x10\"} = \"0x0\"\n"
-                      "1 MAPIAllocateMore {cbSize: \"0x8\"} = \"0x0\"\n"
-                      "1 MAPILogonEx {ulUIParam: \"0x5\", lpszProfileName: \"Prof\xC3\xADl\", lpszPassword: null, "
-                      "ulFlags: \"0x80000020\"} = \"0x0\"\n"
-                      "1 MAPIUninitialize {} = \"0x0\"\n"
-                      "1 MAPIUninitialize {} = \"0x0\"\n");
+    EXPECT_EQ(news(), R"(1 MAPIInitialize {"ulFlags":"0x8","ulVersion":"0x0"} = 0x0
+1 MAPIInitialize {} = 0x0
+1 MAPIAllocateBuffer {"cbSize":"0x10"} = 0x0
+1 MAPIAllocateMore {"cbSize":"0x8"} = 0x0
+1 MAPILogonEx {"lpszPassword":null,"lpszProfileName":"Profíl","ulFlags":"0x80000020","ulUIParam":"0x5"} = 0x0
+1 MAPIUninitialize {} = 0x0
+1 MAPIUninitialize {} = 0x0
+)");
 }
 
 // ---- Arguments -----------------------------------------------------------------------------------------------------
 
-TEST_F(JournalTest, TellsIdentifiersAndInterfaces)
+TEST_F(JournalTest, WritesIdentifiersAndInterfaces)
 {
     const Bytes id = {0, 0, 0, 0, 0xA1};
     const IID unknown = {0x12345678, 0x9ABC, 0xDEF0, {1, 2, 3, 4, 5, 6, 7, 8}};
@@ -144,41 +159,29 @@ TEST_F(JournalTest, TellsIdentifiersAndInterfaces)
     ULONG same = 0;
     (void)m_session->CompareEntryIDs(5, entryId(id), 0, nullptr, 0, &same);
     (void)m_session->OpenMsgStore(7, 5, entryId(id), &unknown, 1, nullptr);
-    EXPECT_EQ(news(), "1 IMsgStore::OpenEntry on 00000000AA {lpEntryID: \"00000000A1\", lpInterface: \"IID_IMessage\", "
-                      "ulFlags: \"0x10\"} = \"0x0\"\n"
-                      "1 IMAPISession::OpenEntry {lpEntryID: \"\", lpInterface: null, ulFlags: \"0x0\"} = "
-                      "\"0x80070057\"\n"
-                      "1 IMAPISession::CompareEntryIDs {lpEntryID1: \"00000000A1\", lpEntryID2: \"\", "
-                      "ulFlags: \"0x0\"} = \"0x80040107\"\n"
-                      "1 IMAPISession::OpenMsgStore {ulUIParam: \"0x7\", lpEntryID: \"00000000A1\", "
-                      "lpInterface: \"{12345678-9ABC-DEF0-0102-030405060708}\", ulFlags: \"0x1\"} = "
-                      "\"0x80070057\"\n");
+    EXPECT_EQ(
+        news(),
+        R"(1 IMsgStore::OpenEntry on 00000000AA {"lpEntryID":"00000000A1","lpInterface":"IID_IMessage","ulFlags":"0x10"} = 0x0
+1 IMAPISession::OpenEntry {"lpEntryID":"","lpInterface":null,"ulFlags":"0x0"} = 0x80070057
+1 IMAPISession::CompareEntryIDs {"lpEntryID1":"00000000A1","lpEntryID2":"","ulFlags":"0x0"} = 0x80040107
+1 IMAPISession::OpenMsgStore {"lpEntryID":"00000000A1","lpInterface":"{12345678-9ABC-DEF0-0102-030405060708}","ulFlags":"0x1","ulUIParam":"0x7"} = 0x80070057
+)");
 }
 
-TEST_F(JournalTest, TellsQueryInterfaceByTheObject)
+TEST_F(JournalTest, WritesQueryInterfaceByTheObject)
 {
     UnknownPtr object;
     (void)m_store->QueryInterface(IID_IMsgStore, reinterpret_cast<void**>(&object));
-    EXPECT_EQ(news(), "1 IUnknown::QueryInterface on 00000000AA {riid: \"IID_IMsgStore\"} = \"0x0\"\n");
+    EXPECT_EQ(news(), "1 IUnknown::QueryInterface on 00000000AA {\"riid\":\"IID_IMsgStore\"} = 0x0\n");
 }
 
-TEST_F(JournalTest, TellsPropertyTags)
+TEST_F(JournalTest, WritesPropertyTagsAndNames)
 {
     ULONG count = 0;
     SPropValue* values = nullptr;
     (void)m_store->GetProps(Tags{PR_ENTRYID, PR_DISPLAY_NAME_W}, MAPI_UNICODE, &count, &values);
     (void)dll.MAPIFreeBuffer(values);
     (void)m_store->GetProps(nullptr, 0xF, &count, &values);
-    (void)m_table->SetColumns(Tags{PR_ENTRYID}, TBL_BATCH);
-    EXPECT_EQ(news(), "1 IMAPIProp::GetProps on 00000000AA {lpPropTagArray: [\"0xFFF0102\",\"0x3001001F\"], "
-                      "ulFlags: \"0x80000000\"} = \"0x0\"\n"
-                      "1 IMAPIProp::GetProps on 00000000AA {lpPropTagArray: null, ulFlags: \"0xF\"} = \"0x80040106\"\n"
-                      "1 IMAPITable::SetColumns on 00000000F0 {lpPropTagArray: [\"0xFFF0102\"], ulFlags: \"0x2\"} = "
-                      "\"0x0\"\n");
-}
-
-TEST_F(JournalTest, TellsNamedProperties)
-{
     GUID set = {0x00062004, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
     wchar_t text[] = L"Key";
     MAPINAMEID number = {};
@@ -192,10 +195,14 @@ TEST_F(JournalTest, TellsNamedProperties)
     MAPINAMEID* names[] = {&number, &name, nullptr};
     SPropTagArray* tags = nullptr;
     (void)m_store->GetIDsFromNames(3, names, MAPI_CREATE, &tags);
-    EXPECT_EQ(news(), "1 IMAPIProp::GetIDsFromNames on 00000000AA {cPropNames: \"0x3\", lppPropNames: ["
-                      "{\"lID\":\"0x8083\",\"lpguid\":\"{00062004-0000-0000-C000-000000000046}\"},"
-                      "{\"lpguid\":\"{00062004-0000-0000-C000-000000000046}\",\"lpwstrName\":\"Key\"},null], "
-                      "ulFlags: \"0x2\"} = \"0x80070057\"\n");
+    EXPECT_EQ(
+        news(),
+        R"(1 IMAPIProp::GetProps on 00000000AA {"lpPropTagArray":["0xFFF0102","0x3001001F"],"ulFlags":"0x80000000"} = 0x0
+1 IMAPIProp::GetProps on 00000000AA {"lpPropTagArray":null,"ulFlags":"0xF"} = 0x80040106
+1 IMAPIProp::GetIDsFromNames on 00000000AA {"cPropNames":"0x3","lppPropNames":[)"
+        R"({"lID":"0x8083","lpguid":"{00062004-0000-0000-C000-000000000046}"},)"
+        R"({"lpguid":"{00062004-0000-0000-C000-000000000046}","lpwstrName":"Key"},null],"ulFlags":"0x2"} = 0x80070057
+)");
 }
 
 TEST_F(JournalTest, WritesRestrictionsOut)
@@ -204,40 +211,29 @@ TEST_F(JournalTest, WritesRestrictionsOut)
     SPropValue text = {};
     text.ulPropTag = PR_MESSAGE_CLASS_W;
     text.Value.lpszW = wide;
-    BYTE bytes[] = {0xA1, 0x02};
-    SPropValue binary = {};
-    binary.ulPropTag = PR_ENTRYID;
-    binary.Value.bin = {2, bytes};
-    SRestriction parts[4] = {};
-    parts[0].rt = RES_CONTENT;
-    parts[0].res.resContent = {FL_PREFIX | FL_IGNORECASE, PR_MESSAGE_CLASS_W, &text};
-    parts[1].rt = RES_PROPERTY;
-    parts[1].res.resProperty = {RELOP_EQ, PR_ENTRYID, &binary};
-    parts[2].rt = RES_EXIST;
-    parts[2].res.resExist.ulPropTag = PR_ENTRYID;
-    parts[3].rt = RES_BITMASK;
-    parts[3].res.resBitMask = {BMR_NEZ, PR_OBJECT_TYPE, 3};
+    SRestriction parts[2] = {};
+    parts[0].rt = RES_PROPERTY;
+    parts[0].res.resProperty = {RELOP_EQ, PR_MESSAGE_CLASS_W, &text};
+    parts[1].rt = RES_EXIST;
+    parts[1].res.resExist.ulPropTag = PR_ENTRYID;
     SRestriction all = {};
     all.rt = RES_AND;
-    all.res.resAnd = {4, parts};
+    all.res.resAnd = {2, parts};
     SRestriction negated = {};
     negated.rt = RES_NOT;
     negated.res.resNot.lpRes = &all;
-    EXPECT_EQ(m_table->FindRow(&negated, BOOKMARK_BEGINNING, DIR_BACKWARD), S_OK);
-    EXPECT_EQ(m_table->Restrict(nullptr, 0), S_OK);
-    negated.rt = 0x77;
-    EXPECT_EQ(m_table->Restrict(&negated, 0), MAPI_E_TOO_COMPLEX);
-    EXPECT_EQ(news(), "1 IMAPITable::FindRow on 00000000F0 {lpRestriction: {\"lpRes\":{\"lpRes\":["
-                      "{\"lpProp\":{\"Value\":\"IPM.\",\"ulPropTag\":\"0x1A001F\"},\"rt\":\"RES_CONTENT\","
-                      "\"ulFuzzyLevel\":\"0x10002\",\"ulPropTag\":\"0x1A001F\"},"
-                      "{\"lpProp\":{\"Value\":\"A102\",\"ulPropTag\":\"0xFFF0102\"},\"relop\":\"RELOP_EQ\","
-                      "\"rt\":\"RES_PROPERTY\",\"ulPropTag\":\"0xFFF0102\"},"
-                      "{\"rt\":\"RES_EXIST\",\"ulPropTag\":\"0xFFF0102\"},"
-                      "{\"relBMR\":\"BMR_NEZ\",\"rt\":\"RES_BITMASK\",\"ulMask\":\"0x3\",\"ulPropTag\":\"0xFFE0003\"}"
-                      "],\"rt\":\"RES_AND\"},\"rt\":\"RES_NOT\"}, bkOrigin: \"0x0\", ulFlags: \"0x1\"} = \"0x0\"\n"
-                      "1 IMAPITable::Restrict on 00000000F0 {lpRestriction: null, ulFlags: \"0x0\"} = \"0x0\"\n"
-                      "1 IMAPITable::Restrict on 00000000F0 {lpRestriction: {\"rt\":\"0x77\"}, ulFlags: \"0x0\"} = "
-                      "\"0x80040117\"\n");
+    (void)m_table->FindRow(&negated, BOOKMARK_BEGINNING, 0);
+    (void)m_table->Restrict(nullptr, 0);
+    negated.rt = RES_SIZE;
+    (void)m_table->Restrict(&negated, 0);
+    EXPECT_EQ(
+        news(),
+        R"(1 IMAPITable::FindRow on 00000000F0 {"bkOrigin":"0x0","lpRestriction":{"lpRes":{"lpRes":[)"
+        R"({"lpProp":{"Value":"IPM.","ulPropTag":"0x1A001F"},"relop":"RELOP_EQ","rt":"RES_PROPERTY","ulPropTag":"0x1A001F"},)"
+        R"({"rt":"RES_EXIST","ulPropTag":"0xFFF0102"}],"rt":"RES_AND"},"rt":"RES_NOT"},"ulFlags":"0x0"} = 0x0
+1 IMAPITable::Restrict on 00000000F0 {"lpRestriction":null,"ulFlags":"0x0"} = 0x0
+1 IMAPITable::Restrict on 00000000F0 {"lpRestriction":{"rt":"0x7"},"ulFlags":"0x0"} = 0x80040117
+)");
 }
 
 TEST_F(JournalTest, SurvivesARestrictionThatNeverEnds)
@@ -246,87 +242,51 @@ TEST_F(JournalTest, SurvivesARestrictionThatNeverEnds)
     endless.rt = RES_NOT;
     endless.res.resNot.lpRes = &endless;
     EXPECT_EQ(m_table->Restrict(&endless, 0), MAPI_E_TOO_COMPLEX);
-    EXPECT_THAT(news(), StartsWith("1 IMAPITable::Restrict on 00000000F0 {lpRestriction: {\"lpRes\":{\"lpRes\":"));
+    EXPECT_THAT(news(), StartsWith(R"(1 IMAPITable::Restrict on 00000000F0 {"lpRestriction":{"lpRes":{"lpRes":)"));
 }
 
-TEST_F(JournalTest, TellsTheOtherArgumentsOfTables)
-{
-    SSortOrderSet order = {};
-    order.cSorts = 1;
-    order.aSort[0] = {PR_DISPLAY_NAME_W, TABLE_SORT_DESCEND};
-    EXPECT_EQ(m_table->SortTable(&order, 0), S_OK);
-    LONG sought = 0;
-    EXPECT_EQ(m_table->SeekRow(BOOKMARK_END, -1, &sought), S_OK);
-    EXPECT_EQ(m_table->FreeBookmark(0x500000007), MAPI_E_INVALID_BOOKMARK);
-    EXPECT_EQ(news(),
-              "1 IMAPITable::SortTable on 00000000F0 {lpSortCriteria: {\"aSort\":[{\"ulOrder\":\"TABLE_SORT_DESCEND\","
-              "\"ulPropTag\":\"0x3001001F\"}],\"cCategories\":\"0x0\",\"cExpanded\":\"0x0\"}, ulFlags: \"0x0\"} = "
-              "\"0x0\"\n"
-              "1 IMAPITable::SeekRow on 00000000F0 {bkOrigin: \"0x2\", lRowCount: \"0xFFFFFFFF\"} = \"0x0\"\n"
-              "1 IMAPITable::FreeBookmark on 00000000F0 {bkPosition: \"0x500000007\"} = \"0x80040405\"\n");
-}
-
-TEST_F(JournalTest, TellsSubscriptions)
+TEST_F(JournalTest, WritesSubscriptions)
 {
     const RecordingSinkPtr sink = makeSink();
     {
         IMAPIAdviseSinkPtr wrapper;
         (void)dll.HrThisThreadAdviseSink(sink, &wrapper);
         ULONG_PTR first = 0;
-        ULONG_PTR second = 0;
-        const Bytes id = {0, 0, 0, 0, 0xA1};
-        (void)m_store->Advise(0, nullptr, s_allEvents, wrapper, &first);
-        (void)m_store->Advise(5, entryId(id), s_allEvents, sink, &second);
-        ULONG_PTR none = 0;
-        (void)m_store->Advise(0, nullptr, 0, nullptr, &none);
+        (void)m_store->Advise(0, nullptr, allEvents, wrapper, &first);
         (void)m_store->Unadvise(first);
+        (void)m_store->Advise(0, nullptr, 0, nullptr, &first);
     }
-    EXPECT_EQ(news(), "1 HrThisThreadAdviseSink {lpAdviseSink: \"unwrapped\"} = \"0x0\"\n"
-                      "1 IMsgStore::Advise on 00000000AA {lpEntryID: \"\", ulEventMask: \"0xFC\", "
-                      "lpAdviseSink: \"wrapped\"} = \"0x0\"\n"
-                      "1 IMsgStore::Advise on 00000000AA {lpEntryID: \"00000000A1\", ulEventMask: \"0xFC\", "
-                      "lpAdviseSink: \"unwrapped\"} = \"0x0\"\n"
-                      "1 IMsgStore::Advise on 00000000AA {lpEntryID: \"\", ulEventMask: \"0x0\", lpAdviseSink: null} = "
-                      "\"0x80070057\"\n"
-                      "1 IMsgStore::Unadvise on 00000000AA {ulConnection: \"0x500000001\"} = \"0x0\"\n");
-    EXPECT_EQ(m_store->Unadvise(0x500000002), S_OK);
+    EXPECT_EQ(news(), R"(1 HrThisThreadAdviseSink {"lpAdviseSink":"unwrapped"} = 0x0
+1 IMsgStore::Advise on 00000000AA {"lpAdviseSink":"wrapped","lpEntryID":"","ulEventMask":"0xFC"} = 0x0
+1 IMsgStore::Unadvise on 00000000AA {"ulConnection":"0x500000001"} = 0x0
+1 IMsgStore::Advise on 00000000AA {"lpAdviseSink":null,"lpEntryID":"","ulEventMask":"0x0"} = 0x80070057
+)");
 }
 
 // ---- Order and threads ---------------------------------------------------------------------------------------------
 
 TEST_F(JournalTest, KeepsTheOrderInWhichCallsBegan)
 {
-    const SandboxPlan plan = {"IMAPITable::QueryPosition", nullptr, 0, 1, 1, nullptr, 0, "gate"};
-    dll.sandboxAddPlan(&plan);
-    std::thread caller(
-        [&]
-        {
-            ULONG row = 0;
-            ULONG numerator = 0;
-            ULONG denominator = 0;
-            (void)m_table->QueryPosition(&row, &numerator, &denominator);
-        });
-    const auto deadline = std::chrono::milliseconds(support::deadline);
-    EXPECT_EQ(dll.sandboxWaitUntilHeld("gate", static_cast<unsigned>(deadline.count()), nullptr), 1);
-    ULONG count = 0;
-    (void)m_table->GetRowCount(0, &count);
-    const std::string second = "1 IMAPITable::GetRowCount on 00000000F0 {ulFlags: \"0x0\"} = \"0x0\"\n";
-    EXPECT_EQ(dll.journal(), second); // the first has not ended
-    EXPECT_EQ(dll.sandboxReleaseHold("gate"), 1);
+    dll.plan({{"method", "IMAPITable::SetColumns"}, {"hold", "gate"}});
+    std::thread caller([&] { (void)m_table->SetColumns(Tags{PR_ENTRYID}, TBL_BATCH); });
+    dll.waitUntilHeld("gate");
+    getRowCount();
+    EXPECT_EQ(journal(), "1" + m_getRowCount); // the first has not ended
+    dll.release("gate");
     caller.join();
-    EXPECT_EQ(dll.journal(), "2 IMAPITable::QueryPosition on 00000000F0 {} = \"0x0\"\n" + second);
+    EXPECT_EQ(journal(),
+              R"(2 IMAPITable::SetColumns on 00000000F0 {"lpPropTagArray":["0xFFF0102"],"ulFlags":"0x2"} = 0x0
+1)" + m_getRowCount);
 }
 
 TEST_F(JournalTest, NumbersThreadsByTheirFirstCallAlsoWhileItIsOff)
 {
-    dll.sandboxStopJournal();
-    ULONG count = 0;
-    std::thread([&] { (void)m_table->GetRowCount(0, &count); }).join();
-    dll.sandboxStartJournal();
-    std::thread([&] { (void)m_table->GetRowCount(0, &count); }).join();
-    (void)m_table->GetRowCount(0, &count);
-    EXPECT_EQ(news(), "3 IMAPITable::GetRowCount on 00000000F0 {ulFlags: \"0x0\"} = \"0x0\"\n"
-                      "1 IMAPITable::GetRowCount on 00000000F0 {ulFlags: \"0x0\"} = \"0x0\"\n");
+    doJournal("stop");
+    std::thread([&] { getRowCount(); }).join();
+    doJournal("start");
+    std::thread([&] { getRowCount(); }).join();
+    getRowCount();
+    EXPECT_EQ(news(), "3" + m_getRowCount + "1" + m_getRowCount);
 }
 
 TEST_F(JournalTest, KeepsTheLatestCallsAndCountsTheLost)
@@ -337,9 +297,8 @@ TEST_F(JournalTest, KeepsTheLatestCallsAndCountsTheLost)
         (void)dll.MAPIAllocateBuffer(size % 64, &block);
         (void)dll.MAPIFreeBuffer(block);
     }
-    const std::string text = dll.journal();
-    EXPECT_THAT(text, StartsWith("lost: 7\n1 MAPIAllocateBuffer {cbSize: \"0x8\"} = \"0x0\"\n"));
-    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 100001);
-    EXPECT_EQ(news().size(), text.size());
-    EXPECT_EQ(dll.journal(), "");
+    const Json answer = dll.request({{"do", "journal"}, {"action", "read"}});
+    EXPECT_EQ(answer.at("lost"), 7);
+    EXPECT_EQ(answer.at("calls").size(), 100'000U);
+    EXPECT_EQ(answer.at("calls").at(0).at("arguments"), (Json{{"cbSize", "0x8"}}));
 }

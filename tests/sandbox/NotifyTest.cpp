@@ -1,10 +1,50 @@
 #include "tests/sandbox/NotifyTest.h"
 
 #include <chrono>
-#include <stdexcept>
+#include <map>
 
 namespace sandboxtest
 {
+namespace
+{
+[[nodiscard]] std::string wordsOf(ULONG size, const ENTRYID* id)
+{
+    const auto* bytes = reinterpret_cast<const std::uint8_t*>(id);
+    if (bytes == nullptr)
+        return size == 0 ? "" : std::to_string(size) + " bytes of nothing";
+    return size == 0 ? "no byte of something" : sandbox::toHex(sandbox::BytesView(bytes, size));
+}
+
+[[nodiscard]] std::string wordOf(ULONG type)
+{
+    const std::map<ULONG, std::string> words{{fnevObjectCreated, "created"},
+                                             {fnevObjectDeleted, "deleted"},
+                                             {fnevObjectModified, "modified"},
+                                             {fnevObjectMoved, "moved"},
+                                             {fnevObjectCopied, "copied"}};
+    const auto word = words.find(type);
+    return word != words.end() ? word->second : "event " + std::to_string(type);
+}
+
+[[nodiscard]] std::string wordsOf(const NOTIFICATION& notification)
+{
+    const OBJECT_NOTIFICATION& object = notification.info.obj;
+    std::string words = wordOf(notification.ulEventType) + ' ' + std::to_string(object.ulObjType);
+    const auto add = [&words](const char* word, const std::string& id)
+    {
+        if (!id.empty())
+            words += word + id;
+    };
+    add(" ", wordsOf(object.cbEntryID, object.lpEntryID));
+    add(" in ", wordsOf(object.cbParentID, object.lpParentID));
+    add(" from ", wordsOf(object.cbOldID, object.lpOldID));
+    add(" in ", wordsOf(object.cbOldParentID, object.lpOldParentID));
+    if (object.lpPropTagArray != nullptr)
+        words += " with " + std::to_string(object.lpPropTagArray->cValues) + " tag(s)";
+    return words;
+}
+} // namespace
+
 ULONG STDMETHODCALLTYPE RecordingSink::OnNotify(ULONG count, NOTIFICATION* notifications)
 {
     {
@@ -12,12 +52,7 @@ ULONG STDMETHODCALLTYPE RecordingSink::OnNotify(ULONG count, NOTIFICATION* notif
         Call& call = m_calls.emplace_back();
         call.thread = GetCurrentThreadId();
         for (ULONG index = 0; index < count; ++index)
-        {
-            const OBJECT_NOTIFICATION& object = notifications[index].info.obj;
-            const auto* id = reinterpret_cast<const std::uint8_t*>(object.lpEntryID);
             call.types.push_back(notifications[index].ulEventType);
-            call.ids.emplace_back(id, id != nullptr ? id + object.cbEntryID : nullptr);
-        }
     }
     if (whenNotified)
         whenNotified(count, notifications);
@@ -41,17 +76,6 @@ std::vector<ULONG> RecordingSink::types() const
 RecordingSinkPtr makeSink()
 {
     return RecordingSinkPtr(new RecordingSink, false);
-}
-
-NOTIFICATION makeNotification(ULONG type, const sandbox::Bytes& id)
-{
-    NOTIFICATION notification = {};
-    notification.ulEventType = type;
-    notification.info.obj.ulObjType = MAPI_MESSAGE;
-    notification.info.obj.cbEntryID = static_cast<ULONG>(id.size());
-    notification.info.obj.lpEntryID =
-        id.empty() ? nullptr : reinterpret_cast<ENTRYID*>(const_cast<std::uint8_t*>(id.data()));
-    return notification;
 }
 
 bool pumpUntil(const std::function<bool()>& condition)
@@ -90,9 +114,14 @@ std::size_t notifyWindows()
 
 void NotifyTest::open()
 {
-    m_session = logonTo(R"({"stores":[
+    openOn(R"({"stores":[
         {"name":"A","folders":[{"name":"F","entryId":"00000000F0","messages":[{"entryId":"00000000A1","aliases":["00000000A2"]}]}]},
         {"name":"B","folders":[{"name":"G","entryId":"00000000F1","messages":[{"entryId":"00000000B1"}]}]}]})");
+}
+
+void NotifyTest::openOn(const std::string& json)
+{
+    m_session = logonTo(json);
     m_store = openStore(m_session);
 }
 
@@ -116,19 +145,48 @@ ULONG_PTR NotifyTest::advise(IMsgStore* store, IMAPIAdviseSink* sink, ULONG mask
     return connection;
 }
 
-void NotifyTest::tell(std::initializer_list<ULONG> types)
+void NotifyTest::notify(std::initializer_list<ULONG> types)
 {
-    const sandbox::Bytes id = {0, 0, 0, 0, 0xA1};
-    std::vector<NOTIFICATION> notifications;
+    sandbox::Json batch = sandbox::Json::array();
     for (const ULONG type : types)
-        notifications.push_back(makeNotification(type, id));
-    if (dll.sandboxNotify(0, static_cast<ULONG>(notifications.size()), notifications.data(), 1) == 0)
-        throw std::runtime_error("the notifications were refused");
+        batch.push_back({{"event", type}, {"objectType", MAPI_MESSAGE}, {"entryId", "#00000000A1"}});
+    dll.inject("A", batch);
 }
 
-bool NotifyTest::waitUntilIdle()
+std::string NotifyTest::refusedLine(const std::string& line)
 {
-    const auto deadline = std::chrono::milliseconds(support::deadline);
-    return dll.sandboxWaitUntilIdle(static_cast<unsigned>(deadline.count()), nullptr) != 0;
+    const sandbox::Json before = list();
+    const std::size_t eventsBefore = m_events.size();
+    const sandbox::Json answer = sandbox::Json::parse(dll.answer(line));
+    EXPECT_EQ(list(), before);
+    EXPECT_EQ(m_events.size(), eventsBefore);
+    EXPECT_EQ(answer.at("ok"), false) << answer;
+    return answer.value("error", "(not refused)");
+}
+
+sandbox::Bytes NotifyTest::idOf(const std::string& path)
+{
+    const sandbox::Json item = dll.request({{"do", "list"}, {"path", path}}).at("items").at(0);
+    return sandbox::fromHex(item.at("entryId").get<std::string>()).value();
+}
+
+void NotifyTest::watch(ULONG mask)
+{
+    const RecordingSinkPtr sink = makeSink();
+    sink->whenNotified = [this](ULONG count, NOTIFICATION* notifications)
+    {
+        if (!m_events.empty())
+            m_events.emplace_back("|");
+        for (ULONG index = 0; index < count; ++index)
+            m_events.push_back(wordsOf(notifications[index]));
+    };
+    m_connections.push_back(advise(sink, mask));
+}
+
+void NotifyTest::TearDown()
+{
+    for (const ULONG_PTR connection : m_connections)
+        EXPECT_EQ(m_store->Unadvise(connection), S_OK);
+    close();
 }
 } // namespace sandboxtest

@@ -1,4 +1,4 @@
-// NotifyTest.h: a client that watches stores, and what it needs to see how it is told.
+// NotifyTest.h: a client that watches stores, and whose mailbox is edited by requests.
 #pragma once
 
 #include <functional>
@@ -6,13 +6,14 @@
 #include <string>
 #include <vector>
 
+#include "sandbox/mailbox/reading/JsonObject.h"
 #include "tests/sandbox/SandboxTest.h"
 #include "tests/support/FakeCom.h"
 #include "tests/support/Platform.h"
 
 namespace sandboxtest
 {
-constexpr ULONG s_allEvents = 0xFC;
+constexpr ULONG allEvents = 0xFC;
 
 /// A client's own sink: remembers each call.
 class RecordingSink final : public support::FakeCom<IMAPIAdviseSink, &IID_IMAPIAdviseSink>
@@ -21,13 +22,12 @@ public:
     struct Call
     {
         DWORD thread = 0;
-        std::vector<ULONG> types;        // of the notifications, in order
-        std::vector<sandbox::Bytes> ids; // their entry identifiers
+        std::vector<ULONG> types; // of the notifications, in order
     };
 
     ULONG STDMETHODCALLTYPE OnNotify(ULONG count, NOTIFICATION* notifications) override;
 
-    /// Called by each OnNotify after it has been remembered. To be set before anything is told.
+    /// Called by each OnNotify after it has been remembered. To be set before anything is notified.
     std::function<void(ULONG count, NOTIFICATION* notifications)> whenNotified;
 
     [[nodiscard]] std::vector<Call> calls() const;
@@ -44,9 +44,6 @@ using RecordingSinkPtr = _com_ptr_t<_com_IIID<RecordingSink, &IID_IMAPIAdviseSin
 /// A new sink with one owner.
 [[nodiscard]] RecordingSinkPtr makeSink();
 
-/// A notification of an object with this identifier, which is borrowed.
-[[nodiscard]] NOTIFICATION makeNotification(ULONG type, const sandbox::Bytes& id = {});
-
 /// Handles this thread's messages until the condition holds; false after the deadline.
 [[nodiscard]] bool pumpUntil(const std::function<bool()>& condition);
 /// Handles the messages that this thread's queue has now and those that they cause, and waits for none.
@@ -62,17 +59,39 @@ protected:
 
     /// A session on a mailbox with stores "A" and "B", each with a folder and a message; opens the first store.
     void open();
+    /// A session on this mailbox; opens its first store.
+    void openOn(const std::string& json);
     void close();
 
     [[nodiscard]] IMAPIAdviseSinkPtr wrap(IMAPIAdviseSink* sink);
     /// Watches the whole store; throws on failure.
-    ULONG_PTR advise(IMAPIAdviseSink* sink, ULONG mask = s_allEvents) { return advise(m_store, sink, mask); }
-    ULONG_PTR advise(IMsgStore* store, IMAPIAdviseSink* sink, ULONG mask = s_allEvents);
-    /// Lets the first store tell one batch with a notification of each type.
-    void tell(std::initializer_list<ULONG> types);
-    [[nodiscard]] bool waitUntilIdle();
+    ULONG_PTR advise(IMAPIAdviseSink* sink, ULONG mask = allEvents) { return advise(m_store, sink, mask); }
+    ULONG_PTR advise(IMsgStore* store, IMAPIAdviseSink* sink, ULONG mask = allEvents);
+    /// The first store sends one batch with a notification of each type, of the message A1.
+    void notify(std::initializer_list<ULONG> types);
+
+    /// Asks, and gives the answer as it stands.
+    sandbox::Json ask(const sandbox::Json& request) { return sandbox::Json::parse(dll.answer(request.dump())); }
+    /// Asks for what must be refused, with nothing changed and nobody notified; gives the reason.
+    [[nodiscard]] std::string refused(const sandbox::Json& request) { return refusedLine(request.dump()); }
+    [[nodiscard]] std::string refusedLine(const std::string& line);
+    [[nodiscard]] sandbox::Json list() { return ask({{"do", "list"}}).at("items"); }
+    /// The identifier of the object with this path.
+    [[nodiscard]] sandbox::Bytes idOf(const std::string& path);
+
+    /// Watches the first store with a sink that is called at once, until the test ends.
+    void watch(ULONG mask = allEvents);
+    /// The events that the watching sink has got so far, each as "created <type> <id> in <parent> from <old> in <old
+    /// parent>", and "|" between calls.
+    [[nodiscard]] const std::vector<std::string>& events() const { return m_events; }
+
+    void TearDown() override;
 
     IMAPISessionPtr m_session;
     IMsgStorePtr m_store;
+
+private:
+    std::vector<ULONG_PTR> m_connections; // of `watch`
+    std::vector<std::string> m_events;
 };
 } // namespace sandboxtest

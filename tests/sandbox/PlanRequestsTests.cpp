@@ -1,10 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <future>
-
 #include "sandbox/mailbox/model/EntryIds.h"
-#include "tests/sandbox/RequestsTest.h"
+#include "tests/sandbox/NotifyTest.h"
 #include "tests/support/EnvironmentVariable.h"
 #include "tests/support/TempFolder.h"
 
@@ -14,14 +12,14 @@ using testing::StartsWith;
 
 namespace
 {
-const char* const s_mailbox = R"({"stores":[{"name":"Mailbox","entryId":"0000000001","folders":[
+const char* const mailbox = R"({"stores":[{"name":"Mailbox","entryId":"0000000001","folders":[
     {"name":"A","messages":[{"displayName":"a"}]},{"name":"B","messages":[{"displayName":"b"}]}]}]})";
 
-class PlanRequestsTest : public RequestsTest
+class PlanRequestsTest : public NotifyTest
 {
 protected:
-    PlanRequestsTest() { openOn(s_mailbox); }
-    ~PlanRequestsTest() override { dll.sandboxClearPlans(); }
+    PlanRequestsTest() { openOn(mailbox); }
+    ~PlanRequestsTest() override { dll.clearPlans(); }
 
     [[nodiscard]] HRESULT resultOfGetProps(IMAPIProp* object)
     {
@@ -34,23 +32,6 @@ protected:
 };
 } // namespace
 
-TEST_F(PlanRequestsTest, APlanIsAboutTheCallsOfOneObject)
-{
-    const IMAPIFolderPtr a = openSubfolder(openIpmSubtree(m_store), 0);
-    const IMAPIFolderPtr b = openSubfolder(openIpmSubtree(m_store), 1);
-    done({{"do", "plan"},
-          {"method", "IMAPIProp::GetProps"},
-          {"on", "Mailbox/A"},
-          {"call", 2},
-          {"times", 2},
-          {"result", "MAPI_E_NOT_FOUND"}});
-    EXPECT_EQ(resultOfGetProps(b), S_OK);
-    EXPECT_EQ(resultOfGetProps(a), S_OK);
-    EXPECT_EQ(resultOfGetProps(a), MAPI_E_NOT_FOUND);
-    EXPECT_EQ(resultOfGetProps(a), MAPI_E_NOT_FOUND);
-    EXPECT_EQ(resultOfGetProps(a), S_OK);
-}
-
 TEST_F(PlanRequestsTest, APlanIsAboutOpeningOneObjectByWhateverCall)
 {
     const IMAPIFolderPtr ipm = openIpmSubtree(m_store);
@@ -61,14 +42,14 @@ TEST_F(PlanRequestsTest, APlanIsAboutOpeningOneObjectByWhateverCall)
         ULONG type = 0;
         return by->OpenEntry(static_cast<ULONG>(id.size()), entryId(id), nullptr, 0, &type, &opened);
     };
-    done({{"do", "plan"}, {"opens", "Mailbox/A"}, {"times", 4}, {"result", "MAPI_E_NO_ACCESS"}});
+    dll.request({{"do", "plan"}, {"opens", "Mailbox/A"}, {"times", 4}, {"result", "MAPI_E_NO_ACCESS"}});
     EXPECT_EQ(open(m_store, idOf("Mailbox/B")), S_OK);
     EXPECT_EQ(open(m_store, a), MAPI_E_NO_ACCESS);
     EXPECT_EQ(open(ipm, a), MAPI_E_NO_ACCESS);
     EXPECT_EQ(open(m_session, a), MAPI_E_NO_ACCESS);
     EXPECT_EQ(open(m_store, shortTermFolderId(storeUid(1), 3)), MAPI_E_NO_ACCESS);
     EXPECT_EQ(open(m_store, a), S_OK);
-    done({{"do", "plan"}, {"method", "IMAPISession::OpenEntry"}, {"opens", "Mailbox/A"}, {"result", "E_FAIL"}});
+    dll.request({{"do", "plan"}, {"method", "IMAPISession::OpenEntry"}, {"opens", "Mailbox/A"}, {"result", "E_FAIL"}});
     EXPECT_EQ(open(m_store, a), S_OK);
     EXPECT_EQ(open(m_session, a), E_FAIL);
 }
@@ -82,38 +63,17 @@ TEST_F(PlanRequestsTest, APlanIsAboutOneKindOfTable)
     ULONG count = 0;
     const auto plan = [&](const char* table)
     {
-        done({{"do", "plan"}, {"method", "IMAPITable::GetRowCount"}, {"table", table}, {"result", "MAPI_E_NO_ACCESS"}});
+        dll.request(
+            {{"do", "plan"}, {"method", "IMAPITable::GetRowCount"}, {"table", table}, {"result", "MAPI_E_NO_ACCESS"}});
         return std::vector<HRESULT>{contents->GetRowCount(0, &count), hierarchy->GetRowCount(0, &count),
                                     stores->GetRowCount(0, &count)};
     };
     EXPECT_THAT(plan("contents"), testing::ElementsAre(MAPI_E_NO_ACCESS, S_OK, S_OK));
     EXPECT_THAT(plan("hierarchy"), testing::ElementsAre(S_OK, MAPI_E_NO_ACCESS, S_OK));
     EXPECT_THAT(plan("stores"), testing::ElementsAre(S_OK, S_OK, MAPI_E_NO_ACCESS));
-    done({{"do", "plan"}, {"method", "IMAPITable::GetRowCount"}, {"on", "Mailbox"}, {"result", "E_FAIL"}});
+    dll.request({{"do", "plan"}, {"method", "IMAPITable::GetRowCount"}, {"on", "Mailbox"}, {"result", "E_FAIL"}});
     EXPECT_EQ(stores->GetRowCount(0, &count), S_OK);
     EXPECT_EQ(contents->GetRowCount(0, &count), E_FAIL) << "the IPM subtree's";
-}
-
-TEST_F(PlanRequestsTest, PlansAreForgotten)
-{
-    done({{"do", "plan"}, {"method", "MAPIAllocateBuffer"}, {"times", 0}, {"result", "0x8007000E"}});
-    void* block = nullptr;
-    EXPECT_EQ(dll.MAPIAllocateBuffer(8, &block), MAPI_E_NOT_ENOUGH_MEMORY);
-    done({{"do", "clearPlans"}});
-    EXPECT_EQ(dll.MAPIAllocateBuffer(8, &block), S_OK);
-    dll.MAPIFreeBuffer(block);
-}
-
-TEST_F(PlanRequestsTest, AHeldCallWaitsUntilItIsReleased)
-{
-    const IMAPIFolderPtr a = openSubfolder(openIpmSubtree(m_store), 0);
-    done({{"do", "plan"}, {"method", "IMAPIProp::GetProps"}, {"hold", "gate"}, {"result", "MAPI_E_NO_ACCESS"}});
-    std::future<HRESULT> held = std::async(std::launch::async, [&] { return resultOfGetProps(a); });
-    done({{"do", "wait"}, {"for", "held"}, {"hold", "gate"}});
-    done({{"do", "release"}, {"hold", "gate"}});
-    EXPECT_EQ(held.get(), MAPI_E_NO_ACCESS);
-    EXPECT_EQ(refused({{"do", "wait"}, {"for", "held"}, {"hold", "gate"}, {"timeout", 5}}),
-              "after 5 ms no call waits at 'gate'");
 }
 
 TEST_F(PlanRequestsTest, RefusesPlansThatCanNotBeMeant)
@@ -213,30 +173,4 @@ TEST(PlansOfAFileTest, AreInForceBeforeTheFirstCallAndComeAnewWithTheFile)
     EXPECT_EQ(dll.MAPIAllocateBuffer(8, &block), S_OK) << "that plan ended";
     dll.MAPIFreeBuffer(block);
     dll.MAPIUninitialize();
-}
-
-// ---- The journal -----------------------------------------------------------------------------------------------------
-
-TEST_F(PlanRequestsTest, TheJournalIsRead)
-{
-    done({{"do", "journal"}, {"action", "start"}});
-    const IMAPIFolderPtr a = openSubfolder(openIpmSubtree(m_store), 0);
-    done({{"do", "journal"}, {"action", "clear"}});
-    (void)textOf(a, PR_DISPLAY_NAME_W);
-    done({{"do", "journal"}, {"action", "stop"}});
-    (void)textOf(a, PR_DISPLAY_NAME_W);
-    const Json answer = done({{"do", "journal"}, {"action", "read"}, {"clear", true}});
-    EXPECT_EQ(answer.at("lost"), 0);
-    ASSERT_EQ(answer.at("calls").size(), 1U);
-    const Json& call = answer.at("calls").at(0);
-    EXPECT_EQ(call.at("call"), "IMAPIProp::GetProps");
-    EXPECT_EQ(call.at("on"), toHex(idOf("Mailbox/A")));
-    EXPECT_EQ(call.at("result"), "0x0");
-    EXPECT_TRUE(call.at("arguments").is_object());
-    EXPECT_FALSE(call.at("arguments").empty());
-    EXPECT_TRUE(call.at("thread").is_number_unsigned());
-    EXPECT_EQ(done({{"do", "journal"}, {"action", "read"}}).at("calls"), Json::array());
-    EXPECT_EQ(refused({{"do", "journal"}, {"action", "burn"}}),
-              "/action: must be \"start\", \"stop\", \"clear\" or \"read\"");
-    EXPECT_THAT(refused({{"do", "journal"}, {"action", "stop"}, {"clear", true}}), StartsWith("/clear: unknown key"));
 }

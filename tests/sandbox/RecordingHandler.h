@@ -15,7 +15,7 @@
 
 namespace sandboxtest
 {
-/// Keeps each request, and answers as it is told. Must outlive the server.
+/// Keeps each request, and answers as the test decides. Must outlive the server.
 class RecordingHandler
 {
 public:

@@ -1,13 +1,13 @@
-// What the sandbox tells on standard error and in its end report, by a client in a process of its own.
+// What the sandbox says on standard error and in its end report, by a client in a process of its own.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>
 
-#include "tests/support/sandbox/SandboxDll.h"
 #include "tests/support/EnvironmentVariable.h"
 #include "tests/support/ProgramRun.h"
 #include "tests/support/TempFolder.h"
+#include "tests/support/sandbox/SandboxDll.h"
 
 using testing::HasSubstr;
 using testing::MatchesRegex;

@@ -52,16 +52,6 @@ TEST_F(SessionObjectTest, ListsAStoreAsItsRowSays)
     EXPECT_EQ(binaryOf(store, PR_MDB_PROVIDER).size(), 16u);
 }
 
-TEST_F(SessionObjectTest, GivesTheStoresPropertiesOfTheFile)
-{
-    const IMAPISessionPtr session =
-        logonTo(R"({"stores":[{"name":"A","properties":{"PR_IPM_SUBTREE_ENTRYID":null,"PR_MDB_PROVIDER":"AB"}}]})");
-    const IMsgStorePtr store = openStore(session);
-    const Values values = getProps(store, {PR_IPM_SUBTREE_ENTRYID, PR_MDB_PROVIDER}, MAPI_W_ERRORS_RETURNED);
-    EXPECT_EQ(values.at(0).Value.err, MAPI_E_NOT_FOUND);
-    EXPECT_EQ(bytesOf(values.at(1)), Bytes({0xAB}));
-}
-
 TEST_F(SessionObjectTest, EndsWithLogoff)
 {
     const IMAPISessionPtr session = logonTo(R"({"stores":[{"name":"A"}]})");
@@ -79,15 +69,6 @@ TEST_F(SessionObjectTest, EndsWithLogoff)
     EXPECT_EQ(store->GetPropList(0, &tags), MAPI_E_END_OF_SESSION);
     EXPECT_EQ(folder->GetContentsTable(0, &table), MAPI_E_END_OF_SESSION);
     EXPECT_EQ(contents->GetRowCount(0, &count), MAPI_E_END_OF_SESSION);
-}
-
-TEST_F(SessionObjectTest, LeavesOtherSessionsAlone)
-{
-    const IMAPISessionPtr first = logonTo("{}");
-    const IMAPISessionPtr second = logon();
-    ASSERT_EQ(first->Logoff(0, 0, 0), S_OK);
-    IMAPITablePtr table;
-    EXPECT_EQ(second->GetMsgStoresTable(0, &table), S_OK);
 }
 
 TEST_F(SessionObjectTest, ShutsDownFast)
@@ -123,38 +104,6 @@ TEST_F(SessionObjectTest, HasNoFastShutdownWhenTheMailboxSaysSo)
     void* shutdown = nullptr;
     EXPECT_EQ(session->QueryInterface(IID_IMAPIClientShutdown, &shutdown), MAPI_E_INTERFACE_NOT_SUPPORTED);
     EXPECT_EQ(shutdown, nullptr);
-}
-
-TEST_F(SessionObjectTest, AnswersWhatIsPlanned)
-{
-    const IMAPISessionPtr session = logonTo(
-        R"({"results":{"GetMsgStoresTable":"MAPI_E_BUSY","OpenMsgStore":"E_FAIL","OpenEntry":"MAPI_E_NO_ACCESS",
-            "CompareEntryIDs":"MAPI_E_UNKNOWN_ENTRYID","QueryFastShutdown":"0x00000001",
-            "NotifyProcessShutdown":"MAPI_E_NO_SUPPORT","DoFastShutdown":"MAPI_E_CALL_FAILED","Logoff":"0x00040203"}})");
-    const IMAPIClientShutdownPtr shutdown = shutdownOf(session);
-    IMAPITablePtr table;
-    IMsgStorePtr store;
-    ULONG same = 0;
-    const Bytes id(5, 0);
-    EXPECT_EQ(session->GetMsgStoresTable(0, &table), mapiResult(0x8004010B));
-    EXPECT_EQ(session->OpenMsgStore(0, 5, entryId(id), nullptr, 0, &store), E_FAIL);
-    EXPECT_EQ(session->OpenEntry(5, entryId(id), nullptr, 0, nullptr, nullptr), MAPI_E_NO_ACCESS);
-    EXPECT_EQ(session->CompareEntryIDs(5, entryId(id), 5, entryId(id), 0, &same), MAPI_E_UNKNOWN_ENTRYID);
-    EXPECT_EQ(shutdown->QueryFastShutdown(), S_FALSE);
-    EXPECT_EQ(shutdown->NotifyProcessShutdown(), MAPI_E_NO_SUPPORT);
-    EXPECT_EQ(shutdown->DoFastShutdown(), MAPI_E_CALL_FAILED);
-    EXPECT_EQ(session->Logoff(0, 0, 0), mapiResult(0x00040203));
-    EXPECT_EQ(session->Logoff(0, 0, 0), MAPI_E_END_OF_SESSION);
-}
-
-TEST_F(SessionObjectTest, AnswersWhatIsPlannedForItsTable)
-{
-    const IMAPISessionPtr session =
-        logonTo(R"({"stores":[{"name":"A"}],"results":{"StoresTable.QueryRows":"MAPI_E_BUSY"}})");
-    const IMAPITablePtr table = storesTable(session);
-    SRowSet* rows = nullptr;
-    EXPECT_EQ(table->QueryRows(1, 0, &rows), mapiResult(0x8004010B));
-    EXPECT_EQ(rows, nullptr);
 }
 
 TEST_F(SessionObjectTest, ServesSeveralThreadsAtOnce)

@@ -7,22 +7,19 @@
 #include <set>
 #include <utility>
 
-#include "sandbox/runtime/delivery/AdviseSinkWrapper.h"
-#include "sandbox/runtime/objects/SessionState.h"
+#include "sandbox/runtime/delivery/Notifications.h"
+#include "sandbox/runtime/delivery/ThreadQueue.h"
 
 namespace sandbox
 {
 namespace
 {
 /// More than 32 bits, and none that a client can come by when it loses the upper ones.
-constexpr ULONG_PTR s_firstConnection = 0x500000001;
+constexpr ULONG_PTR firstConnection = 0x500000001;
 
 [[nodiscard]] bool concerns(const Subscription& subscription, const StoreEvent& event)
 {
-    if (event.heedsMasks && (event.type & subscription.mask) == 0)
-        return false;
-    return subscription.entryId.empty() || subscription.entryId == event.entryId.bytes ||
-           subscription.entryId == event.oldId.bytes;
+    return !event.heedsMasks || (event.type & subscription.mask) != 0;
 }
 } // namespace
 
@@ -30,11 +27,9 @@ constexpr ULONG_PTR s_firstConnection = 0x500000001;
 struct Delivery::Watcher
 {
     Subscription subscription;
-    std::shared_ptr<const SessionState> session; // null: it has none that could end
-    std::shared_ptr<ThreadQueue> queue;          // null: the sink is not wrapped
+    std::shared_ptr<ThreadQueue> queue; // null: the sink is not wrapped
+    std::function<bool()> isOver;
     SinkGate gate;
-
-    [[nodiscard]] bool isOver() const noexcept { return session != nullptr && session->hasEnded(); }
 };
 
 /// Deliveries that run, by the order in which they began.
@@ -68,17 +63,15 @@ Delivery& Delivery::instance()
     return s_delivery;
 }
 
-ULONG_PTR Delivery::advise(std::shared_ptr<Store> store, Bytes entryId, ULONG mask, IMAPIAdviseSink* sink,
-                           std::shared_ptr<const SessionState> session)
+ULONG_PTR Delivery::advise(std::shared_ptr<Store> store, ULONG mask, IMAPIAdviseSink* sink,
+                           std::shared_ptr<ThreadQueue> queue, std::function<bool()> isOver)
 {
-    const std::shared_ptr<Watcher> watcher(new Watcher{{0, std::move(store), std::move(entryId), mask},
-                                                       std::move(session),
-                                                       AdviseSinkWrapper::queueOf(sink),
-                                                       SinkGate(sink)});
+    const std::shared_ptr<Watcher> watcher(
+        new Watcher{{0, std::move(store), mask}, std::move(queue), std::move(isOver), SinkGate(sink)});
     ULONG_PTR connection = 0;
     {
         const std::lock_guard lock(m_mutex);
-        connection = s_firstConnection + m_advised;
+        connection = firstConnection + m_advised;
         watcher->subscription.connection = connection;
         m_watchers.push_back(watcher);
         ++m_advised;
@@ -87,18 +80,14 @@ ULONG_PTR Delivery::advise(std::shared_ptr<Store> store, Bytes entryId, ULONG ma
     return connection;
 }
 
-bool Delivery::unadvise(ULONG_PTR connection, const Store* store)
+bool Delivery::unadvise(ULONG_PTR connection, const Store& store)
 {
     std::shared_ptr<Watcher> found;
     {
         const std::lock_guard lock(m_mutex);
-        const auto place = std::ranges::find_if(m_watchers,
-                                                [&](const std::shared_ptr<Watcher>& watcher)
-                                                {
-                                                    const Subscription& one = watcher->subscription;
-                                                    return one.connection == connection &&
-                                                           (store == nullptr || one.store.get() == store);
-                                                });
+        const auto place = std::ranges::find_if(
+            m_watchers, [&](const std::shared_ptr<Watcher>& watcher)
+            { return watcher->subscription.connection == connection && watcher->subscription.store.get() == &store; });
         if (place == m_watchers.end())
             return false;
         found = *place;
@@ -200,8 +189,7 @@ std::vector<std::shared_ptr<Delivery::Watcher>> Delivery::watchersOf(const Store
 {
     const std::lock_guard lock(m_mutex);
     std::vector<std::shared_ptr<Watcher>> found;
-    std::ranges::copy_if(m_watchers, std::back_inserter(found),
-                         [&](const std::shared_ptr<Watcher>& watcher)
+    std::ranges::copy_if(m_watchers, std::back_inserter(found), [&](const std::shared_ptr<Watcher>& watcher)
                          { return watcher->subscription.store.get() == &store; });
     return found;
 }

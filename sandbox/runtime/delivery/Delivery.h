@@ -1,22 +1,22 @@
-// Delivery.h: who watches which store, and how what a store tells reaches them.
+// Delivery.h: who watches which store, and how its notifications reach them.
 #pragma once
 
 #include <windows.h>
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <set>
 #include <vector>
 
 #include "mapiabi/MapiInterfaces.h"
-#include "sandbox/mailbox/model/Store.h"
 #include "sandbox/mailbox/edits/StoreEvent.h"
+#include "sandbox/mailbox/model/Store.h"
 
 namespace sandbox
 {
-class SessionState;
 class ThreadQueue;
 
 /// One watcher of one store.
@@ -24,7 +24,6 @@ struct Subscription
 {
     ULONG_PTR connection = 0; // more than 32 bits, never 0
     std::shared_ptr<Store> store;
-    Bytes entryId; // the one object that is watched; empty for the whole store
     ULONG mask = 0;
 };
 
@@ -38,20 +37,21 @@ public:
     [[nodiscard]] static Delivery& instance();
 
     /// IMsgStore::Advise: takes a reference on the sink and gives the connection's number.
-    /// @param session  nothing is delivered once it has ended, though the sink stays held; null for no such end.
-    ULONG_PTR advise(std::shared_ptr<Store> store, Bytes entryId, ULONG mask, IMAPIAdviseSink* sink,
-                     std::shared_ptr<const SessionState> session = nullptr);
+    /// @param queue   by which the thread of a wrapped sink is reached; null for any other sink.
+    /// @param isOver  whether the client's session has ended: nothing is delivered then, though the sink stays held. Called
+    ///                by any thread, perhaps with a lock held.
+    ULONG_PTR advise(std::shared_ptr<Store> store, ULONG mask, IMAPIAdviseSink* sink,
+                     std::shared_ptr<ThreadQueue> queue, std::function<bool()> isOver);
     /// IMsgStore::Unadvise: nothing is delivered for this connection from here on, also nothing that waits already.
-    /// False if there is no such connection.
-    /// @param store  the store that it must be of; null for any.
-    bool unadvise(ULONG_PTR connection, const Store* store = nullptr);
+    /// False if the store has no such connection.
+    bool unadvise(ULONG_PTR connection, const Store& store);
     /// The subscriptions of sessions that go on, oldest first.
     [[nodiscard]] std::vector<Subscription> subscriptions() const;
 
     /// To be called when a session has ended: who waits looks again.
     void noteEndOfSession() noexcept;
 
-    /// Hands each batch to those whom it concerns, each getting the events that pass its mask and object, in order, in one
+    /// Hands each batch to those whom it concerns, each getting the events that pass its mask, in order, in one
     /// call of OnNotify. For wrapped sinks it only posts.
     void send(const std::vector<StoreBatch>& batches);
 

@@ -3,44 +3,10 @@
 #include <algorithm>
 #include <cstring>
 
-#include "sandbox/runtime/objects/MapiFailure.h"
+#include "sandbox/runtime/record/Call.h"
 
 namespace sandbox
 {
-namespace
-{
-constexpr ULONG s_objectEvents = fnevObjectCreated | fnevObjectDeleted | fnevObjectModified | fnevObjectMoved |
-                                 fnevObjectCopied | fnevSearchComplete;
-
-[[nodiscard]] EventId idOf(ULONG size, const ENTRYID* entryId)
-{
-    if (entryId == nullptr)
-        return {{}, size != 0 ? std::optional(size) : std::nullopt};
-    const auto* bytes = reinterpret_cast<const std::uint8_t*>(entryId);
-    return {Bytes(bytes, bytes + size), std::nullopt};
-}
-} // namespace
-
-EventBatch eventsOf(ULONG count, const NOTIFICATION* notifications)
-{
-    EventBatch events;
-    for (ULONG index = 0; index < count; ++index)
-    {
-        require((notifications[index].ulEventType & ~s_objectEvents) == 0, MAPI_E_NO_SUPPORT);
-        const OBJECT_NOTIFICATION& object = notifications[index].info.obj;
-        StoreEvent& event = events.emplace_back();
-        event.type = notifications[index].ulEventType;
-        event.objectType = object.ulObjType;
-        event.entryId = idOf(object.cbEntryID, object.lpEntryID);
-        event.parentId = idOf(object.cbParentID, object.lpParentID);
-        event.oldId = idOf(object.cbOldID, object.lpOldID);
-        event.oldParentId = idOf(object.cbOldParentID, object.lpOldParentID);
-        if (const SPropTagArray* tags = object.lpPropTagArray)
-            event.propTags.assign(tags->aulPropTag, tags->aulPropTag + tags->cValues);
-    }
-    return events;
-}
-
 NotificationArray::NotificationArray(const EventBatch& events)
     : m_count(static_cast<ULONG>(events.size())),
       m_notifications(static_cast<NOTIFICATION*>(memory::allocate(events.size() * sizeof(NOTIFICATION))))
@@ -80,5 +46,18 @@ SPropTagArray* NotificationArray::makeTags(const std::vector<ULONG>& tags)
     array->cValues = static_cast<ULONG>(tags.size());
     std::ranges::copy(tags, array->aulPropTag);
     return array;
+}
+
+void notifySink(SinkGate& gate, const EventBatch& events) noexcept
+{
+    try
+    {
+        const Call named("IMAPIAdviseSink::OnNotify"); // whose the memory is
+        const NotificationArray array(events);
+        gate.notify(array.count(), array.get());
+    }
+    catch (const std::bad_alloc&)
+    {
+    }
 }
 } // namespace sandbox

@@ -1,4 +1,4 @@
-// Notifications.h: between the events of a store and the notifications that a sink gets.
+// Notifications.h: the events of a store as the notifications that a sink gets.
 #pragma once
 
 #include <memory>
@@ -6,13 +6,11 @@
 
 #include "mapiabi/MapiTypes.h"
 #include "sandbox/mailbox/edits/StoreEvent.h"
+#include "sandbox/runtime/delivery/SinkGate.h"
 #include "sandbox/runtime/record/Memory.h"
 
 namespace sandbox
 {
-/// The events that notifications of objects tell. Throws MAPI_E_NO_SUPPORT for notifications of another kind.
-[[nodiscard]] EventBatch eventsOf(ULONG count, const NOTIFICATION* notifications);
-
 /// Notifications in memory made for one call of a sink: all of it is overwritten with this object, and what the sink
 /// writes into it later, or behind its end, is noted as misuse.
 class NotificationArray
@@ -32,4 +30,8 @@ private:
     NOTIFICATION* const m_notifications;
     const memory::Owner m_owner{m_notifications};
 };
+
+/// Calls the sink with these events, in memory made for the call. What there is no memory for is lost.
+/// @param events  not empty.
+void notifySink(SinkGate& gate, const EventBatch& events) noexcept;
 } // namespace sandbox

@@ -3,13 +3,13 @@
 #include <map>
 #include <utility>
 
-#include "sandbox/runtime/objects/MapiFailure.h"
+#include "sandbox/runtime/record/MapiFailure.h"
 
 namespace sandbox
 {
 namespace
 {
-constexpr const wchar_t* s_className = L"LinkwellSandboxNotify";
+constexpr const wchar_t* className = L"LinkwellSandboxNotify";
 
 [[nodiscard]] UINT notifyMessage() noexcept
 {
@@ -32,9 +32,9 @@ constexpr const wchar_t* s_className = L"LinkwellSandboxNotify";
     windowClass.cbSize = sizeof(windowClass);
     windowClass.lpfnWndProc = procedure;
     windowClass.hInstance = thisModule();
-    windowClass.lpszClassName = s_className;
+    windowClass.lpszClassName = className;
     RegisterClassExW(&windowClass);
-    return CreateWindowExW(0, s_className, L"", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, windowClass.hInstance, nullptr);
+    return CreateWindowExW(0, className, L"", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, windowClass.hInstance, nullptr);
 }
 } // namespace
 
@@ -166,7 +166,7 @@ void ThreadQueue::moduleEnds() noexcept
         if (queue->isOfThisThread())
             DestroyWindow(window);
     }
-    UnregisterClassW(s_className, thisModule());
+    UnregisterClassW(className, thisModule());
 }
 
 LRESULT CALLBACK ThreadQueue::handleMessage(HWND window, UINT message, WPARAM wide, LPARAM longer) noexcept

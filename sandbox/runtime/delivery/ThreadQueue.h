@@ -8,7 +8,7 @@
 #include <memory>
 #include <mutex>
 
-#include "sandbox/runtime/delivery/ChangeSignal.h"
+#include "sandbox/runtime/record/ChangeSignal.h"
 
 namespace sandbox
 {

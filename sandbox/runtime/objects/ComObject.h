@@ -5,10 +5,10 @@
 #include <memory>
 
 #include "mapiabi/MapiInterfaces.h"
-#include "sandbox/runtime/objects/MapiFailure.h"
 #include "sandbox/runtime/record/ArgumentTexts.h"
 #include "sandbox/runtime/record/Call.h"
 #include "sandbox/runtime/record/Ledger.h"
+#include "sandbox/runtime/record/MapiFailure.h"
 
 namespace sandbox
 {

@@ -2,38 +2,17 @@
 #pragma once
 
 #include <functional>
-#include <memory>
-#include <optional>
-#include <vector>
 
-#include "sandbox/mailbox/model/Property.h"
+#include "sandbox/mailbox/model/MailboxObject.h"
 
 namespace sandbox
 {
-/// A property of the row at hand; none if the row doesn't have it.
-using RowProperties = std::function<std::optional<Property>(ULONG id)>;
+/// Whether an object's row passes. Called with the mailbox locked.
+using Filter = std::function<bool(const MailboxObject& object)>;
 
-/// A restriction tree. Text compares by its UTF-16 units, exactly, unless a content restriction says otherwise. A row
-/// that lacks a property, or can't read it, fails every comparison with it.
-class Filter
-{
-public:
-    /// Copies all that it needs. Throws MapiFailure: MAPI_E_TOO_COMPLEX for a form that is not served or types that don't
-    /// go together, MAPI_E_INVALID_PARAMETER for a missing part.
-    explicit Filter(const SRestriction& restriction);
-    Filter(Filter&&) noexcept;
-    ~Filter();
-
-    [[nodiscard]] bool matches(const RowProperties& row) const;
-
-private:
-    struct Node;
-    std::unique_ptr<const Node> m_root;
-};
-
-/// The order of two values of one kind: negative, 0 or positive; none if they can't be compared.
-[[nodiscard]] std::optional<int> compareValues(const Value& a, const Value& b) noexcept;
-
-/// As `compareValues`, with text regardless of case; a missing value comes first.
-[[nodiscard]] int compareForSorting(const std::optional<Property>& a, const std::optional<Property>& b);
+/// Copies all that it needs. Served are RES_AND, RES_OR, RES_NOT, RES_EXIST, and RES_PROPERTY with RELOP_EQ, which
+/// compares text by its UTF-16 units; a row that lacks the property, or can't read it, doesn't equal anything.
+/// Throws MapiFailure: MAPI_E_TOO_COMPLEX for any other form or types that don't go together, MAPI_E_INVALID_PARAMETER
+/// for a missing part.
+[[nodiscard]] Filter makeFilter(const SRestriction& restriction, int depth = 1);
 } // namespace sandbox

@@ -7,22 +7,6 @@
 
 namespace sandbox
 {
-namespace
-{
-constexpr ULONG s_showSoftDeletes = 0x2; // SHOW_SOFT_DELETES
-
-/// The folders below `folder`, and with `deep` all below those, each before its own.
-void addFolderRows(const Folder& folder, std::int32_t depth, bool deep, std::vector<TableRow>& rows)
-{
-    for (const std::shared_ptr<Folder>& below : folder.folders())
-    {
-        rows.push_back({below, depth});
-        if (deep)
-            addFolderRows(*below, depth + 1, deep, rows);
-    }
-}
-} // namespace
-
 FolderObject::FolderObject(std::shared_ptr<SessionState> session, std::shared_ptr<Folder> folder) noexcept
     : RefusingFolder("IMAPIFolder", std::move(session), folder, &folder->store().names()), m_folder(std::move(folder))
 {
@@ -31,38 +15,23 @@ FolderObject::FolderObject(std::shared_ptr<SessionState> session, std::shared_pt
 HRESULT STDMETHODCALLTYPE FolderObject::GetContentsTable(ULONG flags, IMAPITable** table)
 {
     return served("IMAPIContainer::GetContentsTable", onlyFlags(flags),
-                  [&]
-                  {
-                      require(table != nullptr);
-                      *table = nullptr;
-                      requireFlags(flags, MAPI_UNICODE | MAPI_ASSOCIATED | MAPI_DEFERRED_ERRORS | s_showSoftDeletes);
-                      std::vector<TableRow> rows;
-                      const bool ordinary = (flags & (MAPI_ASSOCIATED | s_showSoftDeletes)) == 0; // there are no others
-                      if (ordinary)
-                      {
-                          rows.reserve(m_folder->messages().size());
-                          for (const std::shared_ptr<Message>& message : m_folder->messages())
-                              rows.push_back({message, 0});
-                      }
-                      *table = new TableObject(session(), {TableKind::Contents, m_folder}, std::move(rows), flags);
-                      return S_OK;
-                  });
+                  [&] { return giveTable({TableKind::Contents, m_folder}, m_folder->messages(), flags, table); });
 }
 
 HRESULT STDMETHODCALLTYPE FolderObject::GetHierarchyTable(ULONG flags, IMAPITable** table)
 {
     return served("IMAPIContainer::GetHierarchyTable", onlyFlags(flags),
-                  [&]
-                  {
-                      require(table != nullptr);
-                      *table = nullptr;
-                      requireFlags(flags, MAPI_UNICODE | CONVENIENT_DEPTH | MAPI_DEFERRED_ERRORS | s_showSoftDeletes);
-                      std::vector<TableRow> rows;
-                      if ((flags & s_showSoftDeletes) == 0)
-                          addFolderRows(*m_folder, 0, (flags & CONVENIENT_DEPTH) != 0, rows);
-                      *table = new TableObject(session(), {TableKind::Hierarchy, m_folder}, std::move(rows), flags);
-                      return S_OK;
-                  });
+                  [&] { return giveTable({TableKind::Hierarchy, m_folder}, m_folder->folders(), flags, table); });
+}
+
+template <class Objects>
+HRESULT FolderObject::giveTable(TableSource source, const Objects& objects, ULONG flags, IMAPITable** table)
+{
+    require(table != nullptr);
+    *table = nullptr;
+    requireFlags(flags, MAPI_UNICODE | MAPI_DEFERRED_ERRORS);
+    *table = new TableObject(session(), std::move(source), {objects.begin(), objects.end()});
+    return S_OK;
 }
 
 HRESULT STDMETHODCALLTYPE FolderObject::OpenEntry(ULONG entryIdSize, ENTRYID* entryId, const IID* iid, ULONG flags,
@@ -70,12 +39,7 @@ HRESULT STDMETHODCALLTYPE FolderObject::OpenEntry(ULONG entryIdSize, ENTRYID* en
 {
     return servedOpening(
         "IMAPIContainer::OpenEntry", m_folder->store(), entryIdSize, entryId,
-        [&]
-        {
-            return Arguments{{"lpEntryID", entryIdText(entryIdSize, entryId)},
-                             {"lpInterface", interfaceText(iid)},
-                             {"ulFlags", hexText(flags)}};
-        },
+        [&] { return openEntryArguments(entryIdSize, entryId, iid, flags); },
         [&]
         {
             return openEntryOfStore(session(), m_folder->store(), entryIdSize, entryId, iid, flags, objectType, object);

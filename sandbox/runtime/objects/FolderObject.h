@@ -3,6 +3,7 @@
 
 #include "sandbox/mailbox/model/Folder.h"
 #include "sandbox/runtime/objects/PropObject.h"
+#include "sandbox/runtime/objects/TableObject.h"
 
 namespace sandbox
 {
@@ -20,6 +21,9 @@ protected:
     [[nodiscard]] void* interfaceFor(REFIID iid) noexcept override;
 
 private:
+    template <class Objects>
+    [[nodiscard]] HRESULT giveTable(TableSource source, const Objects& objects, ULONG flags, IMAPITable** table);
+
     const std::shared_ptr<Folder> m_folder;
 };
 } // namespace sandbox

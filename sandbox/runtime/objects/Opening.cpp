@@ -1,16 +1,47 @@
 #include "sandbox/runtime/objects/Opening.h"
 
+#include "sandbox/mailbox/model/AddressEntry.h"
+#include "sandbox/mailbox/model/Message.h"
 #include "sandbox/runtime/objects/FolderObject.h"
-#include "sandbox/runtime/objects/MailUserObject.h"
-#include "sandbox/runtime/objects/MessageObject.h"
 #include "sandbox/runtime/objects/StoreObject.h"
 
 namespace sandbox
 {
 namespace
 {
-constexpr ULONG s_openEntryFlags = MAPI_MODIFY | MAPI_BEST_ACCESS | MAPI_DEFERRED_ERRORS | 0x2 /* SHOW_SOFT_DELETES */ |
-                                   0x200 /* MAPI_NO_CACHE */ | 0x4000 /* MAPI_CACHE_ONLY */;
+constexpr ULONG openEntryFlags = MAPI_MODIFY | MAPI_BEST_ACCESS | MAPI_DEFERRED_ERRORS | 0x2 /* SHOW_SOFT_DELETES */ |
+                                 0x200 /* MAPI_NO_CACHE */ | 0x4000 /* MAPI_CACHE_ONLY */;
+
+class MessageObject final : public RefusingMessage<PropObject<IMessage>>
+{
+public:
+    MessageObject(std::shared_ptr<SessionState> session, std::shared_ptr<Message> message) noexcept
+        : RefusingMessage("IMessage", std::move(session), message, &message->store().names())
+    {
+    }
+
+protected:
+    [[nodiscard]] void* interfaceFor(REFIID iid) noexcept override
+    {
+        return isOneOf(iid, IID_IUnknown, IID_IMAPIProp, IID_IMessage) ? static_cast<IMessage*>(this) : nullptr;
+    }
+};
+
+/// A user of the address book.
+class MailUserObject final : public PropObject<IMAPIProp>
+{
+public:
+    MailUserObject(std::shared_ptr<SessionState> session, std::shared_ptr<AddressEntry> entry) noexcept
+        : PropObject("IMailUser", std::move(session), std::move(entry), nullptr)
+    {
+    }
+
+protected:
+    [[nodiscard]] void* interfaceFor(REFIID iid) noexcept override
+    {
+        return isOneOf(iid, IID_IUnknown, IID_IMAPIProp, IID_IMailUser) ? static_cast<IMAPIProp*>(this) : nullptr;
+    }
+};
 
 [[nodiscard]] Reference<IUnknown> makeObject(const std::shared_ptr<SessionState>& session,
                                              const std::shared_ptr<MailboxObject>& object)
@@ -91,21 +122,7 @@ HRESULT openEntryOfStore(const std::shared_ptr<SessionState>& session, const Sto
 
 void requireOpenEntryFlags(ULONG flags)
 {
-    requireFlags(flags, s_openEntryFlags);
+    requireFlags(flags, openEntryFlags);
 }
 
-HRESULT compareEntryIds(const Mailbox& mailbox, ULONG size1, const ENTRYID* entryId1, ULONG size2,
-                        const ENTRYID* entryId2, ULONG flags, ULONG* result)
-{
-    require(result != nullptr);
-    *result = 0;
-    requireFlags(flags, 0);
-    const Bytes first = entryIdOf(size1, entryId1);
-    const Bytes second = entryIdOf(size2, entryId2);
-    // Identifiers of objects that are gone are still told apart by their bytes.
-    const std::shared_ptr<MailboxObject> object = mailbox.find(first);
-    const bool same = first == second || (object != nullptr && object == mailbox.find(second));
-    *result = same ? 1 : 0;
-    return S_OK;
-}
 } // namespace sandbox

@@ -32,7 +32,4 @@ namespace sandbox
 /// Throws MAPI_E_UNKNOWN_FLAGS for flags that no OpenEntry has.
 void requireOpenEntryFlags(ULONG flags);
 
-/// CompareEntryIDs of the session and of stores.
-[[nodiscard]] HRESULT compareEntryIds(const Mailbox& mailbox, ULONG size1, const ENTRYID* entryId1, ULONG size2,
-                                      const ENTRYID* entryId2, ULONG flags, ULONG* result);
 } // namespace sandbox

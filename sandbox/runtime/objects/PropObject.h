@@ -1,17 +1,30 @@
-// PropObject.h: an opened object of the mailbox, as its IMAPIProp.
+// PropObject.h: the properties of an object of the mailbox, as clients ask for them.
 #pragma once
 
 #include <memory>
 #include <utility>
 
 #include "sandbox/mailbox/model/MailboxObject.h"
+#include "sandbox/mailbox/model/NameMapping.h"
 #include "sandbox/runtime/objects/ComObject.h"
-#include "sandbox/runtime/objects/PropServing.h"
 #include "sandbox/runtime/objects/Refusals.h"
 #include "sandbox/runtime/objects/SessionState.h"
 
 namespace sandbox
 {
+/// What a request for `requestedTag` gets: the property under the requested type, or PT_ERROR with the requested
+/// identifier. Text is given in either width. A request for PT_UNSPECIFIED gets the property's own type, text in the
+/// width that `unicode` says.
+[[nodiscard]] Property answerFor(const std::optional<Property>& found, ULONG requestedTag, bool unicode);
+
+// The methods of IMAPIProp that are served. All are called with the mailbox locked, and throw MapiFailure or std::bad_alloc.
+
+[[nodiscard]] HRESULT getProps(const MailboxObject& object, const SPropTagArray* tags, ULONG flags, ULONG* count,
+                               SPropValue** values);
+[[nodiscard]] HRESULT getPropList(const MailboxObject& object, ULONG flags, SPropTagArray** tags);
+[[nodiscard]] HRESULT getIDsFromNames(NameMapping& mapping, ULONG count, MAPINAMEID** names, ULONG flags,
+                                      SPropTagArray** tags);
+
 /// Serves the properties of one object of the mailbox; read-only.
 /// @tparam Interface  IMAPIProp or an interface derived from it.
 template <class Interface>

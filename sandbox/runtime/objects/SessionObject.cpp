@@ -10,9 +10,9 @@ namespace sandbox
 {
 namespace
 {
-constexpr ULONG s_openStoreFlags = MDB_NO_DIALOG | MDB_WRITE | MAPI_DEFERRED_ERRORS | MAPI_BEST_ACCESS |
-                                   0x20 /* MDB_TEMPORARY */ | 0x80 /* MDB_NO_MAIL */ | 0x100 /* MDB_ONLINE */;
-constexpr ULONG s_logoffFlags = 0x1 /* MAPI_LOGOFF_SHARED */ | 0x2 /* MAPI_LOGOFF_UI */;
+constexpr ULONG openStoreFlags = MDB_NO_DIALOG | MDB_WRITE | MAPI_DEFERRED_ERRORS | MAPI_BEST_ACCESS |
+                                 0x20 /* MDB_TEMPORARY */ | 0x80 /* MDB_NO_MAIL */ | 0x100 /* MDB_ONLINE */;
+constexpr ULONG logoffFlags = 0x1 /* MAPI_LOGOFF_SHARED */ | 0x2 /* MAPI_LOGOFF_UI */;
 } // namespace
 
 SessionObject::SessionObject(std::shared_ptr<Mailbox> mailbox)
@@ -51,10 +51,8 @@ HRESULT STDMETHODCALLTYPE SessionObject::GetMsgStoresTable(ULONG flags, IMAPITab
                       require(table != nullptr);
                       *table = nullptr;
                       requireFlags(flags, MAPI_UNICODE);
-                      std::vector<TableRow> rows;
-                      for (const std::shared_ptr<Store>& store : m_state->mailbox().stores())
-                          rows.push_back({store, 0});
-                      *table = new TableObject(m_state, {TableKind::Stores, nullptr}, std::move(rows), flags);
+                      const auto& stores = m_state->mailbox().stores();
+                      *table = new TableObject(m_state, {TableKind::Stores, nullptr}, {stores.begin(), stores.end()});
                       return S_OK;
                   });
 }
@@ -75,7 +73,7 @@ HRESULT STDMETHODCALLTYPE SessionObject::OpenMsgStore(ULONG_PTR window, ULONG en
         {
             require(store != nullptr);
             *store = nullptr;
-            requireFlags(flags, s_openStoreFlags);
+            requireFlags(flags, openStoreFlags);
             const std::shared_ptr<MailboxObject> object = m_state->mailbox().find(entryIdOf(entryIdSize, entryId));
             require(object != nullptr && object->type() == MAPI_STORE, MAPI_E_UNKNOWN_ENTRYID);
             IUnknown* opened = nullptr;
@@ -90,12 +88,7 @@ HRESULT STDMETHODCALLTYPE SessionObject::OpenEntry(ULONG entryIdSize, ENTRYID* e
 {
     return servedOpening(
         "IMAPISession::OpenEntry", entryIdSize, entryId,
-        [&]
-        {
-            return Arguments{{"lpEntryID", entryIdText(entryIdSize, entryId)},
-                             {"lpInterface", interfaceText(iid)},
-                             {"ulFlags", hexText(flags)}};
-        },
+        [&] { return openEntryArguments(entryIdSize, entryId, iid, flags); },
         [&]
         {
             require(object != nullptr);
@@ -118,7 +111,19 @@ HRESULT STDMETHODCALLTYPE SessionObject::CompareEntryIDs(ULONG size1, ENTRYID* e
                              {"lpEntryID2", entryIdText(size2, entryId2)},
                              {"ulFlags", hexText(flags)}};
         },
-        [&] { return compareEntryIds(m_state->mailbox(), size1, entryId1, size2, entryId2, flags, result); });
+        [&]
+        {
+            require(result != nullptr);
+            *result = 0;
+            requireFlags(flags, 0);
+            const Bytes first = entryIdOf(size1, entryId1);
+            const Bytes second = entryIdOf(size2, entryId2);
+            // Identifiers of objects that are gone still differ by their bytes.
+            const std::shared_ptr<MailboxObject> object = m_state->mailbox().find(first);
+            const bool same = first == second || (object != nullptr && object == m_state->mailbox().find(second));
+            *result = same ? 1 : 0;
+            return S_OK;
+        });
 }
 
 HRESULT STDMETHODCALLTYPE SessionObject::Logoff(ULONG_PTR window, ULONG flags, ULONG reserved)
@@ -133,7 +138,7 @@ HRESULT STDMETHODCALLTYPE SessionObject::Logoff(ULONG_PTR window, ULONG flags, U
         [&]
         {
             require(reserved == 0);
-            requireFlags(flags, s_logoffFlags);
+            requireFlags(flags, logoffFlags);
             m_state->end();
             Delivery::instance().noteEndOfSession();
             return S_OK;

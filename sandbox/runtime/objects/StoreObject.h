@@ -14,8 +14,6 @@ public:
     HRESULT STDMETHODCALLTYPE Advise(ULONG entryIdSize, ENTRYID* entryId, ULONG eventMask, IMAPIAdviseSink* sink,
                                      ULONG_PTR* connection) override;
     HRESULT STDMETHODCALLTYPE Unadvise(ULONG_PTR connection) override;
-    HRESULT STDMETHODCALLTYPE CompareEntryIDs(ULONG size1, ENTRYID* entryId1, ULONG size2, ENTRYID* entryId2,
-                                              ULONG flags, ULONG* result) override;
     HRESULT STDMETHODCALLTYPE OpenEntry(ULONG entryIdSize, ENTRYID* entryId, const IID* iid, ULONG flags,
                                         ULONG* objectType, IUnknown** object) override;
 
@@ -23,10 +21,6 @@ protected:
     [[nodiscard]] void* interfaceFor(REFIID iid) noexcept override;
 
 private:
-    /// The long-term identifier of the object that Advise is asked to watch, without the mailbox locked; empty for the
-    /// whole store. Throws MapiFailure for what is no object of the store.
-    [[nodiscard]] Bytes watchedId(ULONG size, const ENTRYID* entryId) const;
-
     const std::shared_ptr<Store> m_store;
 };
 } // namespace sandbox

@@ -1,19 +1,17 @@
 #include "sandbox/runtime/objects/TableObject.h"
 
 #include <algorithm>
-#include <cstddef>
+#include <utility>
 
 #include "mapiabi/MapiTags.h"
-#include "sandbox/runtime/objects/PropServing.h"
-#include "sandbox/runtime/objects/PropertyAnswer.h"
-#include "sandbox/runtime/record/Memory.h"
+#include "sandbox/runtime/objects/Filter.h"
+#include "sandbox/runtime/objects/PropObject.h"
+#include "sandbox/runtime/record/PropertyMemory.h"
 
 namespace sandbox
 {
 namespace
 {
-constexpr ULONG s_noWait = 0x1; // TBL_NOWAIT: all is done at once here anyway
-
 /// The name that planned answers have for the table, with its dot.
 [[nodiscard]] std::string_view nameOf(TableKind kind) noexcept
 {
@@ -28,69 +26,15 @@ constexpr ULONG s_noWait = 0x1; // TBL_NOWAIT: all is done at once here anyway
     }
 }
 
-/// The columns that a table has before anyone sets others.
-[[nodiscard]] std::vector<ULONG> columnsOf(TableKind kind, bool unicode)
-{
-    std::vector<ULONG> columns = {PR_ENTRYID, PR_INSTANCE_KEY, PR_RECORD_KEY, PR_OBJECT_TYPE, PR_DISPLAY_NAME_W};
-    switch (kind)
-    {
-    case TableKind::Stores:
-        columns.insert(columns.end(),
-                       {PR_DEFAULT_STORE, PR_MDB_PROVIDER, PR_PROVIDER_DISPLAY_W, PR_RESOURCE_FLAGS, PR_RESOURCE_TYPE});
-        break;
-    case TableKind::Contents:
-        columns.insert(columns.end(), {PR_MESSAGE_CLASS_W, PR_MESSAGE_FLAGS});
-        break;
-    case TableKind::Hierarchy:
-        columns.insert(columns.end(), {PR_DEPTH, PR_FOLDER_TYPE, PR_CONTAINER_CLASS_W, PR_SUBFOLDERS});
-        break;
-    }
-    for (ULONG& tag : columns)
-        tag = tagInWidth(tag, unicode);
-    return columns;
-}
-
-/// A row set that frees itself, with the rows made so far, unless it is given away.
-class RowSetOwner
-{
-public:
-    explicit RowSetOwner(std::size_t capacity)
-    {
-        const std::size_t size = offsetof(SRowSet, aRow) + capacity * sizeof(SRow);
-        m_rows = static_cast<SRowSet*>(memory::allocate(std::max(size, sizeof(SRowSet))));
-        m_rows->cRows = 0;
-    }
-    RowSetOwner(const RowSetOwner&) = delete;
-    RowSetOwner& operator=(const RowSetOwner&) = delete;
-    ~RowSetOwner()
-    {
-        if (m_rows == nullptr)
-            return;
-        for (ULONG index = 0; index < m_rows->cRows; ++index)
-            (void)memory::free(m_rows->aRow[index].lpProps);
-        (void)memory::free(m_rows);
-    }
-
-    void add(SPropValue* values, std::size_t count) noexcept
-    {
-        m_rows->aRow[m_rows->cRows++] = {0, static_cast<ULONG>(count), values};
-    }
-    SRowSet* release() noexcept { return std::exchange(m_rows, nullptr); }
-
-private:
-    SRowSet* m_rows;
-};
 } // namespace
 
-TableObject::TableObject(std::shared_ptr<SessionState> session, TableSource source, std::vector<TableRow> rows,
-                         ULONG flags)
+TableObject::TableObject(std::shared_ptr<SessionState> session, TableSource source, Rows rows)
     : RefusingTable("IMAPITable"),
       m_session(std::move(session)),
       m_source(std::move(source)),
-      m_unicode((flags & MAPI_UNICODE) != 0),
-      m_allColumns(columnsOf(m_source.kind, m_unicode)),
-      m_columns(m_allColumns),
-      m_table(std::move(rows))
+      m_allRows(std::move(rows)),
+      m_rows(m_allRows),
+      m_columns{PR_ENTRYID, PR_DISPLAY_NAME_W, PR_OBJECT_TYPE}
 {
 }
 
@@ -121,23 +65,10 @@ HRESULT STDMETHODCALLTYPE TableObject::SetColumns(SPropTagArray* tags, ULONG fla
         [&]
         {
             require(tags != nullptr && tags->cValues != 0);
-            requireFlags(flags, s_noWait | TBL_BATCH);
+            requireFlags(flags, TBL_BATCH);
             m_columns.assign(tags->aulPropTag, tags->aulPropTag + tags->cValues);
             return S_OK;
         });
-}
-
-HRESULT STDMETHODCALLTYPE TableObject::QueryColumns(ULONG flags, SPropTagArray** tags)
-{
-    return served("IMAPITable::QueryColumns", onlyFlags(flags),
-                  [&]
-                  {
-                      require(tags != nullptr);
-                      *tags = nullptr;
-                      requireFlags(flags, TBL_ALL_COLUMNS);
-                      *tags = toTagArray((flags & TBL_ALL_COLUMNS) != 0 ? m_allColumns : m_columns);
-                      return S_OK;
-                  });
 }
 
 HRESULT STDMETHODCALLTYPE TableObject::GetRowCount(ULONG flags, ULONG* count)
@@ -146,37 +77,8 @@ HRESULT STDMETHODCALLTYPE TableObject::GetRowCount(ULONG flags, ULONG* count)
                   [&]
                   {
                       require(count != nullptr);
-                      requireFlags(flags, s_noWait);
-                      *count = static_cast<ULONG>(m_table.count());
-                      return S_OK;
-                  });
-}
-
-HRESULT STDMETHODCALLTYPE TableObject::SeekRow(BOOKMARK origin, LONG rows, LONG* sought)
-{
-    return served(
-        "IMAPITable::SeekRow", [&] { return Arguments{{"bkOrigin", hexText(origin)}, {"lRowCount", hexText(rows)}}; },
-        [&]
-        {
-            const auto from = static_cast<std::int64_t>(m_table.positionOf(origin));
-            const auto last = static_cast<std::int64_t>(m_table.count());
-            const std::int64_t to = std::clamp<std::int64_t>(from + rows, 0, last);
-            m_table.setCursor(static_cast<std::size_t>(to));
-            if (sought != nullptr)
-                *sought = static_cast<LONG>(to - from);
-            return S_OK;
-        });
-}
-
-HRESULT STDMETHODCALLTYPE TableObject::QueryPosition(ULONG* row, ULONG* numerator, ULONG* denominator)
-{
-    return served("IMAPITable::QueryPosition", noArguments,
-                  [&]
-                  {
-                      require(row != nullptr && numerator != nullptr && denominator != nullptr);
-                      *row = static_cast<ULONG>(m_table.cursor());
-                      *numerator = *row;
-                      *denominator = std::max<ULONG>(1, static_cast<ULONG>(m_table.count()));
+                      requireFlags(flags, 0);
+                      *count = static_cast<ULONG>(m_rows.size());
                       return S_OK;
                   });
 }
@@ -194,12 +96,14 @@ HRESULT STDMETHODCALLTYPE TableObject::FindRow(SRestriction* restriction, BOOKMA
         [&]
         {
             require(restriction != nullptr);
-            requireFlags(flags, DIR_BACKWARD);
-            const Filter filter(*restriction);
-            const std::optional<std::size_t> found =
-                m_table.find(filter, m_table.positionOf(origin), (flags & DIR_BACKWARD) != 0);
-            require(found.has_value(), MAPI_E_NOT_FOUND);
-            m_table.setCursor(*found);
+            requireFlags(flags, 0);
+            require(origin == BOOKMARK_BEGINNING || origin == BOOKMARK_CURRENT, MAPI_E_INVALID_BOOKMARK);
+            const Filter filter = makeFilter(*restriction);
+            const std::size_t first = origin == BOOKMARK_CURRENT ? m_cursor : 0;
+            const auto found = std::find_if(m_rows.begin() + static_cast<std::ptrdiff_t>(first), m_rows.end(),
+                                            [&](const auto& row) { return filter(*row); });
+            require(found != m_rows.end(), MAPI_E_NOT_FOUND);
+            m_cursor = static_cast<std::size_t>(found - m_rows.begin());
             return S_OK;
         });
 }
@@ -211,52 +115,12 @@ HRESULT STDMETHODCALLTYPE TableObject::Restrict(SRestriction* restriction, ULONG
         [&] { return Arguments{{"lpRestriction", restrictionText(restriction)}, {"ulFlags", hexText(flags)}}; },
         [&]
         {
-            requireFlags(flags, s_noWait | TBL_BATCH);
-            std::optional<Filter> filter;
+            requireFlags(flags, TBL_BATCH);
+            Rows rows = m_allRows;
             if (restriction != nullptr)
-                filter.emplace(*restriction);
-            m_table.setFilter(std::move(filter));
-            return S_OK;
-        });
-}
-
-HRESULT STDMETHODCALLTYPE TableObject::CreateBookmark(BOOKMARK* position)
-{
-    return served("IMAPITable::CreateBookmark", noArguments,
-                  [&]
-                  {
-                      require(position != nullptr);
-                      *position = m_table.makeBookmark();
-                      return S_OK;
-                  });
-}
-
-HRESULT STDMETHODCALLTYPE TableObject::FreeBookmark(BOOKMARK position)
-{
-    return served(
-        "IMAPITable::FreeBookmark", [&] { return Arguments{{"bkPosition", hexText(position)}}; },
-        [&]
-        {
-            m_table.freeBookmark(position);
-            return S_OK;
-        });
-}
-
-HRESULT STDMETHODCALLTYPE TableObject::SortTable(SSortOrderSet* order, ULONG flags)
-{
-    return served(
-        "IMAPITable::SortTable",
-        [&] { return Arguments{{"lpSortCriteria", sortOrderText(order)}, {"ulFlags", hexText(flags)}}; },
-        [&]
-        {
-            require(order != nullptr);
-            requireFlags(flags, s_noWait | TBL_BATCH);
-            require(order->cCategories == 0 && order->cExpanded == 0, MAPI_E_TOO_COMPLEX);
-            std::vector<SSortOrder> levels(order->aSort, order->aSort + order->cSorts);
-            for (const SSortOrder& level : levels)
-                require(level.ulOrder <= TABLE_SORT_DESCEND && (PROP_TYPE(level.ulPropTag) & MV_FLAG) == 0,
-                        MAPI_E_TOO_COMPLEX);
-            m_table.setOrder(std::move(levels));
+                std::erase_if(rows, [filter = makeFilter(*restriction)](const auto& row) { return !filter(*row); });
+            m_rows = std::move(rows);
+            m_cursor = 0;
             return S_OK;
         });
 }
@@ -270,32 +134,30 @@ HRESULT STDMETHODCALLTYPE TableObject::QueryRows(LONG count, ULONG flags, SRowSe
             require(rows != nullptr && count != 0);
             *rows = nullptr;
             requireFlags(flags, TBL_NOADVANCE);
+            require(count > 0, MAPI_E_NO_SUPPORT);
 
-            const std::size_t total = m_table.count();
-            const std::size_t cursor = m_table.cursor();
-            std::size_t wanted = static_cast<std::size_t>(count < 0 ? -static_cast<std::int64_t>(count) : count);
+            std::size_t wanted = std::min(static_cast<std::size_t>(count), m_rows.size() - m_cursor);
             if (const std::uint32_t limit = m_session->mailbox().rowsPerQuery(); limit != 0)
                 wanted = std::min<std::size_t>(wanted, limit);
-            // A negative count steps back first, and delivers forward all the same.
-            const std::size_t first = count < 0 ? cursor - std::min(wanted, cursor) : cursor;
-            const std::size_t end = count < 0 ? cursor : first + std::min(wanted, total - first);
-
-            RowSetOwner owner(end - first);
-            for (std::size_t position = first; position < end; ++position)
-                owner.add(makeRow(m_table.row(position)), m_columns.size());
+            RowSet made = makeRowSet(wanted);
+            for (std::size_t index = m_cursor; index < m_cursor + wanted; ++index)
+            {
+                SPropValue* const values = makeRow(*m_rows[index]);
+                made->aRow[made->cRows++] = {0, static_cast<ULONG>(m_columns.size()), values};
+            }
             if ((flags & TBL_NOADVANCE) == 0)
-                m_table.setCursor(count < 0 ? first : end);
-            *rows = owner.release();
+                m_cursor += wanted;
+            *rows = made.release();
             return S_OK;
         });
 }
 
-SPropValue* TableObject::makeRow(const TableRow& row) const
+SPropValue* TableObject::makeRow(const MailboxObject& object) const
 {
     std::vector<Property> answers;
     answers.reserve(m_columns.size());
     for (const ULONG tag : m_columns)
-        answers.push_back(answerFor(row.property(PROP_ID(tag)), tag, m_unicode));
+        answers.push_back(answerFor(object.rowProperty(PROP_ID(tag)), tag, true));
     return toMapiMemory(answers);
 }
 

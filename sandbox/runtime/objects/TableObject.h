@@ -8,7 +8,6 @@
 #include "sandbox/runtime/objects/ComObject.h"
 #include "sandbox/runtime/objects/Refusals.h"
 #include "sandbox/runtime/objects/SessionState.h"
-#include "sandbox/runtime/objects/Table.h"
 
 namespace sandbox
 {
@@ -19,22 +18,20 @@ struct TableSource
     std::shared_ptr<MailboxObject> owner; // null: the session
 };
 
+/// Each row is an object. The objects are those that there were when the table was made; which of them pass a filter is
+/// decided when that is set, and their values are those of the moment of the question.
 class TableObject final : public RefusingTable<ComObject<IMAPITable>>
 {
 public:
-    /// @param flags  those of the call that gives the table out; MAPI_UNICODE decides the width of its own columns.
-    TableObject(std::shared_ptr<SessionState> session, TableSource source, std::vector<TableRow> rows, ULONG flags);
+    using Rows = std::vector<std::shared_ptr<MailboxObject>>;
+
+    TableObject(std::shared_ptr<SessionState> session, TableSource source, Rows rows);
 
     HRESULT STDMETHODCALLTYPE SetColumns(SPropTagArray* tags, ULONG flags) override;
-    HRESULT STDMETHODCALLTYPE QueryColumns(ULONG flags, SPropTagArray** tags) override;
     HRESULT STDMETHODCALLTYPE GetRowCount(ULONG flags, ULONG* count) override;
-    HRESULT STDMETHODCALLTYPE SeekRow(BOOKMARK origin, LONG rows, LONG* sought) override;
-    HRESULT STDMETHODCALLTYPE QueryPosition(ULONG* row, ULONG* numerator, ULONG* denominator) override;
+    /// Forward from BOOKMARK_BEGINNING or BOOKMARK_CURRENT.
     HRESULT STDMETHODCALLTYPE FindRow(SRestriction* restriction, BOOKMARK origin, ULONG flags) override;
     HRESULT STDMETHODCALLTYPE Restrict(SRestriction* restriction, ULONG flags) override;
-    HRESULT STDMETHODCALLTYPE CreateBookmark(BOOKMARK* position) override;
-    HRESULT STDMETHODCALLTYPE FreeBookmark(BOOKMARK position) override;
-    HRESULT STDMETHODCALLTYPE SortTable(SSortOrderSet* order, ULONG flags) override;
     HRESULT STDMETHODCALLTYPE QueryRows(LONG count, ULONG flags, SRowSet** rows) override;
 
 protected:
@@ -46,13 +43,13 @@ private:
     template <class Describe, class Work>
     [[nodiscard]] HRESULT served(const char* name, Describe&& describe, Work&& work) noexcept;
 
-    [[nodiscard]] SPropValue* makeRow(const TableRow& row) const;
+    [[nodiscard]] SPropValue* makeRow(const MailboxObject& object) const;
 
     const std::shared_ptr<SessionState> m_session;
     const TableSource m_source;
-    const bool m_unicode;
-    const std::vector<ULONG> m_allColumns;
+    const Rows m_allRows;
+    Rows m_rows; // those that pass the filter
+    std::size_t m_cursor = 0;
     std::vector<ULONG> m_columns;
-    Table m_table;
 };
 } // namespace sandbox

@@ -1,4 +1,4 @@
-// ArgumentTexts.h: the arguments of a call as the journal tells them, each as a JSON text.
+// ArgumentTexts.h: the arguments of a call as the journal has them.
 #pragma once
 
 #include <concepts>
@@ -11,10 +11,13 @@
 
 namespace sandbox
 {
-// They read a client's memory as the called method would, and throw std::bad_alloc.
+/// The most levels of a restriction that are looked at, here and where it is evaluated.
+constexpr int deepestRestriction = 256;
+
+// All read a client's memory as the called method would, and throw std::bad_alloc.
 
 [[nodiscard]] std::string unsignedHexText(std::uint64_t number);
-/// A number, in hexadecimal: "0x1F"; a negative one by its bits.
+/// A number: "0x1F"; a negative one by its bits.
 template <std::integral Number>
 [[nodiscard]] std::string hexText(Number number)
 {
@@ -24,22 +27,19 @@ template <std::integral Number>
 /// An entry identifier in hexadecimal; "" for a null pointer.
 [[nodiscard]] std::string entryIdText(ULONG size, const ENTRYID* entryId);
 /// The published name of an interface, "{...}" for one that is unknown here; null for a null pointer.
-[[nodiscard]] std::string interfaceText(const IID* iid);
+[[nodiscard]] Json interfaceText(const IID* iid);
 /// @param text  UTF-16 if the flags have MAPI_UNICODE, else in the system's code page; null for a null pointer.
-[[nodiscard]] std::string textText(const void* text, ULONG flags);
-/// The tags as a list; null for a null pointer. Likewise the next three, with the published names of their fields.
-[[nodiscard]] std::string tagsText(const SPropTagArray* tags);
-[[nodiscard]] std::string namesText(ULONG count, MAPINAMEID** names);
-[[nodiscard]] std::string sortOrderText(const SSortOrderSet* order);
-[[nodiscard]] std::string restrictionText(const SRestriction* restriction);
-/// "wrapped" or "unwrapped", by HrThisThreadAdviseSink; null for a null pointer.
-[[nodiscard]] std::string sinkText(const IMAPIAdviseSink* sink);
+[[nodiscard]] Json textText(const void* text, ULONG flags);
+/// The tags as a list; null for a null pointer. Likewise the next two, with the published names of their fields.
+[[nodiscard]] Json tagsText(const SPropTagArray* tags);
+[[nodiscard]] Json namesText(ULONG count, MAPINAMEID** names);
+[[nodiscard]] Json restrictionText(const SRestriction* restriction, int depth = 1);
 
-// What `serve` takes, for the commonest arguments.
+// Whole sets of arguments, or for `serve` what gives them.
 
 [[nodiscard]] inline Arguments noArguments()
 {
-    return {};
+    return Arguments::object();
 }
 [[nodiscard]] inline auto onlyFlags(ULONG flags)
 {
@@ -47,5 +47,12 @@ template <std::integral Number>
     {
         return Arguments{{"ulFlags", hexText(flags)}};
     };
+}
+
+/// Those of OpenEntry.
+[[nodiscard]] inline Arguments openEntryArguments(ULONG size, const ENTRYID* entryId, const IID* iid, ULONG flags)
+{
+    return {
+        {"lpEntryID", entryIdText(size, entryId)}, {"lpInterface", interfaceText(iid)}, {"ulFlags", hexText(flags)}};
 }
 } // namespace sandbox

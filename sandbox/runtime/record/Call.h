@@ -9,8 +9,8 @@
 
 #include "mapiabi/MapiTypes.h"
 #include "sandbox/mailbox/reading/Results.h"
-#include "sandbox/runtime/objects/MapiFailure.h"
 #include "sandbox/runtime/record/Journal.h"
+#include "sandbox/runtime/record/MapiFailure.h"
 #include "sandbox/runtime/record/Plans.h"
 
 namespace sandbox

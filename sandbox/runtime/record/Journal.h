@@ -5,16 +5,16 @@
 #include <new>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "mapiabi/MapiTypes.h"
 #include "sandbox/mailbox/model/Bytes.h"
+#include "sandbox/mailbox/reading/JsonObject.h"
 
 namespace sandbox
 {
-/// The arguments of a call: the published name, and the value as JSON text.
-using Arguments = std::vector<std::pair<std::string, std::string>>;
+/// The arguments of a call: an object of their published names.
+using Arguments = Json;
 
 /// One call that has ended.
 struct JournalEntry

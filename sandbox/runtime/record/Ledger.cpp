@@ -11,13 +11,13 @@ namespace sandbox::ledger
 {
 namespace
 {
-constexpr const char* s_otherCalls = "other calls"; // takes what the arrays have no place for
+constexpr const char* otherCalls = "other calls"; // takes what the arrays have no place for
 
 constinit std::array<BlockAccount, 128> s_blocks{};
 constinit std::array<ObjectAccount, 256> s_objects{};
 constinit std::array<MisuseAccount, 128> s_misuse{};
 constinit std::atomic<std::int64_t> s_initializations{0};
-constinit bool s_lastThread = false;
+constinit bool s_processEnds = false;
 constinit SRWLOCK s_opening = SRWLOCK_INIT; // guards the opening of accounts, not their use
 
 class OpeningLock
@@ -25,14 +25,14 @@ class OpeningLock
 public:
     OpeningLock() noexcept
     {
-        if (!s_lastThread)
+        if (!s_processEnds)
             AcquireSRWLockExclusive(&s_opening);
     }
     OpeningLock(const OpeningLock&) = delete;
     OpeningLock& operator=(const OpeningLock&) = delete;
     ~OpeningLock()
     {
-        if (!s_lastThread)
+        if (!s_processEnds)
             ReleaseSRWLockExclusive(&s_opening);
     }
 };
@@ -70,7 +70,7 @@ Account& find(std::array<Account, Size>& accounts, const char* call, Matches mat
             continue;
         open(account);
         const bool last = &account == &accounts.back();
-        account.call.store(last ? s_otherCalls : call, std::memory_order_release);
+        account.call.store(last ? otherCalls : call, std::memory_order_release);
         return account;
     }
     return accounts.back();
@@ -117,8 +117,7 @@ constinit ReportText s_report{};
 
 BlockAccount& blocksOf(const char* call) noexcept
 {
-    return find(
-        s_blocks, call, [](const BlockAccount&) { return true; }, [](BlockAccount&) {});
+    return find(s_blocks, call, [](const BlockAccount&) { return true; }, [](BlockAccount&) {});
 }
 
 ObjectAccount& objectsOf(const char* interfaceName, const char* call) noexcept
@@ -137,9 +136,9 @@ void noteMisuse(const char* what, const char* call) noexcept
           .times;
 }
 
-void beLastThread() noexcept
+void setProcessEnding() noexcept
 {
-    s_lastThread = true;
+    s_processEnds = true;
 }
 
 void forgetMisuse() noexcept

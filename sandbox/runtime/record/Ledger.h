@@ -46,7 +46,7 @@ namespace ledger
 void noteMisuse(const char* what, const char* call) noexcept;
 /// To be called when the process goes down and all other threads are gone: no lock is taken from then on, since one of
 /// them may have held it.
-void beLastThread() noexcept;
+void setProcessEnding() noexcept;
 /// Forgets every misuse noted so far.
 void forgetMisuse() noexcept;
 
@@ -57,7 +57,7 @@ void forgetMisuse() noexcept;
 [[nodiscard]] std::int64_t liveObjects() noexcept;
 [[nodiscard]] std::int64_t liveReferences() noexcept;
 
-/// The report as told in docs/sandbox.md, UTF-8, in a buffer of this module that the next call fills anew. Takes no
+/// The report of docs/sandbox.md, UTF-8, in a buffer of this module that the next call fills anew. Takes no
 /// lock and no memory.
 [[nodiscard]] std::string_view report() noexcept;
 } // namespace ledger

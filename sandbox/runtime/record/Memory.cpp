@@ -11,18 +11,18 @@
 
 #include "sandbox/runtime/record/Call.h"
 #include "sandbox/runtime/record/Ledger.h"
-#include "sandbox/runtime/objects/MapiFailure.h"
+#include "sandbox/runtime/record/MapiFailure.h"
 
 namespace sandbox::memory
 {
 namespace
 {
-constexpr int s_freshFill = 0xCD;
-constexpr int s_freedFill = 0xDD;
-constexpr int s_guardFill = 0xFD;
-constexpr std::size_t s_guardSize = 16;
-constexpr std::size_t s_mostKept = 1024;                      // freed blocks
-constexpr std::size_t s_largestKept = std::size_t(64) * 1024; // bytes of one
+constexpr int freshFill = 0xCD;
+constexpr int freedFill = 0xDD;
+constexpr int guardFill = 0xFD;
+constexpr std::size_t guardSize = 16;
+constexpr std::size_t mostKept = 1024;                      // freed blocks
+constexpr std::size_t largestKept = std::size_t(64) * 1024; // bytes of one
 
 /// What stands before each block's own bytes; behind them stands the guard.
 struct alignas(16) Header
@@ -48,15 +48,15 @@ class Heap
 public:
     void* allocate(std::size_t size, Header* root)
     {
-        if (size > SIZE_MAX - sizeof(Header) - s_guardSize)
+        if (size > SIZE_MAX - sizeof(Header) - guardSize)
             throw std::bad_alloc();
-        void* memory = std::malloc(sizeof(Header) + size + s_guardSize);
+        void* memory = std::malloc(sizeof(Header) + size + guardSize);
         if (memory == nullptr)
             throw std::bad_alloc();
         BlockAccount& account = ledger::blocksOf(Call::current());
         auto* header = new (memory) Header{size, &account, root, nullptr};
-        std::memset(bytesOf(header), s_freshFill, size);
-        std::memset(bytesOf(header) + size, s_guardFill, s_guardSize);
+        std::memset(bytesOf(header), freshFill, size);
+        std::memset(bytesOf(header) + size, guardFill, guardSize);
         try
         {
             m_live.insert(bytesOf(header));
@@ -115,15 +115,15 @@ public:
 private:
     void freeOne(Header* header) noexcept
     {
-        if (!allBytesAre(bytesOf(header) + header->size, s_guardSize, s_guardFill))
+        if (!allBytesAre(bytesOf(header) + header->size, guardSize, guardFill))
             ledger::noteMisuse("a block was written beyond its end", header->account->call.load());
         --header->account->blocks;
         header->account->bytes -= static_cast<std::int64_t>(header->size);
         m_live.erase(bytesOf(header));
-        std::memset(bytesOf(header), s_freedFill, header->size);
-        if (header->size > s_largestKept || !keep(header))
+        std::memset(bytesOf(header), freedFill, header->size);
+        if (header->size > largestKept || !keep(header))
             std::free(header);
-        while (m_kept.size() > s_mostKept)
+        while (m_kept.size() > mostKept)
             giveBackOldest();
     }
 
@@ -150,7 +150,7 @@ private:
 
     static void inspectFreed(Header* header) noexcept
     {
-        if (!allBytesAre(bytesOf(header), header->size, s_freedFill))
+        if (!allBytesAre(bytesOf(header), header->size, freedFill))
             ledger::noteMisuse("a block was written to after it had been freed", header->account->call.load());
     }
 

@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "sandbox/runtime/delivery/ChangeSignal.h"
+#include "sandbox/runtime/record/ChangeSignal.h"
 
 namespace sandbox::plans
 {

@@ -38,18 +38,7 @@ SandboxDll::SandboxDll() : m_module(LoadLibraryW(besideThisProgram(L"LinkwellSan
     bind(m_report, "sandboxReport");
     bind(m_loadMailbox, "sandboxLoadMailbox");
     bind(sandboxReset, "sandboxReset");
-    bind(sandboxNotify, "sandboxNotify");
-    bind(sandboxWaitUntilIdle, "sandboxWaitUntilIdle");
-    bind(sandboxWaitUntilAdvised, "sandboxWaitUntilAdvised");
-    bind(sandboxAddPlan, "sandboxAddPlan");
-    bind(sandboxClearPlans, "sandboxClearPlans");
-    bind(sandboxReleaseHold, "sandboxReleaseHold");
-    bind(sandboxWaitUntilHeld, "sandboxWaitUntilHeld");
     bind(m_answer, "sandboxAnswer");
-    bind(sandboxStartJournal, "sandboxStartJournal");
-    bind(sandboxStopJournal, "sandboxStopJournal");
-    bind(sandboxClearJournal, "sandboxClearJournal");
-    bind(sandboxReadJournal, "sandboxReadJournal");
 }
 
 SandboxDll::~SandboxDll()
@@ -138,13 +127,6 @@ void SandboxDll::wait(Json request) const
     request["do"] = "wait";
     request["timeout"] = std::chrono::milliseconds(support::deadline).count();
     this->request(request);
-}
-
-std::string SandboxDll::journal() const
-{
-    std::string text(sandboxReadJournal(nullptr, 0), '\0');
-    sandboxReadJournal(text.data(), text.size() + 1);
-    return text;
 }
 
 template <class Function>

@@ -32,17 +32,6 @@ public:
     decltype(&::sandboxLiveObjects) sandboxLiveObjects;
     decltype(&::sandboxLiveReferences) sandboxLiveReferences;
     decltype(&::sandboxReset) sandboxReset;
-    decltype(&::sandboxNotify) sandboxNotify;
-    decltype(&::sandboxWaitUntilIdle) sandboxWaitUntilIdle;
-    decltype(&::sandboxWaitUntilAdvised) sandboxWaitUntilAdvised;
-    decltype(&::sandboxAddPlan) sandboxAddPlan;
-    decltype(&::sandboxClearPlans) sandboxClearPlans;
-    decltype(&::sandboxReleaseHold) sandboxReleaseHold;
-    decltype(&::sandboxWaitUntilHeld) sandboxWaitUntilHeld;
-    decltype(&::sandboxStartJournal) sandboxStartJournal;
-    decltype(&::sandboxStopJournal) sandboxStopJournal;
-    decltype(&::sandboxClearJournal) sandboxClearJournal;
-    decltype(&::sandboxReadJournal) sandboxReadJournal;
 
     /// Serves this mailbox to the sessions that begin later; throws with the reader's complaint.
     void serve(const std::string& json) const;
@@ -70,8 +59,6 @@ public:
     void startJournal() const;
     /// The calls that the journal has, a list; it is empty afterwards, and goes on.
     [[nodiscard]] nlohmann::json takeJournal() const;
-    /// The journal's lines.
-    [[nodiscard]] std::string journal() const;
 
 private:
     template <class Function>

@@ -1,29 +1,16 @@
-#include "sandbox/runtime/objects/PropertyAnswer.h"
+#include "sandbox/runtime/record/PropertyMemory.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <type_traits>
 
-#include "sandbox/mailbox/model/Text.h"
 #include "sandbox/runtime/record/Memory.h"
 
 namespace sandbox
 {
 namespace
 {
-[[nodiscard]] bool isText(ULONG type) noexcept
-{
-    return type == PT_UNICODE || type == PT_STRING8;
-}
-
-[[nodiscard]] std::string toAnsi(const std::wstring& text)
-{
-    const int size = static_cast<int>(text.size());
-    const int needed = WideCharToMultiByte(CP_ACP, 0, text.data(), size, nullptr, 0, nullptr, nullptr);
-    std::string ansi(static_cast<std::size_t>(needed), '\0');
-    WideCharToMultiByte(CP_ACP, 0, text.data(), size, ansi.data(), needed, nullptr, nullptr);
-    return ansi;
-}
-
 [[nodiscard]] std::wstring fromAnsi(const char* text)
 {
     const int size = static_cast<int>(std::strlen(text));
@@ -33,19 +20,7 @@ namespace
     return wide;
 }
 
-[[nodiscard]] Property errorAnswer(ULONG requestedTag, HRESULT code)
-{
-    return {CHANGE_PROP_TYPE(requestedTag, PT_ERROR), PropertyError{code}};
-}
-
-/// The value in the width of the type; every value but a text is as it is.
-[[nodiscard]] Value inWidthOf(ULONG type, const Value& value)
-{
-    const auto* text = std::get_if<std::wstring>(&value);
-    return type == PT_STRING8 && text != nullptr ? Value(toAnsi(*text)) : value;
-}
-
-/// Lays out the bytes behind an array of SPropValue. Run once with no memory, it tells how many bytes are needed; run
+/// Lays out the bytes behind an array of SPropValue. Run once with no memory, it counts the bytes that are needed; run
 /// again with memory, it writes them.
 class Layout
 {
@@ -143,30 +118,6 @@ void layOut(Layout& layout, const Property& answer, SPropValue& target)
 }
 } // namespace
 
-Property answerFor(const std::optional<Property>& found, ULONG requestedTag, bool unicode)
-{
-    if (!found)
-        return errorAnswer(requestedTag, MAPI_E_NOT_FOUND);
-    if (const auto* error = std::get_if<PropertyError>(&found->value))
-        return errorAnswer(requestedTag, error->code);
-    if (found->answersAs != 0)
-        return {found->answersAs, inWidthOf(PROP_TYPE(found->answersAs), found->value)};
-
-    const ULONG ownType = PROP_TYPE(found->tag);
-    ULONG type = PROP_TYPE(requestedTag);
-    if (type == PT_UNSPECIFIED)
-        type = PROP_TYPE(tagInWidth(found->tag, unicode));
-    const bool matches = type == ownType || (isText(type) && isText(ownType));
-    if (!matches)
-        return errorAnswer(requestedTag, MAPI_E_NOT_FOUND);
-    return {CHANGE_PROP_TYPE(found->tag, type), inWidthOf(type, found->value)};
-}
-
-ULONG tagInWidth(ULONG tag, bool unicode) noexcept
-{
-    return isText(PROP_TYPE(tag)) ? CHANGE_PROP_TYPE(tag, unicode ? PT_UNICODE : PT_STRING8) : tag;
-}
-
 SPropValue* toMapiMemory(std::span<const Property> answers)
 {
     const std::size_t head = answers.size() * sizeof(SPropValue);
@@ -182,6 +133,37 @@ SPropValue* toMapiMemory(std::span<const Property> answers)
     for (std::size_t index = 0; index < answers.size(); ++index)
         layOut(writing, answers[index], values[index]);
     return values;
+}
+
+SPropTagArray* toTagArray(const std::vector<ULONG>& tags)
+{
+    const std::size_t size = offsetof(SPropTagArray, aulPropTag) + tags.size() * sizeof(ULONG);
+    auto* array = static_cast<SPropTagArray*>(memory::allocate(std::max(size, sizeof(SPropTagArray))));
+    array->cValues = static_cast<ULONG>(tags.size());
+    std::ranges::copy(tags, array->aulPropTag);
+    return array;
+}
+
+RowSet makeRowSet(std::size_t capacity)
+{
+    const std::size_t size = offsetof(SRowSet, aRow) + capacity * sizeof(SRow);
+    auto* rows = static_cast<SRowSet*>(memory::allocate(std::max(size, sizeof(SRowSet))));
+    rows->cRows = 0;
+    return RowSet(rows);
+}
+
+HRESULT freeRows(SRowSet* rows) noexcept
+{
+    if (rows == nullptr)
+        return S_OK;
+    // Only of a block of our own can it be known that there are as many rows as it says.
+    if (memory::isRoot(rows, sizeof(SRowSet)) &&
+        memory::isRoot(rows, offsetof(SRowSet, aRow) + std::size_t(rows->cRows) * sizeof(SRow)))
+    {
+        for (ULONG index = 0; index < rows->cRows; ++index)
+            (void)memory::free(rows->aRow[index].lpProps);
+    }
+    return memory::free(rows);
 }
 
 std::optional<Value> fromMapiMemory(const SPropValue& value)

@@ -4,9 +4,9 @@
 #include <memory>
 
 #include "sandbox/mailbox/edits/StoreEvent.h"
-#include "sandbox/runtime/objects/ComObject.h"
 #include "sandbox/runtime/delivery/SinkGate.h"
 #include "sandbox/runtime/delivery/ThreadQueue.h"
+#include "sandbox/runtime/objects/ComObject.h"
 
 namespace sandbox
 {
@@ -22,8 +22,7 @@ public:
     /// The queue by which a wrapper's thread is reached; null for a sink that is no wrapper of this module.
     [[nodiscard]] static std::shared_ptr<ThreadQueue> queueOf(const IMAPIAdviseSink* sink);
 
-    /// On its own thread: at once, with the sink's answer. On any other, which gets 0: a copy, when the own thread handles
-    /// its messages.
+    /// Hands on at once, with the sink's answer. To be called on its own thread, as Delivery does; any other is refused.
     ULONG STDMETHODCALLTYPE OnNotify(ULONG count, NOTIFICATION* notifications) override;
 
 protected:
@@ -33,11 +32,10 @@ private:
     AdviseSinkWrapper(IMAPIAdviseSink* sink, std::shared_ptr<ThreadQueue> queue);
     ~AdviseSinkWrapper() override;
 
-    const std::shared_ptr<SinkGate> m_gate;
+    SinkGate m_gate;
     const std::shared_ptr<ThreadQueue> m_queue;
 };
 
-/// Calls the sink with these events, in memory made for the call. What can't be told for want of memory is lost.
-/// @param events  not empty.
-void notifySink(SinkGate& gate, const EventBatch& events) noexcept;
+/// A sink as the journal has it: "wrapped" or "unwrapped"; null for a null pointer.
+[[nodiscard]] Json sinkText(const IMAPIAdviseSink* sink);
 } // namespace sandbox

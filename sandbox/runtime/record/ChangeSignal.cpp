@@ -1,4 +1,4 @@
-#include "sandbox/runtime/delivery/ChangeSignal.h"
+#include "sandbox/runtime/record/ChangeSignal.h"
 
 #include <algorithm>
 #include <new>

@@ -1,10 +1,8 @@
-#include "sandbox/runtime/delivery/AdviseSinkWrapper.h"
+#include "sandbox/runtime/objects/AdviseSinkWrapper.h"
 
 #include <map>
 #include <mutex>
 #include <utility>
-
-#include "sandbox/runtime/delivery/Notifications.h"
 
 namespace sandbox
 {
@@ -39,7 +37,7 @@ std::shared_ptr<ThreadQueue> AdviseSinkWrapper::queueOf(const IMAPIAdviseSink* s
 }
 
 AdviseSinkWrapper::AdviseSinkWrapper(IMAPIAdviseSink* sink, std::shared_ptr<ThreadQueue> queue)
-    : ComObject("IMAPIAdviseSink"), m_gate(std::make_shared<SinkGate>(sink)), m_queue(std::move(queue))
+    : ComObject("IMAPIAdviseSink"), m_gate(sink), m_queue(std::move(queue))
 {
     Wrappers& all = wrappers();
     const std::lock_guard lock(all.mutex);
@@ -54,45 +52,24 @@ AdviseSinkWrapper::~AdviseSinkWrapper()
         const std::lock_guard lock(all.mutex);
         all.queues.erase(this);
     }
-    m_gate->close();
+    m_gate.close();
     m_queue->detach();
 }
 
 ULONG STDMETHODCALLTYPE AdviseSinkWrapper::OnNotify(ULONG count, NOTIFICATION* notifications)
 {
-    if (m_queue->isOfThisThread())
-        return m_gate->notify(count, notifications);
-    HRESULT result = S_OK;
-    try
-    {
-        m_queue->post([gate = m_gate, events = eventsOf(count, notifications)] { notifySink(*gate, events); });
-    }
-    catch (const MapiFailure& failure)
-    {
-        result = failure.result();
-    }
-    catch (...)
-    {
-        result = MAPI_E_NOT_ENOUGH_MEMORY;
-    }
-    return static_cast<ULONG>(result);
+    return m_queue->isOfThisThread() ? m_gate.notify(count, notifications) : static_cast<ULONG>(MAPI_E_NO_SUPPORT);
+}
+
+Json sinkText(const IMAPIAdviseSink* sink)
+{
+    if (sink == nullptr)
+        return nullptr;
+    return AdviseSinkWrapper::queueOf(sink) != nullptr ? "wrapped" : "unwrapped";
 }
 
 void* AdviseSinkWrapper::interfaceFor(REFIID iid) noexcept
 {
     return isOneOf(iid, IID_IUnknown, IID_IMAPIAdviseSink) ? static_cast<IMAPIAdviseSink*>(this) : nullptr;
-}
-
-void notifySink(SinkGate& gate, const EventBatch& events) noexcept
-{
-    try
-    {
-        const Call named("IMAPIAdviseSink::OnNotify"); // whose the memory is
-        const NotificationArray array(events);
-        gate.notify(array.count(), array.get());
-    }
-    catch (const std::bad_alloc&)
-    {
-    }
 }
 } // namespace sandbox

@@ -1,4 +1,4 @@
-// PlanRequests.h: what calls to come are to answer, over the control channel.
+// RunRequests.h: the requests about the run: plans, waits, the journal, and who watches.
 #pragma once
 
 #include <windows.h>
@@ -12,4 +12,8 @@ namespace sandbox
 [[nodiscard]] Json answerPlan(JsonObject& request, HANDLE stop);
 [[nodiscard]] Json answerClearPlans(JsonObject& request, HANDLE stop);
 [[nodiscard]] Json answerRelease(JsonObject& request, HANDLE stop);
+/// Answered when it is so. Throws also when it runs out of time, or when `stop` is set.
+[[nodiscard]] Json answerWait(JsonObject& request, HANDLE stop);
+[[nodiscard]] Json answerSubscriptions(JsonObject& request, HANDLE stop);
+[[nodiscard]] Json answerJournal(JsonObject& request, HANDLE stop);
 } // namespace sandbox

@@ -1,0 +1,149 @@
+#include "sandbox/requests/RunRequests.h"
+
+#include <chrono>
+#include <mutex>
+#include <optional>
+#include <utility>
+
+#include "sandbox/mailbox/model/Text.h"
+#include "sandbox/mailbox/reading/PlanReader.h"
+#include "sandbox/requests/ServedMailbox.h"
+#include "sandbox/runtime/delivery/Delivery.h"
+#include "sandbox/runtime/record/ArgumentTexts.h"
+#include "sandbox/runtime/record/Journal.h"
+#include "sandbox/runtime/record/Plans.h"
+
+namespace sandbox
+{
+namespace
+{
+using std::chrono::milliseconds;
+
+constexpr std::uint32_t usualTimeout = 10'000;
+constexpr std::uint32_t longestTimeout = 3'600'000;
+
+/// What is waited for: whether it came about, and the words for that it didn't.
+struct Outcome
+{
+    bool reached;
+    std::string missing;
+};
+
+[[nodiscard]] Outcome waitFor(const std::string& word, JsonObject& request, milliseconds timeout, HANDLE stop)
+{
+    if (word == "idle")
+    {
+        request.finish();
+        return {Delivery::instance().waitUntilIdle(timeout, stop), "not every notification has been handled"};
+    }
+    if (word == "advised")
+    {
+        const std::uint32_t count = readCount(request.require("count"), request.pathOf("count"), 1'000'000);
+        request.finish();
+        return {Delivery::instance().waitUntilAdvised(count, timeout, stop),
+                "there are fewer than " + std::to_string(count) + " subscriptions"};
+    }
+    if (word == "held")
+    {
+        const std::string& hold = requireText(request.require("hold"), request.pathOf("hold"));
+        request.finish();
+        return {plans::waitUntilHeld(hold, timeout, stop), "no call waits at '" + hold + "'"};
+    }
+    failAt(request.pathOf("for"), "must be \"idle\", \"advised\" or \"held\"");
+}
+
+[[nodiscard]] Json itemOf(const JournalEntry& entry)
+{
+    Json item{{"call", entry.call},
+              {"arguments", entry.arguments},
+              {"result", hexText(entry.result)},
+              {"thread", entry.thread}};
+    if (!entry.on.empty())
+        item["on"] = toHex(entry.on);
+    return item;
+}
+
+[[nodiscard]] Json readJournal(bool clears)
+{
+    const journal::Reading reading = journal::read(clears);
+    Json calls = Json::array();
+    for (const JournalEntry& entry : reading.calls)
+        calls.push_back(itemOf(entry));
+    return Json{{"calls", std::move(calls)}, {"lost", reading.lost}};
+}
+} // namespace
+
+Json answerPlan(JsonObject& request, HANDLE)
+{
+    std::optional<Plan> plan;
+    {
+        const std::shared_ptr<Mailbox> mailbox = servedMailbox();
+        const std::lock_guard lock(mailbox->mutex());
+        plan = readPlan(request, *mailbox);
+    }
+    plans::add(*std::move(plan));
+    return Json::object();
+}
+
+Json answerClearPlans(JsonObject& request, HANDLE)
+{
+    request.finish();
+    plans::clear();
+    return Json::object();
+}
+
+Json answerRelease(JsonObject& request, HANDLE)
+{
+    const std::string& hold = requireText(request.require("hold"), request.pathOf("hold"));
+    request.finish();
+    if (!plans::release(hold))
+        failAt(request.pathOf("hold"), "no plan has the hold '" + hold + "'");
+    return Json::object();
+}
+
+Json answerWait(JsonObject& request, HANDLE stop)
+{
+    const std::string& word = requireText(request.require("for"), request.pathOf("for"));
+    std::uint32_t timeout = usualTimeout;
+    if (const Json* said = request.find("timeout"))
+        timeout = readCount(*said, request.pathOf("timeout"), longestTimeout);
+    const Outcome outcome = waitFor(word, request, milliseconds(timeout), stop);
+    if (!outcome.reached && stop != nullptr && WaitForSingleObject(stop, 0) == WAIT_OBJECT_0)
+        throw MailboxError("the sandbox ends: " + outcome.missing);
+    if (!outcome.reached)
+        throw MailboxError("after " + std::to_string(timeout) + " ms " + outcome.missing);
+    return Json::object();
+}
+
+Json answerSubscriptions(JsonObject& request, HANDLE)
+{
+    request.finish();
+    Json subscriptions = Json::array();
+    for (const Subscription& subscription : Delivery::instance().subscriptions())
+    {
+        subscriptions.push_back({{"connection", hexText(subscription.connection)},
+                                 {"store", toUtf8(subscription.store->name())},
+                                 {"mask", hexText(subscription.mask)}});
+    }
+    return Json{{"subscriptions", std::move(subscriptions)}};
+}
+
+Json answerJournal(JsonObject& request, HANDLE)
+{
+    const std::string& action = requireText(request.require("action"), request.pathOf("action"));
+    const Json* clear = action == "read" ? request.find("clear") : nullptr;
+    request.finish();
+    const bool clears = clear != nullptr && readBoolean(*clear, request.pathOf("clear"));
+    if (action == "start")
+        journal::start();
+    else if (action == "stop")
+        journal::stop();
+    else if (action == "clear")
+        journal::clear();
+    else if (action == "read")
+        return readJournal(clears);
+    else
+        failAt(request.pathOf("action"), "must be \"start\", \"stop\", \"clear\" or \"read\"");
+    return Json::object();
+}
+} // namespace sandbox
