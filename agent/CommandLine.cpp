@@ -35,6 +35,6 @@ std::vector<std::wstring> splitCommandLine(const std::wstring& commandLine)
     if (arguments == nullptr)
         return {};
     std::vector<std::wstring> result(arguments, arguments + count);
-    LocalFree(arguments);
+    LocalFree(static_cast<HLOCAL>(arguments));
     return result;
 }

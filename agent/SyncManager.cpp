@@ -95,8 +95,7 @@ void SyncManager::createWatchers()
     if (watchers.empty())
         throw utilities::exception(
             utilities::formatMessage(function, L"Cannot find message stores for synchronization"));
-    std::stable_partition(watchers.begin(), watchers.end(),
-                          [](const auto& watcher) { return !watcher->store().isPublic(); });
+    std::ranges::stable_partition(watchers, [](const auto& watcher) { return !watcher->store().isPublic(); });
     m_watchers.swap(watchers);
 }
 

@@ -71,7 +71,7 @@ bool NamedPipe::isUsable() const noexcept
 
 std::vector<BYTE> NamedPipe::send(const std::vector<BYTE>& request)
 {
-    const DWORD requested = narrow_cast<ULONG>(request.size());
+    const auto requested = narrow_cast<DWORD>(request.size());
     DWORD written = 0;
     const BOOL writeDone = WriteFile(m_handle, request.data(), requested, &written, nullptr);
     const DWORD writeError = GetLastError();

@@ -81,7 +81,7 @@ TEST_F(ContactLoadingTest, OpensAMessageWithAWarning)
 
 TEST_F(ContactLoadingTest, LogsTwiceWhenThereIsNoFolder)
 {
-    EXPECT_EQ(openContact(nullptr, {0x0B}).GetInterfacePtr(), nullptr);
+    EXPECT_EQ(openContact({}, {0x0B}).GetInterfacePtr(), nullptr);
     EXPECT_THAT(log(), ElementsAre("HRESULT logged: mapi::impl::openEntry, line N: hr = 0x80070057"
                                    "(container is not specified)",
                                    "Cannot open contact: hr = 80070057"));
@@ -100,7 +100,7 @@ TEST_F(ContactLoadingTest, LogsTwiceAndCallsNothingForAnEmptyIdentifier)
 
 TEST_F(ContactLoadingTest, CollectsNothingForNull)
 {
-    EXPECT_THAT(collectContactItems(nullptr), IsEmpty());
+    EXPECT_THAT(collectContactItems({}), IsEmpty());
     EXPECT_THAT(log(), IsEmpty());
 }
 

@@ -144,9 +144,9 @@ TEST_F(TestHierarchyTest, IsFalseForAFolderAboveTheRoot)
 TEST_F(TestHierarchyTest, IsFalseWhenAnObjectIsNull)
 {
     const mapi::MessageStore store(m_store.pointer());
-    EXPECT_FALSE(store.testHierarchy(nullptr, m_child.mock.pointer()));
-    EXPECT_FALSE(store.testHierarchy(m_root.mock.pointer(), nullptr));
-    EXPECT_FALSE(mapi::MessageStore().testHierarchy(nullptr, nullptr));
+    EXPECT_FALSE(store.testHierarchy({}, m_child.mock.pointer()));
+    EXPECT_FALSE(store.testHierarchy(m_root.mock.pointer(), {}));
+    EXPECT_FALSE(mapi::MessageStore().testHierarchy({}, nullptr));
     const std::string missing = function + "One or both objects not specified.";
     EXPECT_THAT(log(),
                 ElementsAre(firstLine("(cannot resolve)", "Child"), missing, firstLine("Root", "(cannot resolve)"),

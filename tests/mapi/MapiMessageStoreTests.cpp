@@ -133,7 +133,7 @@ TEST_F(OpenEntryTest, OpensAFolderOrThrows)
 TEST_F(OpenEntryTest, ThrowsForAFolderWhenAnArgumentIsMissing)
 {
     const std::wstring expected = L"mapi::openEntry, line N: hr = 0x80070057(MAPI call failed)";
-    EXPECT_EQ(thrown([] { (void)mapi::openEntry(nullptr, someId); }), expected);
+    EXPECT_EQ(thrown([] { (void)mapi::openEntry({}, someId); }), expected);
     EXPECT_EQ(thrown([this] { (void)mapi::openEntry(m_mock.pointer(), {}); }), expected);
     EXPECT_THAT(log(), ElementsAre(noContainer, emptyId));
 }
@@ -143,7 +143,7 @@ TEST_F(OpenEntryTest, ThrowsForAFolderWhenAnArgumentIsMissing)
 TEST_F(MessageStoreTest, IsTrueWhenItHoldsAStore)
 {
     EXPECT_FALSE(MessageStore());
-    EXPECT_FALSE(MessageStore(nullptr));
+    EXPECT_FALSE(MessageStore(IMsgStorePtr()));
     EXPECT_TRUE(store());
     const MessageStore held = store();
     const MessageStore copy = held;

@@ -1,8 +1,8 @@
 // The small reads of MapiUtilities: what an object lists, its identifiers, type and name.
 #include <gmock/gmock.h>
 
-#include "mapiabi/MapiTags.h"
 #include "agent/mapi/MapiUtilities.h"
+#include "mapiabi/MapiTags.h"
 #include "tests/support/MapiTest.h"
 #include "tests/support/MapiValues.h"
 
@@ -84,7 +84,7 @@ TEST_F(HasPropertyTest, ThrowsWhenThePropertiesCannotBeListed)
 
 TEST_F(HasPropertyTest, ThrowsForNull)
 {
-    EXPECT_EQ(thrown([] { (void)mapi::hasProperty(nullptr, PR_ENTRYID); }),
+    EXPECT_EQ(thrown([] { (void)mapi::hasProperty({}, PR_ENTRYID); }),
               L"condition \"obj\" failed (mapi::hasProperty in MapiUtilities.cpp, line N)");
 }
 
@@ -157,7 +157,7 @@ TEST_F(IsFolderTest, IsTrueForTheTypeOfFoldersOnly)
 
 TEST_F(IsFolderTest, IsFalseForNull)
 {
-    EXPECT_FALSE(mapi::isFolder(nullptr));
+    EXPECT_FALSE(mapi::isFolder({}));
     EXPECT_THAT(m_runtime.calls(), IsEmpty());
 }
 
@@ -201,7 +201,7 @@ TEST_F(DisplayNameTest, IsEmptyForAnEmptyOrNullName)
 
 TEST_F(DisplayNameTest, CannotBeResolvedWithoutAnObjectOrAListedName)
 {
-    EXPECT_EQ(mapi::displayName(nullptr), L"(cannot resolve)");
+    EXPECT_EQ(mapi::displayName({}), L"(cannot resolve)");
     EXPECT_CALL(*m_object, GetPropList(MAPI_UNICODE, _)).WillOnce(Return(S_OK)); // and nothing is read
     EXPECT_EQ(mapi::displayName(object()), L"(cannot resolve)");
 }

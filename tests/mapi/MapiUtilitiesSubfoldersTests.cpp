@@ -1,8 +1,8 @@
 // The subfolders of a folder, as MapiUtilities finds and opens them.
 #include <gmock/gmock.h>
 
-#include "mapiabi/MapiTags.h"
 #include "agent/mapi/MapiUtilities.h"
+#include "mapiabi/MapiTags.h"
 #include "tests/mapi/GuardedText.h"
 #include "tests/support/MapiTest.h"
 #include "tests/support/MapiValues.h"
@@ -79,7 +79,7 @@ protected:
 
 TEST_F(GetSubfoldersTest, IsEmptyForNull)
 {
-    EXPECT_THAT(mapi::getSubfolders(nullptr, nullptr), IsEmpty());
+    EXPECT_THAT(mapi::getSubfolders({}, nullptr), IsEmpty());
     EXPECT_THAT(m_runtime.calls(), IsEmpty());
 }
 

@@ -89,7 +89,7 @@ TEST_F(IsContactFolderTest, LogsAndIsFalseWhenTheClassCannotBeRead)
 
 TEST_F(IsContactFolderTest, ThrowsForNull)
 {
-    EXPECT_EQ(thrown([] { (void)mapi::isContactFolder(nullptr); }),
+    EXPECT_EQ(thrown([] { (void)mapi::isContactFolder({}); }),
               L"condition \"folder\" failed (mapi::isContactFolder in MapiUtilities.cpp, line N)");
 }
 
@@ -186,7 +186,7 @@ TEST_F(MaybeContactFolderTest, AsksInAFixedOrder)
 
 TEST_F(MaybeContactFolderTest, ThrowsForNull)
 {
-    EXPECT_EQ(thrown([] { (void)mapi::maybeContactFolder(nullptr); }),
+    EXPECT_EQ(thrown([] { (void)mapi::maybeContactFolder({}); }),
               L"condition \"folder\" failed (mapi::maybeContactFolder in MapiUtilities.cpp, line N)");
     EXPECT_THAT(log(), IsEmpty());
 }
@@ -291,9 +291,9 @@ TEST_F(FolderTablesTest, FailWithTheSameWords)
 
 TEST_F(FolderTablesTest, AreRefusedWithoutAFolder)
 {
-    EXPECT_EQ(thrown([] { (void)mapi::getContentsTable(nullptr); }),
+    EXPECT_EQ(thrown([] { (void)mapi::getContentsTable({}); }),
               L"condition \"folder\" failed (mapi::getContentsTable in MapiUtilities.cpp, line N)");
-    EXPECT_EQ(thrown([] { (void)mapi::getHierarchyTable(nullptr); }),
+    EXPECT_EQ(thrown([] { (void)mapi::getHierarchyTable({}); }),
               L"condition \"folder\" failed (mapi::getHierarchyTable in MapiUtilities.cpp, line N)");
 }
 } // namespace

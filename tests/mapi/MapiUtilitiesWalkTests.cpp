@@ -5,9 +5,9 @@
 
 #include <gmock/gmock.h>
 
-#include "mapiabi/MapiTags.h"
 #include "agent/mapi/MapiUtilities.h"
 #include "agent/mapi/Restriction.h"
+#include "mapiabi/MapiTags.h"
 #include "tests/support/MapiTest.h"
 #include "tests/support/MapiValues.h"
 
@@ -171,8 +171,8 @@ TEST_F(TraverseFoldersTest, PutsTheRestrictionOnEachTableOfSubfolders)
 
 TEST_F(TraverseFoldersTest, DoesNothingForNull)
 {
-    mapi::traverseFolders(nullptr, nullptr, visitor());
-    mapi::traverseFolders(nullptr, nullptr, {});
+    mapi::traverseFolders({}, nullptr, visitor());
+    mapi::traverseFolders({}, nullptr, {});
     EXPECT_THAT(m_visited, IsEmpty());
 }
 
@@ -237,7 +237,7 @@ TEST_F(TraverseFoldersTest, RaisesTheBadCallOfAnEmptyVisitor)
 TEST_F(TraverseFoldersTest, IsCancelledBeforeTheTestForNull)
 {
     utilities::stopRequested = true;
-    EXPECT_EQ(thrown([this] { mapi::traverseFolders(nullptr, nullptr, visitor()); }),
+    EXPECT_EQ(thrown([this] { mapi::traverseFolders({}, nullptr, visitor()); }),
               L"mapi::traverseFolders: cancelled by request");
     EXPECT_EQ(thrown([this] { traverse(visitor()); }), L"mapi::traverseFolders: cancelled by request");
     EXPECT_THAT(m_visited, IsEmpty());

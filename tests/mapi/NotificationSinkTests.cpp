@@ -160,7 +160,7 @@ TEST_F(NotificationSinkTest, TakesWarningsForSuccess)
 
 TEST_F(NotificationSinkTest, SaysNothingAndCallsNothingWithoutAStoreOrAHandler)
 {
-    EXPECT_FALSE(m_sink.advise(nullptr, handler()));
+    EXPECT_FALSE(m_sink.advise({}, handler()));
     EXPECT_FALSE(m_sink.advise(m_store.pointer(), NotificationHandler()));
     EXPECT_FALSE(m_sink.isAdvised());
     EXPECT_THAT(m_runtime.calls(), IsEmpty());
@@ -182,7 +182,7 @@ TEST_F(NotificationSinkTest, KeepsItsRegistrationWhenItIsAdvisedAgain)
     EXPECT_FALSE(called);
 
     // Already advised goes before all other reasons.
-    EXPECT_FALSE(m_sink.advise(nullptr, NotificationHandler()));
+    EXPECT_FALSE(m_sink.advise({}, NotificationHandler()));
     EXPECT_THAT(log(), testing::SizeIs(2));
     EXPECT_CALL(*m_store, Unadvise(7)).WillOnce(Return(S_OK));
     m_sink.unadvise();

@@ -48,7 +48,7 @@ protected:
 
 TEST_F(PropertyReadingTest, CallsNothingForANullObject)
 {
-    EXPECT_EQ(readProperties(nullptr, m_tags.get(), [](const SPropValue&) { FAIL(); }), E_INVALIDARG);
+    EXPECT_EQ(readProperties({}, m_tags.get(), [](const SPropValue&) { FAIL(); }), E_INVALIDARG);
 }
 
 TEST_F(PropertyReadingTest, VisitsTheValuesInTheOrderReturnedAndFreesThem)
@@ -186,7 +186,7 @@ TEST_F(PropertyReadingTest, RaisesTheSmartPointersFailureForNamesOfANullObject)
     mapi::PropTagArray tags;
     try
     {
-        getNamedPropertyTags({0x8082}, nullptr, tags);
+        getNamedPropertyTags({0x8082}, {}, tags);
         FAIL() << "nothing was thrown";
     }
     catch (const _com_error& error)

@@ -5,8 +5,8 @@
 
 #include <gmock/gmock.h>
 
-#include "mapiabi/MapiTags.h"
 #include "agent/mapi/PropTagArray.h"
+#include "mapiabi/MapiTags.h"
 #include "tests/support/MapiTest.h"
 #include "tests/support/MapiValues.h"
 
@@ -350,7 +350,7 @@ TEST_F(RowsetTest, TableRowCountGivesTheNumberOfRows)
 
 TEST_F(RowsetTest, TableRowCountIsZeroWithoutATable)
 {
-    EXPECT_EQ(mapi::tableRowCount(nullptr), 0u);
+    EXPECT_EQ(mapi::tableRowCount({}), 0u);
 }
 
 TEST_F(RowsetTest, TableRowCountThrowsWhenTheTableDoesNotTell)

@@ -1,9 +1,9 @@
 // Stores, identifiers and the way up through the folders, on the sandbox.
 #include <gmock/gmock.h>
 
-#include "mapiabi/MapiTags.h"
 #include "agent/mapi/MapiUtilities.h"
 #include "agent/mapi/PropReaders.h"
+#include "mapiabi/MapiTags.h"
 #include "tests/mapi/SandboxMapiTest.h"
 
 namespace
@@ -253,7 +253,7 @@ TEST_F(SandboxHierarchyTest, IsFalseForFoldersOfAnotherStore)
 
 TEST_F(SandboxHierarchyTest, IsFalseForNull)
 {
-    EXPECT_FALSE(test(nullptr, find(m_store, {L"A"})));
+    EXPECT_FALSE(test({}, find(m_store, {L"A"})));
     EXPECT_THAT(m_lines, ElementsAre(line("Analyze relations of root folder (cannot resolve) and  A"),
                                      line("One or both objects not specified.")));
 }
