@@ -79,6 +79,12 @@ function build(buildFolder, targets, jobs) {
   return runCommand(['ninja', '-C', buildFolder, '-j', String(jobs), ...targets]);
 }
 
+/** How many steps building a target would take now. */
+function countSteps(buildFolder, target) {
+  const plan = execFileSync('ninja', ['-C', buildFolder, '-n', target], { maxBuffer: 1 << 26 }).toString();
+  return Number([...plan.matchAll(/^\[\d+\/(\d+)\]/gm)].at(-1)?.[1] ?? 0);
+}
+
 /**
  * The test programs, by ctest's own account: { name, target, command, environment, parts }. `parts` are the programs and
  * modules in bin/ that a run of it may use, itself included. Entries that run no program of this build are left out: they
@@ -156,4 +162,4 @@ async function runProgram(program, buildFolder, seconds, filter = `-${LEFT_OUT}`
   return failed ? { ...result, fate: 'failed', test: failed } : { ...result, fate: 'crashed', test: last };
 }
 
-module.exports = { build, configure, endLeftovers, hashOf, listPrograms, runProgram, stopCommands };
+module.exports = { build, configure, countSteps, hashOf, listPrograms, runProgram, stopCommands };
