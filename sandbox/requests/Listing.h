@@ -1,8 +1,8 @@
 // Listing.h: what is in a mailbox, as JSON.
 #pragma once
 
-#include "sandbox/mailbox/reading/JsonObject.h"
 #include "sandbox/mailbox/model/Mailbox.h"
+#include "sandbox/mailbox/reading/JsonObject.h"
 
 namespace sandbox
 {

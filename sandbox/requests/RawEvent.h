@@ -3,9 +3,9 @@
 
 #include <string>
 
-#include "sandbox/mailbox/reading/JsonObject.h"
-#include "sandbox/mailbox/model/Mailbox.h"
 #include "sandbox/mailbox/edits/StoreEvent.h"
+#include "sandbox/mailbox/model/Mailbox.h"
+#include "sandbox/mailbox/reading/JsonObject.h"
 
 namespace sandbox
 {

@@ -35,12 +35,12 @@ protected:
     support::EnvironmentVariable m_report{L"LINKWELL_SANDBOX_REPORT", m_folder.file(L"report.txt")};
 };
 
-const char* const s_oneStore = R"({"stores":[{"name":"Four"}]})";
+const char* const oneStore = R"({"stores":[{"name":"Four"}]})";
 } // namespace
 
 TEST_F(ReportTest, SaysThatNothingIsHeld)
 {
-    writeMailbox(s_oneStore);
+    writeMailbox(oneStore);
     EXPECT_EQ(run(L"nothing"), 0u);
     EXPECT_EQ(report(), "Nothing is held.\n");
     EXPECT_EQ(errors(), "");
@@ -48,7 +48,7 @@ TEST_F(ReportTest, SaysThatNothingIsHeld)
 
 TEST_F(ReportTest, NamesWhatIsHeldByCall)
 {
-    writeMailbox(s_oneStore);
+    writeMailbox(oneStore);
     EXPECT_EQ(run(L"property table property session"), 0u);
     EXPECT_EQ(report(), "HrGetOneProp: 2 block(s), 68 bytes\n"
                         "IMAPISession from MAPILogonEx: 1 object(s), 1 reference(s)\n"
@@ -57,7 +57,7 @@ TEST_F(ReportTest, NamesWhatIsHeldByCall)
 
 TEST_F(ReportTest, NamesMisuseThatOnlyTheEndShows)
 {
-    writeMailbox(s_oneStore);
+    writeMailbox(oneStore);
     EXPECT_EQ(run(L"scribble"), 0u);
     EXPECT_EQ(report(), "Nothing is held.\n"
                         "Misuse: a block was written to after it had been freed, HrGetOneProp: 1 time(s)\n");
@@ -65,7 +65,7 @@ TEST_F(ReportTest, NamesMisuseThatOnlyTheEndShows)
 
 TEST_F(ReportTest, WritesNoReportUnasked)
 {
-    writeMailbox(s_oneStore);
+    writeMailbox(oneStore);
     ASSERT_TRUE(SetEnvironmentVariableW(L"LINKWELL_SANDBOX_REPORT", nullptr));
     EXPECT_EQ(run(), 0u);
     EXPECT_FALSE(std::filesystem::exists(m_folder.path() / L"report.txt"));

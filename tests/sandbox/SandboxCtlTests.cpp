@@ -85,7 +85,7 @@ class SandboxCtlRequestTest : public SandboxCtlTest, public testing::WithParamIn
 {
 };
 
-const RequestCase s_requests[] = {
+const RequestCase requestCases[] = {
     {"List", L"list", R"({"do":"list"})"},
     {"ListPath", L"list \"Mailbox/Łódź \\/ Büro/春子\"", R"({"do":"list","path":"Mailbox/Łódź \\/ Büro/春子"})"},
     {"ListPathLikeAVerb", L"list list", R"({"do":"list","path":"list"})"},
@@ -157,7 +157,7 @@ TEST_P(SandboxCtlRequestTest, MakesOneRequest)
     EXPECT_EQ(json::parse(requests[0]), json::parse(GetParam().request));
 }
 
-INSTANTIATE_TEST_SUITE_P(Verbs, SandboxCtlRequestTest, testing::ValuesIn(s_requests),
+INSTANTIATE_TEST_SUITE_P(Verbs, SandboxCtlRequestTest, testing::ValuesIn(requestCases),
                          [](const testing::TestParamInfo<RequestCase>& tested) { return tested.param.name; });
 
 TEST_F(SandboxCtlTest, SendsABatchFromAFileOrItsInput)

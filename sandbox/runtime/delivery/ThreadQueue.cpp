@@ -13,8 +13,8 @@ constexpr const wchar_t* className = L"LinkwellSandboxNotify";
 
 [[nodiscard]] UINT notifyMessage() noexcept
 {
-    static const UINT s_message = RegisterWindowMessageW(L"MAPI Notify window message");
-    return s_message;
+    static const UINT message = RegisterWindowMessageW(L"MAPI Notify window message");
+    return message;
 }
 
 [[nodiscard]] HINSTANCE thisModule() noexcept
