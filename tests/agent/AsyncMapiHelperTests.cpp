@@ -1,18 +1,14 @@
+// The worker where no log shows it: its flags and their order, failures that end it, and the pump.
 #include "agent/AsyncMapiHelper.h"
 
 #include <chrono>
 #include <functional>
+#include <future>
 #include <thread>
 #include <tuple>
 #include <vector>
 
-#include <gmock/gmock.h>
-
-#include "tests/support/Failures.h"
-#include "tests/support/ImportHook.h"
-#include "tests/support/LineNumbers.h"
-#include "tests/support/MapiMocks.h"
-#include "tests/support/MapiTest.h"
+#include "tests/agent/AgentTest.h"
 #include "utilities/StopRequested.h"
 #include "utilities/WindowClass.h"
 
@@ -20,34 +16,22 @@ namespace
 {
 using support::countImport;
 using support::hookImport;
-using support::Mocked;
-using support::MockSession;
-using support::withoutLineNumbers;
-using testing::_;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using utilities::stopRequested;
-using Call = support::TestRuntime::Call;
 using Post = std::tuple<DWORD, UINT, WPARAM, LPARAM>;
 
 constexpr DWORD mainThread = 4711;
+constexpr const char* finished = "MAPI thread finished";
 
 // ---- The worker's life ---------------------------------------------------------------------------------------------
 
-class AsyncMapiHelperTest : public support::MapiTest
+/// On a mailbox of one store without contacts.
+class AsyncMapiHelperTest : public tests::AgentTest
 {
 protected:
-    /// Has the worker come as far as the table of stores.
-    void useSession(std::function<HRESULT()> getStores)
-    {
-        mapi::Session::s_session = m_session.pointer();
-        EXPECT_CALL(*m_session, GetMsgStoresTable(_, _))
-            .WillOnce([getStores](ULONG, IMAPITable**) { return getStores(); });
-    }
+    AsyncMapiHelperTest() { logon(R"({"stores": [{"name": "Mailbox"}]})"); }
 
-    [[nodiscard]] std::vector<std::string> lines() const { return withoutLineNumbers(m_log.lines()); }
-
-    Mocked<MockSession> m_session;
     std::vector<Post> m_posts;
     std::function<void()> m_whenPosting = [] {
     };
@@ -63,84 +47,60 @@ private:
                                          });
 };
 
-TEST_F(AsyncMapiHelperTest, ReportsAFailedInitialisationAndEndsTheProcess)
-{
-    m_runtime.plan(Call::Initialize, MAPI_E_CALL_FAILED);
-    AsyncMapiHelper::run(mainThread);
-    EXPECT_THAT(lines(), ElementsAre("Start MAPI thread...",
-                                     "An exception has been caught in AsyncMapiHelper::run : mapi::Session::Session, "
-                                     "line N: hr = 0x80004005(Initialize MAPI)",
-                                     "MAPI thread finished"));
-    EXPECT_TRUE(stopRequested);
-    EXPECT_THAT(m_posts, ElementsAre(Post(mainThread, 16, 0, 0)));
-    EXPECT_THAT(m_runtime.calls(), ElementsAre("MAPIInitialize null")); // and no MAPIUninitialize
-}
-
-TEST_F(AsyncMapiHelperTest, ReportsAMissingSessionAndReleasesMapi)
-{
-    AsyncMapiHelper::run(mainThread);
-    EXPECT_THAT(lines(), ElementsAre("Start MAPI thread...",
-                                     testing::StartsWith("An exception has been caught in AsyncMapiHelper::run : MAPI "
-                                                         "session is not active (mapi::Session::enumerateStores in "),
-                                     "MAPI thread finished"));
-    EXPECT_THAT(m_runtime.calls(), ElementsAre("MAPIInitialize null", "MAPIUninitialize"));
-}
-
 TEST_F(AsyncMapiHelperTest, SetsTheFlagPostsAndLogsInThisOrder)
 {
+    planResult("MAPIInitialize", "0x80004005");
     m_whenPosting = [this]
     {
         EXPECT_TRUE(stopRequested);
-        EXPECT_THAT(m_log.lines(), testing::SizeIs(2)); // not yet "MAPI thread finished"
+        EXPECT_THAT(log(), testing::SizeIs(2));
     };
     AsyncMapiHelper::run(mainThread);
-    EXPECT_THAT(m_posts, testing::SizeIs(1));
-    EXPECT_EQ(m_log.lines().back(), "MAPI thread finished");
+    EXPECT_THAT(m_posts, ElementsAre(Post(mainThread, 16, 0, 0)));
+    EXPECT_THAT(log(), ElementsAre("Start MAPI thread...",
+                                   "An exception has been caught in AsyncMapiHelper::run : mapi::Session::Session, "
+                                   "line N: hr = 0x80004005(Initialize MAPI)",
+                                   finished));
 }
 
 TEST_F(AsyncMapiHelperTest, PostsNothingWithoutAMainThread)
 {
+    planResult("MAPIInitialize", "0x80004005");
     AsyncMapiHelper::run(0);
     EXPECT_THAT(m_posts, IsEmpty());
     EXPECT_TRUE(stopRequested);
-    EXPECT_EQ(m_log.lines().back(), "MAPI thread finished");
+    EXPECT_EQ(log().back(), finished);
 }
 
-TEST_F(AsyncMapiHelperTest, TakesAnythingElseForAnUnknownException)
+TEST_F(AsyncMapiHelperTest, TakesAnyOtherExceptionForAnUnknownOne)
 {
-    useSession([]() -> HRESULT { throw 42; });
+    const auto look =
+        hookImport<"PeekMessageW">(PeekMessageW, [](auto, LPMSG, HWND, UINT, UINT, UINT) -> BOOL { throw 42; });
     EXPECT_NO_THROW(AsyncMapiHelper::run(mainThread));
-    EXPECT_THAT(lines(),
-                ElementsAre("Start MAPI thread...", "AsyncMapiHelper::run: Unknown exception", "MAPI thread finished"));
+    auto lines = log();
+    ASSERT_GE(lines.size(), 2U);
+    EXPECT_EQ(lines[lines.size() - 2], "AsyncMapiHelper::run: Unknown exception");
+    EXPECT_EQ(lines.back(), finished);
     EXPECT_TRUE(stopRequested);
     EXPECT_THAT(m_posts, testing::SizeIs(1));
-    EXPECT_THAT(m_runtime.calls(), testing::Contains("MAPIUninitialize"));
 }
 
-TEST_F(AsyncMapiHelperTest, TakesAComErrorForAnUnknownException)
+TEST_F(AsyncMapiHelperTest, SetsTheFlagBeforeItReleasesMapi)
 {
-    useSession([]() -> HRESULT { throw _com_error(E_POINTER); });
-    EXPECT_NO_THROW(AsyncMapiHelper::run(mainThread));
-    EXPECT_EQ(lines()[1], "AsyncMapiHelper::run: Unknown exception");
-}
-
-TEST_F(AsyncMapiHelperTest, SetsTheFlagBeforeItReleasesMapiOnTheWayOfAnException)
-{
-    useSession([] { return MAPI_E_CALL_FAILED; });
-    bool setBefore = false;
-    m_runtime.whenCalled(Call::Uninitialize, [&] { setBefore = stopRequested; });
-    const auto message = support::thrownBy([] { AsyncMapiHelper::syncThread(); });
-    EXPECT_EQ(withoutLineNumbers(message),
-              L"mapi::Session::enumerateStores, line N: hr = 0x80004005(MAPI call failed)");
-    EXPECT_TRUE(setBefore);
-    EXPECT_EQ(m_runtime.calls().back(), "MAPIUninitialize");
-    EXPECT_THAT(m_log.lines(), ElementsAre("Start MAPI thread...")); // reporting is for its caller
+    planResult("IMAPISession::GetMsgStoresTable", "0x80004005");
+    sandbox().plan({{"method", "MAPIUninitialize"}, {"hold", "release"}});
+    auto failure = std::async(std::launch::async, [] { return thrown([] { AsyncMapiHelper::syncThread(); }); });
+    sandbox().waitUntilHeld("release");
+    EXPECT_TRUE(stopRequested);
+    sandbox().release("release");
+    EXPECT_EQ(failure.get(), L"mapi::Session::enumerateStores, line N: hr = 0x80004005(MAPI call failed)");
+    EXPECT_THAT(log(), ElementsAre("Start MAPI thread...")); // reporting is for its caller
 }
 
 TEST_F(AsyncMapiHelperTest, LeavesTheFlagAloneWhenInitialisingFails)
 {
-    m_runtime.plan(Call::Initialize, MAPI_E_CALL_FAILED);
-    (void)support::thrownBy([] { AsyncMapiHelper::syncThread(); });
+    planResult("MAPIInitialize", "0x80004005");
+    EXPECT_NE(thrown([] { AsyncMapiHelper::syncThread(); }), L"");
     EXPECT_FALSE(stopRequested);
 }
 

@@ -1,3 +1,4 @@
+// How the command line is split; which log file is taken is tested end to end.
 #include "agent/CommandLine.h"
 
 #include <windows.h>
@@ -26,24 +27,9 @@ protected:
     }
 };
 
-TEST_F(CommandLineTest, TakesTheProgramsPathAlone)
-{
-    const CommandLine result = parse(L"\"C:\\Program Files\\LinkwellAgent.exe\"");
-    EXPECT_EQ(result.programPath, L"C:\\Program Files\\LinkwellAgent.exe");
-    EXPECT_EQ(result.logFile, L"");
-    EXPECT_THAT(result.arguments, IsEmpty());
-}
-
 TEST_F(CommandLineTest, ReadsTheTrueCommandLine)
 {
     EXPECT_EQ(parseCommandLine().programPath, splitCommandLine(GetCommandLineW()).front());
-}
-
-TEST_F(CommandLineTest, TakesTheLogFile)
-{
-    const CommandLine result = parse(L"agent.exe /log=C:\\logs\\agent.log");
-    EXPECT_EQ(result.logFile, L"C:\\logs\\agent.log");
-    EXPECT_THAT(result.arguments, IsEmpty());
 }
 
 TEST_F(CommandLineTest, TakesTheValueAsThePlatformSplitsIt)
@@ -52,20 +38,6 @@ TEST_F(CommandLineTest, TakesTheValueAsThePlatformSplitsIt)
     EXPECT_EQ(parse(L"agent.exe /log=\"C:\\my logs\\a.log\"").logFile, L"C:\\my logs\\a.log");
     EXPECT_EQ(parse(L"agent.exe /log=\\\"a\\\"").logFile, L"\"a\"");
     EXPECT_EQ(parse(L"agent.exe /log=\u00e9\u4e2d.log").logFile, L"\u00e9\u4e2d.log");
-}
-
-TEST_F(CommandLineTest, TakesTheLastLogFileThatHasAValue)
-{
-    EXPECT_EQ(parse(L"agent.exe /log=a /log=b").logFile, L"b");
-    EXPECT_EQ(parse(L"agent.exe /log=a /log=").logFile, L"a");
-    EXPECT_EQ(parse(L"agent.exe /log= /log=a").logFile, L"a");
-}
-
-TEST_F(CommandLineTest, DropsABareLogOption)
-{
-    const CommandLine result = parse(L"agent.exe /log=");
-    EXPECT_EQ(result.logFile, L"");
-    EXPECT_THAT(result.arguments, IsEmpty());
 }
 
 TEST_F(CommandLineTest, KeepsWhatIsNoLogOptionInOrder)

@@ -1,321 +1,130 @@
+// What no host and no log shows of a watcher: its construction, a second subscription, failures on the way to the first,
+// and notifications as no edit of a mailbox makes them.
 #include "agent/ContactWatcher.h"
 
-#include "mapiabi/MapiTags.h"
-
+#include <algorithm>
 #include <memory>
-#include <vector>
 
-#include <gmock/gmock.h>
-
-#include "tests/agent/MailboxMocks.h"
-#include "tests/support/MapiTest.h"
+#include "tests/agent/AgentTest.h"
+#include "tests/support/MapiMocks.h"
 
 namespace
 {
-using namespace support;
 using namespace tests;
 using testing::_;
+using testing::AnyNumber;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::Pointee;
-using testing::Return;
+using testing::SizeIs;
+using testing::StartsWith;
 
-class ContactWatcherTest : public MapiTest
+/// Contacts and Friends are contact folders that a subscription knows; Secret is one that the walk doesn't see.
+constexpr const char* mailbox = R"({"stores": [{"name": "Mailbox", "ipmSubtree": {"class": "IPF.Note"}, "folders": [
+    {"name": "Contacts", "class": "IPF.Contact", "entryId": "00000000C1", "messages": [
+        {"displayName": "Ada", "entryId": "00000000A1", "aliases": ["00000000A2"]},
+        {"displayName": "Bea", "entryId": "00000000B1"}]},
+    {"name": "Friends", "class": "IPF.Contact", "aliases": ["000000004D"]},
+    {"name": "Mail", "class": "IPF.Note", "entryId": "00000000C3"},
+    {"name": "Secret", "class": "IPF.Contact", "hidden": true, "entryId": "00000000C4", "messages": [
+        {"displayName": "Cid", "entryId": "00000000D1"}]}]}]})";
+
+constexpr const wchar_t* ada = L"Ada;;;;;;;;;;00000000A1;00000000C1";
+constexpr const wchar_t* bea = L"Bea;;;;;;;;;;00000000B1;00000000C1";
+constexpr const wchar_t* cid = L"Cid;;;;;;;;;;00000000D1;00000000C4";
+
+class ContactWatcherTest : public AgentTest
 {
 protected:
-    [[nodiscard]] ContactWatcher watcher() const
+    ContactWatcherTest()
     {
-        return ContactWatcher(mapi::MessageStore(m_store.store.pointer()), L"Mailbox");
+        logon(mailbox);
+        m_watcher = std::make_unique<ContactWatcher>(openStore(), L"Mailbox");
     }
 
-    /// The names of the folders that a walk visits, in order.
-    [[nodiscard]] std::vector<std::string> visited() const
+    void subscribe()
     {
-        std::vector<std::string> names;
-        watcher().processWatchedFolders([&](IMAPIFolderPtr folder) { names.push_back(nameOf(folder)); });
-        return names;
+        m_watcher->subscribe([this](const Changes& changes) { m_batches.push_back(changes); });
+        (void)newLines();
     }
 
-    [[nodiscard]] std::string nameOf(const IMAPIFolderPtr& folder) const
+    [[nodiscard]] std::size_t subscriptions() const
     {
-        const std::pair<const FolderMock*, const char*> folders[] = {
-            {&m_root, "root"}, {&m_first, "first"}, {&m_below, "below"}, {&m_second, "second"}};
-        for (const auto& [known, name] : folders)
-        {
-            if (known->folder.get() == folder.GetInterfacePtr())
-                return name;
-        }
-        return "unknown";
+        return sandbox().request({{"do", "subscriptions"}}).at("subscriptions").size();
     }
 
-    FolderMock m_below{{0x04}, otherFolder()};
-    FolderMock m_first{{0x02}, contactFolder(), {}, {&m_below}};
-    FolderMock m_second{{0x03}, otherFolder()};
-    FolderMock m_root{{0x01}, otherFolder(), {}, {&m_first, &m_second}};
-    StoreMock m_store{{0x05}, m_root};
+    /// Handles one raw notification in a batch of its own.
+    /// @param identifiers  the keys of the notification that say them.
+    void notify(const char* event, const char* objectType, Json identifiers) const
+    {
+        identifiers["event"] = event;
+        identifiers["objectType"] = objectType;
+        sandbox().inject("Mailbox", identifiers);
+        pump();
+    }
+    /// A deletion in Contacts of what never was.
+    void notifyDeletion(const char* id = "#0000000001") const
+    {
+        notify("fnevObjectDeleted", "MAPI_MESSAGE", {{"entryId", id}, {"parentId", "Mailbox/Contacts"}});
+    }
+
+    /// What the callback got in its only call; fails the test when there was not exactly one.
+    [[nodiscard]] Changes onlyBatch()
+    {
+        EXPECT_THAT(m_batches, SizeIs(1));
+        const Changes batch = m_batches.empty() ? Changes() : m_batches.front();
+        m_batches.clear();
+        return batch;
+    }
+
+    std::vector<Changes> m_batches; // what the callback got
+    std::unique_ptr<ContactWatcher> m_watcher;
 };
 
 // ---- Life ----------------------------------------------------------------------------------------------------------
 
-TEST_F(ContactWatcherTest, HoldsItsStoreAndItsNameAndAsksNothing)
+TEST_F(ContactWatcherTest, HoldsItsStoreAndItsName)
 {
-    {
-        const ContactWatcher made = watcher();
-        EXPECT_EQ(made.store().store().GetInterfacePtr(), m_store.store.get());
-        EXPECT_EQ(made.displayName(), L"Mailbox");
-        EXPECT_EQ(m_store.store->references(), 2);
-    }
-    EXPECT_EQ(m_store.store->references(), 1);
+    const mapi::MessageStore store = openStore();
+    const ContactWatcher watcher(store, L"Name");
+    EXPECT_EQ(watcher.store().store().GetInterfacePtr(), store.store().GetInterfacePtr());
+    EXPECT_EQ(watcher.displayName(), L"Name");
     EXPECT_THAT(log(), IsEmpty());
-    EXPECT_THAT(m_runtime.calls(), IsEmpty());
 }
 
 TEST_F(ContactWatcherTest, ThrowsWithoutAStore)
 {
-    EXPECT_EQ(thrown([] { const ContactWatcher made(mapi::MessageStore(), L"Mailbox"); }),
+    EXPECT_EQ(thrown([] { const ContactWatcher watcher(mapi::MessageStore(), L"Mailbox"); }),
               L"condition \"m_data->store\" failed (ContactWatcher::ContactWatcher in ContactWatcher.cpp, line N)");
-    EXPECT_THAT(log(), IsEmpty());
 }
 
-// ---- The walk ------------------------------------------------------------------------------------------------------
-
-TEST_F(ContactWatcherTest, VisitsTheRootFirstAndThenDepthFirst)
+TEST_F(ContactWatcherTest, EndsItsSubscriptionBeforeItLetsItsCallbackGo)
 {
-    EXPECT_THAT(visited(), ElementsAre("root", "first", "below", "second"));
-    EXPECT_THAT(log(), ElementsAre("subfolder found: subfolder", "subfolder found: subfolder", //
-                                   "subfolder found: subfolder"));
-}
-
-TEST_F(ContactWatcherTest, OpensTheRootOfWhatUsersSeeWithDefaultAccess)
-{
-    EXPECT_CALL(*m_store.store, OpenEntry(1, _, Pointee(IID_IMAPIFolder), 0, _, _))
-        .WillOnce(
-            [this](ULONG size, ENTRYID* bytes, const IID*, ULONG, ULONG*, IUnknown** object)
-            {
-                EXPECT_EQ(mapi::makeEntryId(size, bytes), m_root.id);
-                m_root.folder->AddRef();
-                *object = m_root.folder.get();
-                return S_OK;
-            });
-    EXPECT_THAT(visited(), testing::SizeIs(4));
-    EXPECT_THAT(m_runtime.calls().front(), testing::StartsWith("HrGetOneProp 35e00102 -> #"));
-}
-
-TEST_F(ContactWatcherTest, OpensSubfoldersForTheBestAccess)
-{
-    EXPECT_CALL(*m_root.folder, OpenEntry(1, _, Pointee(IID_IMAPIFolder), MAPI_BEST_ACCESS, _, _))
-        .WillOnce(givesObject<5>(m_first.folder))
-        .WillOnce(givesObject<5>(m_second.folder));
-    EXPECT_THAT(visited(), testing::SizeIs(4));
-}
-
-TEST_F(ContactWatcherTest, LetsVisibleFoldersThroughAtEachLevel)
-{
-    const auto isVisibleFilter = [](SRestriction* filter, ULONG)
+    std::string lastLine;
+    const auto atItsEnd = [&](const int*)
     {
-        EXPECT_EQ(filter->rt, RES_OR);
-        EXPECT_EQ(filter->res.resOr.cRes, 2u);
-        const SRestriction* const parts = filter->res.resOr.lpRes;
-        EXPECT_EQ(parts[0].rt, RES_NOT);
-        EXPECT_EQ(parts[0].res.resNot.lpRes->rt, RES_EXIST);
-        EXPECT_EQ(parts[0].res.resNot.lpRes->res.resExist.ulPropTag, 0x10F4000Bu);
-        EXPECT_EQ(parts[1].rt, RES_PROPERTY);
-        EXPECT_EQ(parts[1].res.resProperty.relop, RELOP_EQ);
-        EXPECT_EQ(parts[1].res.resProperty.ulPropTag, 0x10F4000Bu);
-        EXPECT_EQ(parts[1].res.resProperty.lpProp->ulPropTag, 0x10F4000Bu);
-        EXPECT_EQ(parts[1].res.resProperty.lpProp->Value.b, 0);
-        return S_OK;
+        lastLine = log().back();
     };
-    for (const FolderMock* const folder : {&m_root, &m_first, &m_below, &m_second})
-        EXPECT_CALL(*folder->hierarchy, Restrict(_, TBL_BATCH)).WillOnce(isVisibleFilter);
-    EXPECT_THAT(visited(), testing::SizeIs(4));
-}
-
-TEST_F(ContactWatcherTest, FiltersATableBeforeItIsRead)
-{
-    const testing::InSequence inSequence;
-    EXPECT_CALL(*m_root.folder, GetHierarchyTable(MAPI_UNICODE, _)).WillOnce(givesObject<1>(m_root.hierarchy));
-    EXPECT_CALL(*m_root.hierarchy, Restrict(testing::NotNull(), TBL_BATCH)).WillOnce(Return(S_OK));
-    EXPECT_CALL(*m_root.hierarchy, SetColumns(_, 0))
-        .WillOnce(
-            [](SPropTagArray* tags, ULONG)
-            {
-                EXPECT_THAT(tagsOf(tags), ElementsAre(PR_ENTRYID, PR_DISPLAY_NAME_W, PR_OBJECT_TYPE));
-                return MAPI_E_CALL_FAILED;
-            });
-    EXPECT_THAT(visited(), ElementsAre("root")); // a table that can't be read has no rows
-    EXPECT_THAT(log(), ElementsAre("An exception has been caught in mapi::Rowset::enumerate : "
-                                   "mapi::Rowset::enumerate, line N: hr = 0x80004005(MAPI call failed)"));
-}
-
-TEST_F(ContactWatcherTest, LeavesNothingAllocatedAndNoReferenceAfterAWalk)
-{
-    EXPECT_THAT(visited(), testing::SizeIs(4));
-    EXPECT_THAT(m_runtime.liveBlocks(), IsEmpty());
-    EXPECT_EQ(m_store.store->references(), 1);
-    for (const FolderMock* const folder : {&m_root, &m_first, &m_below, &m_second})
-    {
-        EXPECT_EQ(folder->folder->references(), 1);
-        EXPECT_EQ(folder->hierarchy->references(), 1);
-    }
-}
-
-TEST_F(ContactWatcherTest, ThrowsWhenTheStoreDoesNotTellItsRoot)
-{
-    giveProperties(m_store.store, {});
-    EXPECT_EQ(thrown([&] { static_cast<void>(visited()); }),
-              L"mapi::PropValue::read, line N: hr = 0x8004010f(MAPI call failed)");
-    EXPECT_THAT(log(), IsEmpty());
-}
-
-TEST_F(ContactWatcherTest, ThrowsWhenTheRootCannotBeOpened)
-{
-    EXPECT_CALL(*m_store.store, OpenEntry(_, _, _, _, _, _)).WillOnce(Return(MAPI_E_INVALID_ENTRYID));
-    EXPECT_EQ(thrown([&] { static_cast<void>(visited()); }),
-              L"mapi::openEntry, line N: hr = 0x80040107(MAPI call failed)");
-    EXPECT_THAT(log(), IsEmpty());
-}
-
-TEST_F(ContactWatcherTest, ThrowsWhenTheRootsIdentifierIsEmpty)
-{
-    giveProperties(m_store.store, {Property::bytes(PR_IPM_SUBTREE_ENTRYID, {})});
-    EXPECT_EQ(thrown([&] { static_cast<void>(visited()); }),
-              L"mapi::openEntry, line N: hr = 0x80070057(MAPI call failed)");
-    EXPECT_THAT(log(), ElementsAre("HRESULT logged: mapi::impl::openEntry, line N: hr = 0x80070057"
-                                   "(an empty entryId passed)"));
-}
-
-TEST_F(ContactWatcherTest, ThrowsWhenASubfolderTableCannotBeHad)
-{
-    EXPECT_CALL(*m_first.folder, GetHierarchyTable(_, _)).WillOnce(Return(MAPI_E_NO_ACCESS));
-    std::vector<std::string> names;
-    EXPECT_EQ(
-        thrown([&]
-               { watcher().processWatchedFolders([&](IMAPIFolderPtr folder) { names.push_back(nameOf(folder)); }); }),
-        L"mapi::getHierarchyTable, line N: hr = 0x80070005(GetContentsTable)");
-    EXPECT_THAT(names, ElementsAre("root", "first"));
-    EXPECT_THAT(m_runtime.liveBlocks(), IsEmpty());
-}
-
-TEST_F(ContactWatcherTest, ThrowsWhenTheFilterIsRefused)
-{
-    EXPECT_CALL(*m_root.hierarchy, Restrict(_, _)).WillOnce(Return(MAPI_E_TOO_COMPLEX));
-    EXPECT_EQ(thrown([&] { static_cast<void>(visited()); }),
-              L"mapi::getSubfolders, line N: hr = 0x80040117(MAPI call failed)");
-    EXPECT_THAT(m_runtime.liveBlocks(), IsEmpty());
-}
-
-TEST_F(ContactWatcherTest, LetsWhatTheVisitorThrowsEndTheWalk)
-{
-    unsigned visits = 0;
-    EXPECT_EQ(thrown(
-                  [&]
-                  {
-                      watcher().processWatchedFolders(
-                          [&](IMAPIFolderPtr)
-                          {
-                              if (++visits == 3)
-                                  throw utilities::exception(L"visitor");
-                          });
-                  }),
-              L"visitor");
-    EXPECT_EQ(visits, 3u);
-    EXPECT_EQ(m_below.folder->references(), 1);
-    EXPECT_THAT(m_runtime.liveBlocks(), IsEmpty());
-}
-
-TEST_F(ContactWatcherTest, IsCancelledBeforeTheFirstFolder)
-{
-    utilities::requestStop();
-    unsigned visits = 0;
-    EXPECT_EQ(thrown([&] { watcher().processWatchedFolders([&](IMAPIFolderPtr) { ++visits; }); }),
-              L"mapi::traverseFolders: cancelled by request");
-    EXPECT_EQ(visits, 0u);
-}
-
-TEST_F(ContactWatcherTest, IsCancelledDuringTheWalk)
-{
-    const auto stopAt = [this](const std::string& name)
-    {
-        utilities::stopRequested = false;
-        return thrown(
-            [&]
-            {
-                watcher().processWatchedFolders(
-                    [&](IMAPIFolderPtr folder)
-                    {
-                        if (nameOf(folder) == name)
-                            utilities::requestStop();
-                    });
-            });
-    };
-    EXPECT_EQ(stopAt("root"), L"mapi::Rowset::enumerate: cancelled by request");
-    EXPECT_EQ(stopAt("below"),
-              L"mapi::traverseFolders: cancelled by request"); // it has no subfolders; "second" is next
-    EXPECT_THAT(m_runtime.liveBlocks(), IsEmpty());
-}
-
-TEST_F(ContactWatcherTest, EndsTheWalkWhenTheStopComesAtTheLastFolder)
-{
-    std::vector<std::string> names;
-    watcher().processWatchedFolders(
-        [&](IMAPIFolderPtr folder)
-        {
-            names.push_back(nameOf(folder));
-            if (names.back() == "second")
-                utilities::requestStop();
-        });
-    EXPECT_THAT(names, ElementsAre("root", "first", "below", "second"));
+    m_watcher->subscribe([noting = std::shared_ptr<int>(nullptr, atItsEnd)](const Changes&) {});
+    planResult("IMsgStore::Unadvise", "0x00040380");
+    m_watcher.reset();
+    EXPECT_EQ(lastLine, "Unadvise hr = 40380");
 }
 
 // ---- Collecting ----------------------------------------------------------------------------------------------------
 
-TEST_F(ContactWatcherTest, AppendsTheContactsOfAContactFolderInTheirOrder)
+TEST_F(ContactWatcherTest, AppendsContactsToWhatIsThere)
 {
-    ContactMock anna{{0x0A}, L"Anna"};
-    ContactMock ola{{0x0B}, L"Ola"};
-    const FolderMock folder({0x06}, contactFolder(), {&ola, &anna});
     std::vector<SyncItem> items = {SyncItem({0x01}, true)};
-    ContactWatcher::collectContacts(folder.folder.pointer(), items);
-    ASSERT_THAT(items, testing::SizeIs(3));
-    EXPECT_EQ(items[0].text, L"01");
-    EXPECT_TRUE(items[0].isFolder);
-    EXPECT_EQ(items[1].text, L"Ola;;;;;;;;;;0B;");
-    EXPECT_FALSE(items[1].isFolder);
-    EXPECT_EQ(items[2].text, L"Anna;;;;;;;;;;0A;");
+    ContactWatcher::collectContacts(find(openStore(), {L"Contacts"}), items);
+    EXPECT_THAT(textsOf(items), ElementsAre(L"01", ada, bea));
 }
 
-TEST_F(ContactWatcherTest, AppendsNothingForAnotherFolder)
+TEST_F(ContactWatcherTest, AppendsNothingWhenAContactCannotBeRead)
 {
-    ContactMock anna{{0x0A}, L"Anna"};
-    const FolderMock folder({0x06}, otherFolder(), {&anna});
     std::vector<SyncItem> items;
-    ContactWatcher::collectContacts(folder.folder.pointer(), items);
-    EXPECT_THAT(items, IsEmpty());
-    EXPECT_THAT(log(), IsEmpty());
-}
-
-TEST_F(ContactWatcherTest, AsksTwiceWhetherAFolderMayHoldContacts)
-{
-    const FolderMock folder({0x06}, contactFolder());
-    m_runtime.clearCalls();
-    std::vector<SyncItem> items;
-    ContactWatcher::collectContacts(folder.folder.pointer(), items);
-    const auto isClassRead = [](const std::string& call)
-    {
-        return call.starts_with("HrGetOneProp 3613001f");
-    };
-    EXPECT_EQ(std::ranges::count_if(m_runtime.calls(), isClassRead), 2);
-}
-
-TEST_F(ContactWatcherTest, AppendsNothingWhenTheContactsCannotBeRead)
-{
-    ContactMock anna{{0x0A}, L"Anna"};
-    ContactMock ola{{0x0B}, L"Ola"};
-    const FolderMock folder({0x06}, contactFolder(), {&anna, &ola});
-    EXPECT_CALL(*ola.message, GetProps(_, _, _, _)).WillOnce(Return(MAPI_E_CALL_FAILED));
-    std::vector<SyncItem> items;
-    EXPECT_EQ(thrown([&] { ContactWatcher::collectContacts(folder.folder.pointer(), items); }),
+    const IMAPIFolderPtr folder = find(openStore(), {L"Contacts"});
+    sandbox().plan({{"method", "IMAPIProp::GetProps"}, {"on", "Mailbox/Contacts/Bea"}, {"result", "0x80004005"}});
+    EXPECT_EQ(thrown([&] { ContactWatcher::collectContacts(folder, items); }),
               L"OutlookContact::load, line N: hr = 0x80004005(MAPI call failed)");
     EXPECT_THAT(items, IsEmpty());
 }
@@ -327,17 +136,185 @@ TEST_F(ContactWatcherTest, ThrowsForANullFolder)
               L"condition \"folder\" failed (mapi::maybeContactFolder in MapiUtilities.cpp, line N)");
 }
 
-TEST_F(ContactWatcherTest, ServesASnapshotWithoutASubscription)
+// ---- Subscribing ---------------------------------------------------------------------------------------------------
+
+TEST_F(ContactWatcherTest, KeepsNoCallbackWhenItCannotWatchAndTriesAgain)
 {
-    ContactMock anna{{0x0A}, L"Anna"};
-    ContactMock ola{{0x0B}, L"Ola"};
-    FolderMock inner({0x07}, contactFolder(), {&ola});
-    FolderMock root({0x06}, contactFolder(), {&anna}, {&inner}); // the root itself may hold contacts
-    const StoreMock store({0x08}, root);
-    const ContactWatcher made(mapi::MessageStore(store.store.pointer()), L"Mailbox");
-    std::vector<SyncItem> items;
-    made.processWatchedFolders([&](IMAPIFolderPtr folder) { ContactWatcher::collectContacts(folder, items); });
-    ASSERT_THAT(items, testing::SizeIs(2));
-    EXPECT_EQ(joinItemTexts(items), L"Anna;;;;;;;;;;0A;\nOla;;;;;;;;;;0B;");
+    const auto counted = std::make_shared<int>();
+    planResult("IMsgStore::Advise", "0x80040102");
+    m_watcher->subscribe([counted](const Changes&) {});
+    EXPECT_EQ(counted.use_count(), 1);
+    subscribe();
+    notifyDeletion();
+    EXPECT_THAT(textsOf(onlyBatch().deleted), SizeIs(1));
+}
+
+TEST_F(ContactWatcherTest, StaysSubscribedWhenTheWalkFails)
+{
+    planResult("IMAPIContainer::GetHierarchyTable", "0x80070005", 2); // that of Contacts, which is registered by then
+    EXPECT_EQ(thrown([this] { subscribe(); }), L"mapi::getHierarchyTable, line N: hr = 0x80070005(GetContentsTable)");
+    EXPECT_EQ(subscriptions(), 1U);
+    notifyDeletion();
+    EXPECT_THAT(textsOf(onlyBatch().deleted), SizeIs(1));
+}
+
+TEST_F(ContactWatcherTest, TakesTheNewCallbackAndWalksAgainWithoutAdvising)
+{
+    m_watcher->subscribe([](const Changes&) { ADD_FAILURE() << "the former callback was called"; });
+    const auto lines = newLines();
+    subscribe();
+    EXPECT_EQ(log().size(), 2 * lines.size()); // folders are reported again
+    EXPECT_EQ(subscriptions(), 1U);
+    notifyDeletion();
+    EXPECT_THAT(textsOf(onlyBatch().deleted), ElementsAre(L";;;;;;;;;;0000000001;"));
+
+    after({{"do", "delete"}, {"object", "Mailbox/Friends"}});
+    EXPECT_THAT(onlyBatch().deletedFolders, SizeIs(1)); // it was known once
+}
+
+TEST_F(ContactWatcherTest, DropsChangesWithoutACallback)
+{
+    subscribe();
+    m_watcher->subscribe(ChangesCallback());
+    notifyDeletion();
+    EXPECT_THAT(m_batches, IsEmpty());
+    EXPECT_THAT(log().back(), StartsWith("Notification 8"));
+}
+
+// ---- Notifications -------------------------------------------------------------------------------------------------
+
+TEST_F(ContactWatcherTest, AddsAContactThatOpensWithAWarning)
+{
+    subscribe();
+    planResult("IMsgStore::OpenEntry", "0x00040380", 2); // behind the one for the log
+    notify("fnevObjectCreated", "MAPI_MESSAGE",
+           {{"entryId", "Mailbox/Contacts/Ada"}, {"parentId", "Mailbox/Contacts"}});
+    EXPECT_THAT(textsOf(onlyBatch().added), ElementsAre(ada));
+}
+
+TEST_F(ContactWatcherTest, KnowsLongTermIdentifiersByTheirFirstByte)
+{
+    subscribe();
+    for (const char* const shortTerm : {"#0100000000", "#7F00000000", "#FF00000000"})
+        notifyDeletion(shortTerm);
+    EXPECT_THAT(m_batches, IsEmpty());
+    notifyDeletion("#00FF000000");
+    EXPECT_THAT(textsOf(onlyBatch().deleted), ElementsAre(L";;;;;;;;;;00FF000000;"));
+}
+
+TEST_F(ContactWatcherTest, TakesAContactForAnotherWhenItsFormerIdentifierHasOtherBytes)
+{
+    subscribe();
+    notify("fnevObjectModified", "MAPI_MESSAGE",
+           {{"entryId", "Mailbox/Contacts/Ada"},
+            {"parentId", "Mailbox/Contacts"},
+            {"oldId", "#00000000A2"}}); // the same contact to MAPI
+    const Changes changes = onlyBatch();
+    EXPECT_THAT(textsOf(changes.deleted), ElementsAre(L";;;;;;;;;;00000000A2;"));
+    EXPECT_THAT(textsOf(changes.added), ElementsAre(ada));
+    EXPECT_THAT(changes.changed, IsEmpty());
+}
+
+TEST_F(ContactWatcherTest, RegistersANewFolderOnceByItsOwnIdentifier)
+{
+    subscribe();
+    for (unsigned times = 0; times < 2; ++times)
+    {
+        notify("fnevObjectCreated", "MAPI_FOLDER",
+               {{"entryId", "#800000004C696E6B77656C6C53616E64626F78010100000000000006"}, // its short-term one
+                {"parentId", "Mailbox/Contacts"}});
+        EXPECT_THAT(textsOf(onlyBatch().added), ElementsAre(cid));
+    }
+    notify("fnevObjectDeleted", "MAPI_FOLDER", {{"parentId", "Mailbox/Contacts"}}); // hidden, so not found
+    EXPECT_THAT(textsOf(onlyBatch().deletedFolders), ElementsAre(L"00000000C4"));
+}
+
+TEST_F(ContactWatcherTest, ComparesItsFoldersByMapiWithThoseThatAreThere)
+{
+    subscribe();
+    sandbox().request({{"do", "editFolder"},
+                       {"folder", "Mailbox/Friends"},
+                       {"set", {{"properties", {{"PR_ENTRYID", "000000004D"}}}, {"class", "IPF.Note"}}}});
+    notify("fnevObjectDeleted", "MAPI_FOLDER", {{"parentId", "Mailbox/Contacts"}});
+    EXPECT_THAT(m_batches, IsEmpty());
+}
+
+// ---- What the sandbox never does -----------------------------------------------------------------------------------
+
+/// A store of the sandbox behind a mock that passes calls on: the sandbox gives no object without a failure, and nothing
+/// arrives while a subscription ends.
+class StoreInFrontTest : public ContactWatcherTest
+{
+protected:
+    StoreInFrontTest()
+    {
+        const auto behind = openStore().store();
+        EXPECT_CALL(*m_store, GetProps(_, _, _, _))
+            .WillRepeatedly([behind](auto... arguments) { return behind->GetProps(arguments...); });
+        EXPECT_CALL(*m_store, OpenEntry(_, _, _, _, _, _))
+            .Times(AnyNumber())
+            .WillRepeatedly(
+                [this, behind](ULONG size, ENTRYID* id, const IID* iid, ULONG flags, ULONG* type, IUnknown** object)
+                {
+                    if (mapi::makeEntryId(size, id) == m_opensToNothing)
+                        return S_OK;
+                    return behind->OpenEntry(size, id, iid, flags, type, object);
+                });
+        EXPECT_CALL(*m_store, Advise(_, _, _, _, _))
+            .WillOnce([behind](auto... arguments) { return behind->Advise(arguments...); });
+        EXPECT_CALL(*m_store, Unadvise(_))
+            .WillOnce(
+                [this, behind](ULONG_PTR connection)
+                {
+                    if (m_whenUnadvised)
+                        m_whenUnadvised();
+                    return behind->Unadvise(connection);
+                });
+        m_watcher = std::make_unique<ContactWatcher>(mapi::MessageStore(m_store.pointer()), L"Mailbox");
+        subscribe();
+    }
+    ~StoreInFrontTest() override
+    {
+        m_watcher.reset();
+        EXPECT_EQ(m_store->references(), 1);
+    }
+
+    const support::Mocked<support::MockMsgStore> m_store;
+    EntryId m_opensToNothing;
+    std::function<void()> m_whenUnadvised;
+};
+
+TEST_F(StoreInFrontTest, LogsANewContactThatOpensToNothing)
+{
+    m_opensToNothing = {0, 0, 0, 0, 0xA1};
+    notify("fnevObjectCreated", "MAPI_MESSAGE",
+           {{"entryId", "Mailbox/Contacts/Ada"}, {"parentId", "Mailbox/Contacts"}});
+    EXPECT_THAT(newLines(), ElementsAre(StartsWith("Notification 4 for (cannot resolve) of type 5"),
+                                        "HRESULT logged: ContactWatcher::onNewObject, line N: hr = "
+                                        "0x0(Cannot open new or copied object. EntryID = 00000000A1)"));
+    EXPECT_THAT(m_batches, IsEmpty());
+}
+
+TEST_F(StoreInFrontTest, DeletesAChangedContactThatOpensToNothing)
+{
+    m_opensToNothing = {0, 0, 0, 0, 0xA1};
+    notify("fnevObjectModified", "MAPI_MESSAGE",
+           {{"entryId", "Mailbox/Contacts/Ada"}, {"parentId", "Mailbox/Contacts"}});
+    EXPECT_THAT(textsOf(onlyBatch().deleted), ElementsAre(L";;;;;;;;;;00000000A1;"));
+}
+
+TEST_F(StoreInFrontTest, RegistersNoFolderOnceItIsNoLongerAdvised)
+{
+    m_whenUnadvised = [this]
+    {
+        notify("fnevObjectCreated", "MAPI_FOLDER", {{"entryId", "#00000000C4"}, {"parentId", "Mailbox/Contacts"}});
+    };
+    m_watcher.reset();
+    EXPECT_THAT(newLines(), ElementsAre(StartsWith("Notification 4 for Secret of type 3"),
+                                        "An exception has been caught in AdviseSinkImpl::OnNotify : condition "
+                                        "\"m_data->sink.isAdvised()\" failed (ContactWatcher::subscribe in "
+                                        "ContactWatcher.cpp, line N)",
+                                        "Unadvise hr = 0"));
+    EXPECT_THAT(m_batches, IsEmpty());
 }
 } // namespace

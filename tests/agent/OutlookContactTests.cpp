@@ -1,244 +1,181 @@
+// What end to end doesn't show of a contact: what a record holds that is not a message's, or after a failure, and values
+// that are malformed.
 #include "agent/OutlookContact.h"
 
+#include "agent/ContactLoading.h"
 #include "mapiabi/MapiTags.h"
-
-#include <vector>
-
-#include <gmock/gmock.h>
-
-#include "agent/SyncItem.h"
-#include "tests/agent/ContactFixture.h"
+#include "tests/agent/AgentTest.h"
+#include "tests/support/MapiTest.h"
+#include "tests/support/MapiValues.h"
 
 namespace
 {
-using namespace support;
-using namespace tests;
 using testing::_;
-using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::Return;
 
-class OutlookContactTest : public ContactFixture
+const EntryId contactId = {0x00, 0x00, 0x00, 0x00, 0xA1, 0xB2, 0xC3, 0xD4};
+constexpr const wchar_t* onlyContactId = L";;;;;;;;;;00000000A1B2C3D4;";
+constexpr const wchar_t* outOfScope = L"mapi::PropTagArray::at: index is out of scope";
+
+std::wstring loaded(const IMAPIPropPtr& message)
 {
-};
+    OutlookContact contact;
+    contact.load(message);
+    return contact.toString();
+}
 
-// ---- The line ------------------------------------------------------------------------------------------------------
-
-TEST_F(OutlookContactTest, HasNoTextWhenTheRecordIsEmpty)
+TEST(OutlookContactRecordTest, HoldsTheIdentifiersThatItIsGiven)
 {
     EXPECT_EQ(OutlookContact().toString(), L"");
     EXPECT_EQ(OutlookContact({}, {}).toString(), L"");
+    EXPECT_EQ(OutlookContact(contactId, {}).toString(), onlyContactId);
+    EXPECT_EQ(OutlookContact({}, {0x0A}).toString(), L";;;;;;;;;;;0A");
+    EXPECT_EQ(OutlookContact({0x00}, {0x0A}).toString(), L";;;;;;;;;;00;0A");
 }
 
-TEST_F(OutlookContactTest, HoldsItsIdentifiersInHexadecimal)
-{
-    EXPECT_EQ(OutlookContact(contactId, {}).toString(), L";;;;;;;;;;00000000A1B2C3D4;");
-    EXPECT_EQ(OutlookContact({}, folderId).toString(), L";;;;;;;;;;;00000000E5F60718");
-    EXPECT_EQ(OutlookContact({0x0A}, {0x00}).toString(), L";;;;;;;;;;0A;00");
-}
-
-TEST_F(OutlookContactTest, WritesTwelveFieldsWithHomeBeforeMobile)
-{
-    giveMessage(allFields(), emailSlot(L"SMTP", L"slot@example.com"));
-    EXPECT_EQ(loaded(), L"display;first;middle;last;company;slot@example.com;business;home;mobile;fax;"
-                        L"00000000A1B2C3D4;00000000E5F60718");
-}
-
-TEST_F(OutlookContactTest, LeavesTheFieldsOfAbsentPropertiesEmpty)
-{
-    giveMessage({
-        Property::text(PR_DISPLAY_NAME_W, L"Anna Berg"),
-        Property::text(PR_GIVEN_NAME_W, L"Anna"),
-        Property::text(PR_SURNAME_W, L"Berg"),
-        Property::text(PR_COMPANY_NAME_W, L"Nordlicht AG"),
-        Property::text(PR_BUSINESS_TELEPHONE_NUMBER_W, L"+49 30 1111"),
-        Property::text(PR_MOBILE_TELEPHONE_NUMBER_W, L"+49 170 2222"),
-        Property::bytes(PR_ENTRYID, contactId),
-        Property::bytes(PR_PARENT_ENTRYID, folderId),
-    });
-    EXPECT_EQ(loaded(),
-              L"Anna Berg;Anna;;Berg;Nordlicht AG;;+49 30 1111;;+49 170 2222;;00000000A1B2C3D4;00000000E5F60718");
-}
-
-TEST_F(OutlookContactTest, WritesANameAndAnIdentifierAlone)
-{
-    giveMessage({Property::text(PR_DISPLAY_NAME_W, L"Anna"), Property::bytes(PR_ENTRYID, contactId)});
-    EXPECT_EQ(loaded(), L"Anna;;;;;;;;;;00000000A1B2C3D4;");
-}
-
-TEST_F(OutlookContactTest, IsElevenSeparatorsWhenNothingCouldBeRead)
-{
-    giveMessage({});
-    EXPECT_EQ(loaded(), onlySeparators);
-}
-
-TEST_F(OutlookContactTest, CopiesTextsWithoutAnyEscaping)
-{
-    giveMessage({Property::text(PR_DISPLAY_NAME_W, L" Berg; \"Anna\"\\"),
-                 Property::text(PR_COMPANY_NAME_W, L"Nordlicht\r\nAG\n")},
-                emailSlot(L"SMTP", L"<a;b>"));
-    EXPECT_EQ(loaded(), L" Berg; \"Anna\"\\;;;;Nordlicht\r\nAG\n;<a;b>;;;;;;");
-}
-
-TEST_F(OutlookContactTest, CannotTellAnEmptyPropertyFromAnAbsentOne)
-{
-    giveMessage({Property::text(PR_DISPLAY_NAME_W, L""), Property::text(PR_SURNAME_W, L"Berg"),
-                 Property::nullText(PR_COMPANY_NAME_W), Property::bytes(PR_ENTRYID, {})});
-    EXPECT_EQ(loaded(), L";;;Berg;;;;;;;;");
-}
-
-// ---- load ----------------------------------------------------------------------------------------------------------
-
-TEST_F(OutlookContactTest, AsksOnceForTheTwelveTagsThenForTheNamesThenForTheSlot)
-{
-    const testing::InSequence inSequence;
-    EXPECT_CALL(*m_message, GetProps(_, MAPI_UNICODE, _, _))
-        .WillOnce(
-            [](SPropTagArray* tags, ULONG, ULONG* count, SPropValue** values)
-            {
-                EXPECT_THAT(tagsOf(tags),
-                            ElementsAre(0x3001001F, 0x3A06001F, 0x3A44001F, 0x3A11001F, 0x3A16001F, 0x39FE001F,
-                                        0x3A08001F, 0x3A1C001F, 0x3A09001F, 0x3A24001F, 0x0FFF0102, 0x0E090102));
-                return getProps(allFields(), tags, count, values);
-            });
-    EXPECT_CALL(*m_message, GetIDsFromNames(3, _, MAPI_CREATE, _))
-        .WillOnce(
-            [](ULONG, MAPINAMEID** names, ULONG, SPropTagArray** tags)
-            {
-                EXPECT_EQ(names[0]->Kind.lID, 0x8082);
-                EXPECT_EQ(names[1]->Kind.lID, 0x8083);
-                EXPECT_EQ(names[2]->Kind.lID, 0x8085);
-                *tags = makeTags({0x81010000, 0x81020000, 0x81030000});
-                return S_OK;
-            });
-    EXPECT_CALL(*m_message, GetProps(_, MAPI_UNICODE, _, _))
-        .WillOnce(
-            [](SPropTagArray* tags, ULONG, ULONG* count, SPropValue** values)
-            {
-                EXPECT_THAT(tagsOf(tags), ElementsAre(typeTag, addressTag, entryIdTag));
-                return getProps({}, tags, count, values);
-            });
-    EXPECT_EQ(loaded(), L"display;first;middle;last;company;;business;home;mobile;fax;"
-                        L"00000000A1B2C3D4;00000000E5F60718");
-}
-
-TEST_F(OutlookContactTest, AsksForTextsAndBytesWhateverTypesTheNamesCameWith)
-{
-    EXPECT_CALL(*m_message, GetIDsFromNames(_, _, _, _)).WillOnce(givesTags({0x8101001E, 0x8102000A, 0x8103FFFF}));
-    EXPECT_CALL(*m_message, GetProps(_, _, _, _))
-        .WillOnce(
-            [](SPropTagArray* tags, ULONG, ULONG*, SPropValue**)
-            {
-                EXPECT_THAT(tagsOf(tags), ElementsAre(typeTag, addressTag, entryIdTag));
-                return MAPI_E_CALL_FAILED;
-            });
-    EXPECT_EQ(resolved(), L"");
-}
-
-TEST_F(OutlookContactTest, StaysAsItIsWhenTheMessageIsNull)
+TEST(OutlookContactRecordTest, StaysAsItIsWhenTheMessageIsNull)
 {
     OutlookContact contact(contactId, {});
     contact.load(nullptr);
-    EXPECT_EQ(contact.toString(), L";;;;;;;;;;00000000A1B2C3D4;");
+    EXPECT_EQ(contact.toString(), onlyContactId);
+    EXPECT_EQ(OutlookContact::resolveEmailAddress(nullptr), L"");
 }
 
-TEST_F(OutlookContactTest, ReplacesWhatItHeldWhenItIsLoaded)
+/// A contact of the sandbox.
+class OutlookContactTest : public tests::AgentTest
 {
-    giveMessage({Property::text(PR_SURNAME_W, L"Berg")});
-    OutlookContact contact(contactId, folderId);
-    contact.load(m_message.pointer());
+protected:
+    /// Logs on to a mailbox with this message, and opens it.
+    [[nodiscard]] IMAPIPropPtr open(const std::string& message, const std::string& addressBook = "")
+    {
+        logon(R"({"stores": [{"name": "Mailbox", "folders": [{"name": "Contacts", "messages": [)" + message +
+              R"(]}]}], "addressBook": {)" + addressBook + "}}");
+        const IMAPIFolderPtr folder = find(openStore(), {L"Contacts"});
+        const IMAPIPropPtr opened = openContact(folder, messageIds(folder).at(0));
+        (void)newLines();
+        return opened;
+    }
+
+    /// Loading must throw this, and leave the record alone.
+    void expectFailure(const IMAPIPropPtr& message, const std::wstring& failure) const
+    {
+        OutlookContact contact(contactId, {});
+        EXPECT_EQ(thrown([&] { contact.load(message); }), failure);
+        EXPECT_EQ(contact.toString(), onlyContactId);
+    }
+};
+
+/// The value of an Exchange user's address, found or not, stays allocated.
+constexpr const char* valueLeft = "HrGetOneProp: 1 block\\(s\\), \\d+ bytes\n";
+
+const std::string withoutIds = R"("properties": {"PR_ENTRYID": null, "PR_PARENT_ENTRYID": null)";
+
+TEST_F(OutlookContactTest, ReplacesWhatItHeld)
+{
+    const IMAPIPropPtr message = open(R"({"surname": "Berg", "row": {"PR_ENTRYID": "00000000AB"},
+                                          "aliases": ["00000000AB"], )" +
+                                      withoutIds + "}}");
+    OutlookContact contact(contactId, {0x0A});
+    contact.load(message);
     EXPECT_EQ(contact.toString(), L";;;Berg;;;;;;;;");
 }
 
-TEST_F(OutlookContactTest, DropsTheMessagesOwnSmtpAddress)
+TEST_F(OutlookContactTest, KeepsTheLastOfSeveralValuesUnderOneTagButNoEmptyOne)
 {
-    giveMessage({Property::text(PR_SMTP_ADDRESS_W, L"own@example.com"), Property::text(PR_SURNAME_W, L"Berg")});
-    EXPECT_EQ(loaded(), L";;;Berg;;;;;;;;");
+    const IMAPIPropPtr message = open(R"({"company": "", "row": {"PR_ENTRYID": "00000000AB"},
+        "aliases": ["00000000AB"], )" +
+                                      withoutIds +
+                                      R"(,
+        "PR_GIVEN_NAME_W": {"answersAs": "0x3A44001F", "value": "first"},
+        "PR_MIDDLE_NAME_W": "second",
+        "PR_SURNAME_W": {"answersAs": "0x3A44001F", "value": ""}}})");
+    EXPECT_EQ(loaded(message), L";;second;;;;;;;;;");
 }
 
-TEST_F(OutlookContactTest, IgnoresValuesOfOtherTypes)
+TEST_F(OutlookContactTest, StaysAsItWasWhenItsPropertiesOrNamesCannotBeHad)
 {
-    SPropValue number{};
-    number.ulPropTag = CHANGE_PROP_TYPE(PR_DISPLAY_NAME_W, PT_LONG);
-    number.Value.l = 7;
-    SPropValue narrow{};
-    narrow.ulPropTag = CHANGE_PROP_TYPE(PR_DISPLAY_NAME_W, PT_STRING8);
-    char text[] = "narrow";
-    narrow.Value.lpszA = text;
-    SPropValue error{};
-    error.ulPropTag = CHANGE_PROP_TYPE(PR_DISPLAY_NAME_W, PT_ERROR);
-    error.Value.err = MAPI_E_NOT_ENOUGH_MEMORY;
-    SPropValue many{};
-    many.ulPropTag = CHANGE_PROP_TYPE(PR_DISPLAY_NAME_W, MV_FLAG | PT_UNICODE);
-    for (const SPropValue& value : {number, narrow, error, many})
+    const IMAPIPropPtr message = open(R"({"displayName": "Ada"})");
+    planResult("IMAPIProp::GetProps", "0x8007000E");
+    expectFailure(message, L"OutlookContact::load, line N: hr = 0x8007000e(MAPI call failed)");
+    planResult("IMAPIProp::GetIDsFromNames", "0x80040102");
+    expectFailure(message, outOfScope);
+}
+
+TEST_F(OutlookContactTest, HasNoAddressAndNoLineInTheLogWhenTheSlotCannotBeRead)
+{
+    const IMAPIPropPtr message = open(R"({"displayName": "Ada", "email": "ada@example.com"})");
+    planResult("IMAPIProp::GetProps", "0x80070005");
+    EXPECT_EQ(OutlookContact::resolveEmailAddress(message), L"");
+    EXPECT_THAT(newLines(), IsEmpty());
+}
+
+TEST_F(OutlookContactTest, TakesTheNamesWithAWarning)
+{
+    const IMAPIPropPtr message = open(R"({"email": "ada@example.com"})");
+    planResult("IMAPIProp::GetIDsFromNames", "MAPI_W_ERRORS_RETURNED");
+    EXPECT_EQ(OutlookContact::resolveEmailAddress(message), L"ada@example.com");
+}
+
+TEST_F(OutlookContactTest, TakesTheAddressOfAnExchangeUserWithAWarning)
+{
+    const IMAPIPropPtr message =
+        open(R"({"email": {"addressBook": "ada"}})", R"("ada": {"smtpAddress": "ada@example.com"})");
+    planResult("HrGetOneProp", "0x00040380");
+    EXPECT_EQ(OutlookContact::resolveEmailAddress(message), L"ada@example.com");
+    m_report = valueLeft;
+}
+
+TEST_F(OutlookContactTest, HasNoAddressWhenThatOfAnExchangeUserComesUnderAnotherTag)
+{
+    const IMAPIPropPtr message = open(
+        R"({"email": {"addressBook": "ada"}})",
+        R"("ada": {"properties": {"PR_SMTP_ADDRESS_W": {"answersAs": "0x3003001F", "value": "ada@example.com"}}})");
+    EXPECT_EQ(OutlookContact::resolveEmailAddress(message), L"");
+    m_report = valueLeft;
+}
+
+TEST_F(OutlookContactTest, HasNoAddressOfAnExchangeUserWithoutASession)
+{
+    const IMAPIPropPtr message =
+        open(R"({"email": {"addressBook": "ada"}})", R"("ada": {"smtpAddress": "ada@example.com"})");
+    const auto session = mapi::Session::s_session;
+    mapi::Session::s_session = nullptr;
+    EXPECT_EQ(OutlookContact::resolveEmailAddress(message), L"");
+    mapi::Session::s_session = session;
+}
+
+// ---- What the sandbox never answers --------------------------------------------------------------------------------
+
+/// A message as a mock: no mailbox file gives texts without a pointer, or one tag to two names.
+class MalformedContactTest : public support::MapiTest
+{
+protected:
+    /// @param addressTag  what the second name of the e-mail slot gets; the first one gets 0x81010000.
+    void give(const support::Properties& values, ULONG addressTag = 0x81020000)
     {
-        SCOPED_TRACE(value.ulPropTag);
-        EXPECT_CALL(*m_message, GetProps(_, _, _, _)).WillOnce(givesValue(value)).WillOnce(Return(MAPI_E_CALL_FAILED));
-        EXPECT_EQ(loaded(), onlySeparators);
+        EXPECT_CALL(*m_message, GetIDsFromNames(3, _, MAPI_CREATE, _))
+            .WillOnce(
+                [addressTag](ULONG, MAPINAMEID**, ULONG, SPropTagArray** tags)
+                {
+                    *tags = support::makeTags({0x81010000, addressTag, 0x81030000});
+                    return S_OK;
+                });
+        support::giveProperties(m_message, values);
     }
+
+    const support::Mocked<support::MockProp> m_message;
+};
+
+TEST_F(MalformedContactTest, HasEmptyFieldsForTextsWithoutAPointer)
+{
+    give({support::Property::nullText(PR_DISPLAY_NAME_W), support::Property::nullText(0x8101001F),
+          support::Property::nullText(0x8102001F)});
+    EXPECT_EQ(loaded(m_message.pointer()), L";;;;;;;;;;;");
 }
 
-TEST_F(OutlookContactTest, StoresAValueUnderTheTagThatCameBack)
+TEST_F(MalformedContactTest, ReadsTheTypeFirstWhenTwoNamesHaveOneTag)
 {
-    EXPECT_CALL(*m_message, GetProps(_, _, _, _))
-        .WillOnce(givesValues({Property::text(PR_SURNAME_W, L"in another place"), Property::text(0x7777001F, L"?")}))
-        .WillOnce(Return(MAPI_E_CALL_FAILED));
-    EXPECT_EQ(loaded(), L";;;in another place;;;;;;;;");
-}
-
-TEST_F(OutlookContactTest, KeepsTheLastOfSeveralValuesUnderOneTag)
-{
-    EXPECT_CALL(*m_message, GetProps(_, _, _, _))
-        .WillOnce(givesValues({Property::text(PR_SURNAME_W, L"first"), Property::text(PR_SURNAME_W, L"second"),
-                               Property::text(PR_SURNAME_W, L"")}))
-        .WillOnce(Return(MAPI_E_CALL_FAILED));
-    EXPECT_EQ(loaded(), L";;;second;;;;;;;;");
-}
-
-TEST_F(OutlookContactTest, StaysAsItWasWhenItsPropertiesCannotBeRead)
-{
-    EXPECT_CALL(*m_message, GetIDsFromNames(_, _, _, _)).Times(0);
-    EXPECT_CALL(*m_message, GetProps(_, _, _, _)).WillOnce(Return(MAPI_E_NOT_ENOUGH_MEMORY));
-    OutlookContact contact(contactId, {});
-    EXPECT_EQ(thrown([&] { contact.load(m_message.pointer()); }),
-              L"OutlookContact::load, line N: hr = 0x8007000e(MAPI call failed)");
-    EXPECT_EQ(contact.toString(), L";;;;;;;;;;00000000A1B2C3D4;");
-    EXPECT_EQ(m_message->references(), 1);
-}
-
-TEST_F(OutlookContactTest, TakesNoValuesWithAnyOtherWarning)
-{
-    EXPECT_CALL(*m_message, GetProps(_, _, _, _))
-        .WillOnce(givesValues(allFields(), 0x00040381))
-        .WillOnce(Return(MAPI_E_CALL_FAILED));
-    EXPECT_EQ(loaded(), onlySeparators);
-    EXPECT_NE(m_runtime.freeLeftBlocks(), 0u); // what came with the warning is not ours to free
-}
-
-TEST_F(OutlookContactTest, StaysAsItWasWhenTheNamesCannotBeHad)
-{
-    giveMessage(allFields());
-    EXPECT_CALL(*m_message, GetIDsFromNames(_, _, _, _)).WillOnce(Return(MAPI_E_NO_SUPPORT));
-    OutlookContact contact(contactId, {});
-    EXPECT_EQ(thrown([&] { contact.load(m_message.pointer()); }), outOfScope);
-    EXPECT_EQ(contact.toString(), L";;;;;;;;;;00000000A1B2C3D4;");
-}
-
-TEST_F(OutlookContactTest, LeavesNothingAllocatedAndNoReferenceWhenItIsLoaded)
-{
-    giveMessage(allFields(), emailSlot(L"SMTP", L"slot@example.com"));
-    EXPECT_NE(loaded(), L"");
-    EXPECT_THAT(m_runtime.liveBlocks(), IsEmpty());
-    EXPECT_EQ(m_message->references(), 1);
-    EXPECT_THAT(log(), IsEmpty());
-}
-
-TEST_F(OutlookContactTest, BecomesTheTextOfAnItem)
-{
-    giveMessage({Property::text(PR_DISPLAY_NAME_W, L"Anna"), Property::bytes(PR_ENTRYID, contactId)},
-                emailSlot(L"SMTP", L"slot@example.com"));
-    const SyncItem item(m_message.pointer());
-    EXPECT_FALSE(item.isFolder);
-    EXPECT_EQ(item.text, L"Anna;;;;;slot@example.com;;;;;00000000A1B2C3D4;");
+    give({support::Property::text(0x8101001F, L"SMTP")}, 0x81010000);
+    EXPECT_EQ(OutlookContact::resolveEmailAddress(m_message.pointer()), L"");
 }
 } // namespace

@@ -8,7 +8,7 @@
 #include "agent/mapi/PropReaders.h"
 #include "agent/mapi/Restriction.h"
 #include "agent/mapi/Rowset.h"
-#include "tests/mapi/SandboxMapiTest.h"
+#include "tests/support/sandbox/SandboxMapiTest.h"
 #include "utilities/StopRequested.h"
 
 namespace

@@ -4,7 +4,7 @@
 #include "agent/mapi/MapiUtilities.h"
 #include "agent/mapi/PropReaders.h"
 #include "mapiabi/MapiTags.h"
-#include "tests/mapi/SandboxMapiTest.h"
+#include "tests/support/sandbox/SandboxMapiTest.h"
 
 namespace
 {

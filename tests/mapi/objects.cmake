@@ -29,7 +29,6 @@ if(TARGET LinkwellSandbox)
     linkwell_add_tests(linkwell_mapi_sandbox_tests
         SOURCES
             SandboxFolderTests.cpp
-            SandboxMapiTest.cpp SandboxMapiTest.h
             SandboxStoreTests.cpp
         LIBRARIES linkwell_test_sandbox)
 endif()

@@ -1,10 +1,10 @@
-#include "tests/mapi/SandboxMapiTest.h"
+#include "tests/support/sandbox/SandboxMapiTest.h"
 
-#include "mapiabi/MapiTags.h"
 #include "agent/mapi/MapiUtilities.h"
 #include "agent/mapi/PropReaders.h"
 #include "agent/mapi/PropTagArray.h"
 #include "agent/mapi/Rowset.h"
+#include "mapiabi/MapiTags.h"
 #include "utilities/StopRequested.h"
 
 namespace tests
@@ -15,7 +15,7 @@ SandboxMapiTest::~SandboxMapiTest()
     mapi::Session::logoff();
     mapi::Session::s_session = nullptr;
     m_session.reset();
-    EXPECT_EQ(m_sandbox.report(), "Nothing is held.\n");
+    EXPECT_THAT(m_sandbox.report(), testing::MatchesRegex(m_report));
 }
 
 void SandboxMapiTest::logon(const std::string& mailbox)
@@ -59,8 +59,7 @@ std::vector<EntryId> SandboxMapiTest::messageIds(const IMAPIFolderPtr& folder)
     std::vector<EntryId> found;
     IMAPITablePtr table = mapi::getContentsTable(folder);
     const mapi::PropTagArray columns{PR_ENTRYID};
-    mapi::Rowset::enumerate(table, columns.get(),
-                            [&found](const mapi::Rowset::TableRow& row)
+    mapi::Rowset::enumerate(table, columns.get(), [&found](const mapi::Rowset::TableRow& row)
                             { found.push_back(mapi::impl::Reader<_SPropValue, SBinary>::read(&row[0])); });
     return found;
 }

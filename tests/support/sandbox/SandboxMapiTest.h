@@ -9,14 +9,15 @@
 
 #include "agent/mapi/MapiMessageStore.h"
 #include "agent/mapi/MapiSession.h"
-#include "tests/support/sandbox/RegisteredSandbox.h"
 #include "tests/support/Failures.h"
 #include "tests/support/LineNumbers.h"
 #include "tests/support/LogFile.h"
+#include "tests/support/sandbox/RegisteredSandbox.h"
 
 namespace tests
 {
-/// A test with a session on a mailbox. When it ends the session is closed, and the sandbox must hold nothing.
+/// A test with a session on a mailbox. When it ends the session is closed, and the sandbox must hold nothing but what
+/// `m_report` says.
 class SandboxMapiTest : public testing::Test
 {
 protected:
@@ -44,6 +45,7 @@ protected:
 
     const sandboxtest::RegisteredSandbox m_sandbox;
     support::ScopedLog m_log;
+    std::string m_report = "Nothing is held.\n"; // a regular expression
 
 private:
     std::optional<mapi::Session> m_session{std::in_place}; // MAPI is initialised
