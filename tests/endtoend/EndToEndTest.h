@@ -18,9 +18,9 @@
 #include "sandbox/control/ControlClient.h"
 #include "tests/endtoend/AgentProcess.h"
 #include "tests/endtoend/Expected.h"
-#include "tests/support/EnvironmentVariable.h"
 #include "tests/support/LogFile.h"
 #include "tests/support/PipeServer.h"
+#include "tests/support/Platform.h"
 #include "tests/support/TempFolder.h"
 
 namespace endtoend

@@ -8,8 +8,9 @@
 #include <gmock/gmock.h>
 
 #include "agent/mapi/MapiRuntime.h"
-#include "tests/support/ChildTest.h"
 #include "tests/support/MapiTest.h"
+#include "tests/support/Platform.h"
+#include "tests/support/ProgramRun.h"
 #include "utilities/Logger.h"
 
 namespace
@@ -19,10 +20,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 template <class T>
-concept TakesAParent = requires(void* parent)
-{
-    mapi::allocate<T>(1, parent);
-};
+concept TakesAParent = requires(void* parent) { mapi::allocate<T>(1, parent); };
 static_assert(TakesAParent<wchar_t> && TakesAParent<BYTE> && TakesAParent<SPropValue> && TakesAParent<SRestriction>);
 static_assert(!TakesAParent<SPropTagArray>);
 

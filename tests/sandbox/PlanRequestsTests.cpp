@@ -3,7 +3,7 @@
 
 #include "sandbox/mailbox/model/EntryIds.h"
 #include "tests/sandbox/NotifyTest.h"
-#include "tests/support/EnvironmentVariable.h"
+#include "tests/support/Platform.h"
 #include "tests/support/TempFolder.h"
 
 using namespace sandbox;

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "tests/support/EnvironmentVariable.h"
+#include "tests/support/Platform.h"
 #include "tests/support/ProgramRun.h"
 #include "tests/support/TempFolder.h"
 #include "tests/support/sandbox/SandboxDll.h"

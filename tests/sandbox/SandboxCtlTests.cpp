@@ -10,7 +10,6 @@
 
 #include "sandbox/control/ControlServer.h"
 #include "tests/sandbox/RecordingHandler.h"
-#include "tests/support/EnvironmentVariable.h"
 #include "tests/support/Platform.h"
 #include "tests/support/ProgramRun.h"
 #include "tests/support/TempFolder.h"

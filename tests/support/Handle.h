@@ -1,8 +1,9 @@
-// Handle.h: owners of the platform handles that tests make.
+// Handle.h: owners of the platform handles that tests make, and how many there are.
 #pragma once
 
 #include <windows.h>
 
+#include <cstdint>
 #include <memory>
 #include <system_error>
 
@@ -38,5 +39,17 @@ using Handle = std::unique_ptr<void, HandleCloser>;
     if (!event)
         throwLastError("CreateEventW");
     return event;
+}
+
+/// How many handles this process has. Wine 8 does not count them, but gives each new one the lowest number that is free; so
+/// there it is the number of a new one.
+[[nodiscard]] inline DWORD handleCount()
+{
+    DWORD count = 0;
+    if (!GetProcessHandleCount(GetCurrentProcess(), &count))
+        throwLastError("GetProcessHandleCount");
+    if (count == 0)
+        count = static_cast<DWORD>(reinterpret_cast<std::uintptr_t>(makeEvent().get()) / 4);
+    return count;
 }
 } // namespace support

@@ -1,7 +1,6 @@
 #include "tests/support/Platform.h"
 
-#include <windows.h>
-
+#include <array>
 #include <atomic>
 
 namespace support
@@ -16,5 +15,12 @@ std::wstring uniqueName(const std::wstring& stem)
 {
     static std::atomic<unsigned> s_count{0};
     return stem + L'-' + std::to_wstring(GetCurrentProcessId()) + L'-' + std::to_wstring(++s_count);
+}
+
+std::wstring environmentValue(const std::wstring& name)
+{
+    std::array<wchar_t, 32768> value{};
+    const DWORD size = GetEnvironmentVariableW(name.c_str(), value.data(), static_cast<DWORD>(value.size()));
+    return {value.data(), size};
 }
 } // namespace support

@@ -1,5 +1,6 @@
 #include "tests/support/ProgramRun.h"
 
+#include <array>
 #include <chrono>
 #include <filesystem>
 #include <stdexcept>
@@ -17,12 +18,29 @@ namespace
 constexpr DWORD wineLostChild = ERROR_INTERNAL_ERROR;
 constexpr int mostAttempts = 4;
 
-[[nodiscard]] Handle openForChild(const std::filesystem::path& file, DWORD access, DWORD creation)
+Handle openForChild(const std::filesystem::path& file, DWORD access, DWORD creation)
 {
     SECURITY_ATTRIBUTES inheritable{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
     return checkedFile(CreateFileW(file.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE, &inheritable, creation,
                                    FILE_ATTRIBUTE_NORMAL, nullptr),
                        "CreateFileW");
+}
+
+/// Waits for the end of a child and gives its exit code; ends it when it still runs after `deadline`. Takes its handles over.
+DWORD waitForExit(const PROCESS_INFORMATION& started)
+{
+    const Handle process(started.hProcess);
+    const Handle thread(started.hThread);
+    if (WaitForSingleObject(process.get(), static_cast<DWORD>(std::chrono::milliseconds(deadline).count())) !=
+        WAIT_OBJECT_0)
+    {
+        TerminateProcess(process.get(), 1);
+        throw std::runtime_error("a program still runs after the deadline");
+    }
+    DWORD status = 0;
+    if (!GetExitCodeProcess(process.get(), &status))
+        throwLastError("GetExitCodeProcess");
+    return status;
 }
 } // namespace
 
@@ -56,19 +74,20 @@ ProgramRun runProgram(const std::wstring& commandLine, const std::string& input)
     startup.hStdOutput = out.get();
     startup.hStdError = err.get();
     const PROCESS_INFORMATION started = startChild(nullptr, commandLine, 0, startup);
-    const Handle process(started.hProcess);
-    const Handle thread(started.hThread);
-    if (WaitForSingleObject(process.get(), static_cast<DWORD>(std::chrono::milliseconds(deadline).count())) !=
-        WAIT_OBJECT_0)
-    {
-        TerminateProcess(process.get(), 1);
-        throw std::runtime_error("a program still runs after the deadline");
-    }
     ProgramRun run;
-    if (!GetExitCodeProcess(process.get(), &run.status))
-        throwLastError("GetExitCodeProcess");
+    run.status = waitForExit(started);
     run.output = readBytes(folder.path() / "output");
     run.errors = readBytes(folder.path() / "errors");
     return run;
+}
+
+DWORD runInChild(const std::wstring& test, const std::wstring& name, const std::wstring& value)
+{
+    std::array<wchar_t, 32768> program{};
+    GetModuleFileNameW(nullptr, program.data(), static_cast<DWORD>(program.size()));
+    const std::wstring commandLine =
+        L"\"" + std::wstring(program.data()) + L"\" --gtest_also_run_disabled_tests --gtest_filter=" + test;
+    const EnvironmentVariable variable(name, value);
+    return runProgram(commandLine).status;
 }
 } // namespace support

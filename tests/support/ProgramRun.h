@@ -25,4 +25,9 @@ struct ProgramRun
 /// after `deadline`; then it is ended.
 /// @param input  what it reads from the standard input.
 [[nodiscard]] ProgramRun runProgram(const std::wstring& commandLine, const std::string& input = {});
+
+/// Runs one test of this program again, also when it is disabled, and gives the exit code of that process. What it
+/// prints is dropped. The child has this process's environment, with `name` set to `value`.
+/// @param test  its full name, "<suite>.<case>".
+[[nodiscard]] DWORD runInChild(const std::wstring& test, const std::wstring& name, const std::wstring& value);
 } // namespace support
