@@ -121,7 +121,11 @@ TEST_F(OutlookContactTest, TakesTheAddressOfAnExchangeUserWithAWarning)
     const IMAPIPropPtr message =
         open(R"({"email": {"addressBook": "ada"}})", R"("ada": {"smtpAddress": "ada@example.com"})");
     planResult("HrGetOneProp", "0x00040380");
+    sandbox().startJournal();
     EXPECT_EQ(OutlookContact::resolveEmailAddress(message), L"ada@example.com");
+    const std::string calls = sandbox().takeJournal().dump(); // no other test sees how the user is opened
+    EXPECT_THAT(calls, testing::HasSubstr(
+                           R"("lpInterface":"IID_IMAPIProp","ulFlags":"0x10"},"call":"IMAPISession::OpenEntry")"));
     m_report = valueLeft;
 }
 
