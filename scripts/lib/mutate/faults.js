@@ -109,8 +109,9 @@ function locate(fault, sources) {
       const around = neighbours(lines, line, fault.original.length, WINDOW);
       const near = nearness(fault.above, around.above.reverse()) + nearness(fault.below, around.below);
       const home = file === fault.file ? 2 : path.basename(file) === path.basename(fault.file) ? 1 : 0;
-      const telling = home === 2 && all.length === 1 && fault.original.join(' ').length > 20;
-      if (near > 0 || telling) {
+      // Without neighbours it must be the only such line of its file, and long, or the first one before.
+      const only = home === 2 && all.length === 1 && (fault.ordinal === 0 || fault.original.join('').length > 20);
+      if (near > 0 || only) {
         candidates.push({ file, line, rank: [near, home, ordinal === fault.ordinal ? 1 : 0] });
       }
     });
