@@ -4,6 +4,7 @@
 
 #include "agent/mapi/MapiMessageStore.h"
 #include "agent/mapi/MapiUtilities.h"
+#include "agent/mapi/PropReaders.h"
 #include "agent/mapi/PropTagArray.h"
 #include "agent/mapi/Rowset.h"
 #include "utilities/Failure.h"
@@ -12,7 +13,7 @@
 IMAPIPropPtr openContact(IMAPIFolderPtr folder, const EntryId& entryId)
 {
     IMAPIPropPtr message;
-    const HRESULT result = mapi::impl::openEntry(folder, entryId, IID_IMAPIProp, mapi::impl::unknownSlot(message));
+    const HRESULT result = mapi::impl::openEntry(folder, entryId, IID_IMAPIProp, mapi::unknownSlot(message));
     if (FAILED(result))
         utilities::Logger::instance().write(L"Cannot open contact: hr = " + utilities::toHexNumber(result));
     return message;
@@ -31,7 +32,7 @@ std::vector<SyncItem> collectContactItems(IMAPIFolderPtr folder)
         const SPropValue& value = row[0];
         if (value.ulPropTag != PR_ENTRYID)
             return;
-        const EntryId entryId = mapi::makeEntryId(value.Value.bin.cb, value.Value.bin.lpb);
+        const EntryId entryId = mapi::readBinary(value);
         if (const IMAPIPropPtr message = openContact(folder, entryId))
             items.emplace_back(message);
     };

@@ -130,8 +130,7 @@ bool ContactWatcher::isKnownSource(ULONG objectType, const EntryId& parentId) co
         return true;
 
     IMAPIFolderPtr parent;
-    if (mapi::impl::openEntry(m_data->store.store(), parentId, IID_IMAPIFolder, mapi::impl::unknownSlot(parent)) !=
-        S_OK)
+    if (mapi::impl::openEntry(m_data->store.store(), parentId, IID_IMAPIFolder, mapi::unknownSlot(parent)) != S_OK)
         return false;
     return m_data->store.testHierarchy(m_data->store.openIpmSubtree(), parent);
 }

@@ -4,9 +4,9 @@
 
 #include <array>
 
-#include "agent/mapi/MapiMessageStore.h"
 #include "agent/mapi/MapiRuntime.h"
 #include "agent/mapi/MapiSession.h"
+#include "agent/mapi/PropReaders.h"
 #include "agent/mapi/PropTagArray.h"
 #include "agent/mapi/PropertyReading.h"
 #include "utilities/Failure.h"
@@ -48,16 +48,6 @@ constexpr std::array<ULONG, 12> wireFields = {
 
 constexpr std::wstring_view exchangeAddressType = L"EX"; // exactly: settled behaviour 14
 
-[[nodiscard]] std::wstring textOf(const SPropValue& value)
-{
-    return value.Value.lpszW != nullptr ? std::wstring(value.Value.lpszW) : std::wstring();
-}
-
-[[nodiscard]] EntryId bytesOf(const SPropValue& value)
-{
-    return mapi::makeEntryId(value.Value.bin.cb, value.Value.bin.lpb);
-}
-
 /// A value as the record holds it; empty for what the record does not hold, such as the error in place of a value.
 [[nodiscard]] std::wstring recordText(const SPropValue& value)
 {
@@ -66,9 +56,9 @@ constexpr std::wstring_view exchangeAddressType = L"EX"; // exactly: settled beh
     switch (PROP_TYPE(value.ulPropTag))
     {
     case PT_UNICODE:
-        return textOf(value);
+        return mapi::readText(value);
     case PT_BINARY:
-        return toHexString(bytesOf(value));
+        return toHexString(mapi::readBinary(value));
     default:
         return {};
     }
@@ -84,7 +74,7 @@ constexpr std::wstring_view exchangeAddressType = L"EX"; // exactly: settled beh
     ULONG objectType = 0;
     const HRESULT opened =
         mapi::Session::s_session->OpenEntry(mapi::entryIdSize(entryId), mapi::entryIdBytes(entryId), &IID_IMAPIProp,
-                                            MAPI_BEST_ACCESS, &objectType, mapi::impl::unknownSlot(entry));
+                                            MAPI_BEST_ACCESS, &objectType, mapi::unknownSlot(entry));
     if (FAILED(opened) || !entry)
         return {};
 
@@ -158,11 +148,11 @@ std::wstring OutlookContact::resolveEmailAddress(IMAPIPropPtr message)
                                           [&](const SPropValue& value)
                                           {
                                               if (value.ulPropTag == entryIdTag)
-                                                  entryId = bytesOf(value);
+                                                  entryId = mapi::readBinary(value);
                                               else if (value.ulPropTag == typeTag)
-                                                  isExchange = textOf(value) == exchangeAddressType;
+                                                  isExchange = mapi::readText(value) == exchangeAddressType;
                                               else if (value.ulPropTag == addressTag)
-                                                  address = textOf(value);
+                                                  address = mapi::readText(value);
                                           });
     if (FAILED(result))
         return {};

@@ -37,7 +37,7 @@ HRESULT openEntryIn(Container container, const EntryId& entryId, const IID& iid,
     for (;;)
     {
         IMAPIFolderPtr parent;
-        if (impl::openEntry(store, parentEntryId(current), IID_IMAPIFolder, impl::unknownSlot(parent)) != S_OK)
+        if (impl::openEntry(store, parentEntryId(current), IID_IMAPIFolder, unknownSlot(parent)) != S_OK)
             return false;
         const EntryId parentId = entryId(parent);
         if (Session::isSameObject(parentId, entryId(current)))
@@ -60,7 +60,7 @@ HRESULT MessageStore::openEntry(const EntryId& entryId, IMAPIPropPtr& object) co
 {
     constexpr std::wstring_view function = L"mapi::MessageStore::openEntry";
     utilities::checkCondition(m_store, utilities::Condition{L"m_store"}, function);
-    return impl::openEntry(m_store, entryId, IID_IMAPIProp, impl::unknownSlot(object));
+    return impl::openEntry(m_store, entryId, IID_IMAPIProp, unknownSlot(object));
 }
 
 IMAPIFolderPtr MessageStore::openFolder(const EntryId& entryId) const
@@ -126,7 +126,7 @@ IMAPIFolderPtr openEntry(IMsgStorePtr container, const EntryId& entryId)
 {
     constexpr std::wstring_view function = L"mapi::openEntry";
     IMAPIFolderPtr folder;
-    utilities::checkHresult(function, impl::openEntry(container, entryId, IID_IMAPIFolder, impl::unknownSlot(folder)));
+    utilities::checkHresult(function, impl::openEntry(container, entryId, IID_IMAPIFolder, unknownSlot(folder)));
     return folder;
 }
 

@@ -51,12 +51,5 @@ namespace impl
 /// @param object  receives a reference, which the caller owns.
 HRESULT openEntry(IMsgStorePtr container, const EntryId& entryId, const IID& iid, IUnknown** object);
 HRESULT openEntry(IMAPIFolderPtr container, const EntryId& entryId, const IID& iid, IUnknown** object);
-
-/// The place for `openEntry` to put an object in. Releases what the pointer holds.
-template <class Pointer>
-[[nodiscard]] IUnknown** unknownSlot(Pointer& pointer)
-{
-    return reinterpret_cast<IUnknown**>(&pointer);
-}
 } // namespace impl
 } // namespace mapi

@@ -16,3 +16,13 @@ using IMAPIPropPtr = _com_ptr_t<_com_IIID<IMAPIProp, &IID_IMAPIProp>>;
 using IMAPITablePtr = _com_ptr_t<_com_IIID<IMAPITable, &IID_IMAPITable>>;
 using IMAPIAdviseSinkPtr = _com_ptr_t<_com_IIID<IMAPIAdviseSink, &IID_IMAPIAdviseSink>>;
 using IMAPIClientShutdownPtr = _com_ptr_t<_com_IIID<IMAPIClientShutdown, &IID_IMAPIClientShutdown>>;
+
+namespace mapi
+{
+/// The out argument of a call that opens an object as the interface of the pointer. Releases what the pointer holds.
+template <class Pointer>
+[[nodiscard]] IUnknown** unknownSlot(Pointer& pointer)
+{
+    return reinterpret_cast<IUnknown**>(&pointer);
+}
+} // namespace mapi

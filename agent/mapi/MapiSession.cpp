@@ -35,16 +35,6 @@ bool stepDone(HRESULT result, std::wstring_view failure,
     return result == S_OK;
 }
 
-[[nodiscard]] std::wstring text(const SPropValue& value)
-{
-    return impl::Reader<_SPropValue, wchar_t*>::read(&value);
-}
-
-[[nodiscard]] EntryId bytes(const SPropValue& value)
-{
-    return impl::Reader<_SPropValue, SBinary>::read(&value);
-}
-
 [[nodiscard]] MsgStoreInfo storeInfo(const Rowset::TableRow& row)
 {
     MsgStoreInfo info;
@@ -53,19 +43,19 @@ bool stepDone(HRESULT result, std::wstring_view failure,
         switch (value.ulPropTag) // the whole tag, so that an error in place of a value is passed over
         {
         case PR_ENTRYID:
-            info.entryId = bytes(value);
+            info.entryId = readBinary(value);
             break;
         case PR_DISPLAY_NAME_W:
-            info.displayName = text(value);
+            info.displayName = readText(value);
             break;
         case PR_PROVIDER_DISPLAY_W:
-            info.providerName = text(value);
+            info.providerName = readText(value);
             break;
         case PR_DEFAULT_STORE:
             info.isDefault = value.Value.b != 0;
             break;
         case PR_MDB_PROVIDER:
-            info.isPublic = isPublicProvider(bytes(value));
+            info.isPublic = isPublicProvider(readBinary(value));
             break;
         default:
             break;

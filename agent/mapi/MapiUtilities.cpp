@@ -41,10 +41,10 @@ struct FolderRow
             folder.type = value.Value.l;
             break;
         case PR_ENTRYID:
-            folder.entryId = impl::Reader<_SPropValue, SBinary>::read(&value);
+            folder.entryId = readBinary(value);
             break;
         case PR_DISPLAY_NAME_W:
-            folder.name = impl::Reader<_SPropValue, wchar_t*>::read(&value);
+            folder.name = readText(value);
             break;
         default:
             break;
@@ -177,7 +177,7 @@ std::vector<IMAPIFolderPtr> getSubfolders(IMAPIFolderPtr folder, SRestriction* r
         ULONG objectType = 0;
         const HRESULT result =
             folder->OpenEntry(entryIdSize(found.entryId), entryIdBytes(found.entryId), &IID_IMAPIFolder,
-                              MAPI_BEST_ACCESS, &objectType, reinterpret_cast<IUnknown**>(&subfolder));
+                              MAPI_BEST_ACCESS, &objectType, unknownSlot(subfolder));
         if (result == S_OK)
             subfolders.push_back(subfolder);
         else

@@ -89,6 +89,16 @@ LONG Reader<_SPropValue, LONG>::read(const SPropValue* value)
 }
 } // namespace impl
 
+EntryId readBinary(const SPropValue& value)
+{
+    return impl::Reader<_SPropValue, SBinary>::read(&value);
+}
+
+std::wstring readText(const SPropValue& value)
+{
+    return impl::Reader<_SPropValue, wchar_t*>::read(&value);
+}
+
 EntryId readBinary(IMAPIPropPtr object, ULONG tag)
 {
     return readProperty<SBinary>(object, tag);

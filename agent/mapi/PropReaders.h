@@ -1,4 +1,4 @@
-// PropReaders.h: typed reads of one property of an object.
+// PropReaders.h: typed reads of a value, and of one property of an object.
 #pragma once
 
 #include <string>
@@ -55,6 +55,10 @@ struct Reader<_SPropValue, LONG>
     [[nodiscard]] static LONG read(const SPropValue* value);
 };
 } // namespace impl
+
+/// The bytes or the text of a value. Throw for a value of another type.
+[[nodiscard]] EntryId readBinary(const SPropValue& value);
+[[nodiscard]] std::wstring readText(const SPropValue& value); // empty for a null string
 
 /// Read one property of the object (HrGetOneProp). Each throws when the property is missing or of another type.
 [[nodiscard]] EntryId readBinary(IMAPIPropPtr object, ULONG tag);

@@ -34,7 +34,7 @@ public:
     {
         T* const old = std::exchange(m_value, nullptr);
         if (old != nullptr)
-            MAPIFreeBuffer(old);
+            mapi::MAPIFreeBuffer(old);
         m_value = value;
     }
 
