@@ -35,17 +35,6 @@ TEST(FailureTest, JoinsFunctionAndText)
     EXPECT_EQ(formatMessage(L"f", L""), L"f: ");
 }
 
-TEST(FailureTest, FormatsAResultWithItsText)
-{
-    EXPECT_EQ(formatHresult(L"mapi::Session::openStore", 94, callFailed, L"MAPI call failed"),
-              L"mapi::Session::openStore, line 94: hr = 0x80004005(MAPI call failed)");
-}
-
-TEST(FailureTest, LeavesTheParenthesesOutWhenTheTextIsEmpty)
-{
-    EXPECT_EQ(formatHresult(L"f", 1, callFailed, L""), L"f, line 1: hr = 0x80004005");
-}
-
 TEST(FailureTest, WritesResultsInLowerCaseWithoutLeadingZeros)
 {
     const std::vector<std::pair<HRESULT, std::wstring>> cases = {
@@ -81,13 +70,6 @@ TEST(FailureTest, CheckedCallThrowsWithTheGivenTextAlone)
     EXPECT_EQ(message, L"f, line " + line + L": hr = 0x80004005(Logon to MAPI)");
 }
 
-TEST(FailureTest, CheckedCallLogsNothing)
-{
-    const support::ScopedLog log;
-    std::ignore = thrownBy([] { checkHresult(L"f", callFailed, L"text"); });
-    EXPECT_THAT(log.lines(), ElementsAre());
-}
-
 TEST(FailureTest, LoggedResultIsWrittenWhateverItIs)
 {
     const support::ScopedLog log;
@@ -98,15 +80,6 @@ TEST(FailureTest, LoggedResultIsWrittenWhateverItIs)
     EXPECT_THAT(log.lines(), ElementsAre("HRESULT logged: mapi::Session::shutdown, line " + first +
                                              ": hr = 0x80004005(Fast shutdown failed)",
                                          "HRESULT logged: f, line " + narrow(line) + ": hr = 0x0(text)"));
-}
-
-TEST(FailureTest, LoggedResultEndsBehindTheNumberWhenTheTextIsEmpty)
-{
-    const support::ScopedLog log;
-    std::wstring line;
-    line = here(), logHresult(L"mapi::Session::logoff", errorsReturned);
-    EXPECT_THAT(log.lines(),
-                ElementsAre("HRESULT logged: mapi::Session::logoff, line " + narrow(line) + ": hr = 0x40380"));
 }
 
 TEST(FailureTest, FunctionNameLineIsTheMessageText)

@@ -1,17 +1,12 @@
-#include <algorithm>
-#include <chrono>
 #include <filesystem>
 #include <tuple>
 #include <vector>
 
-#include "tests/support/Handle.h"
-#include "tests/support/Platform.h"
 #include "tests/utilities/LoggerFixture.h"
 #include "utilities/Logger.h"
 
 namespace
 {
-using support::countImport;
 using support::hookImport;
 using testing::ElementsAre;
 using testing::EndsWith;
@@ -23,14 +18,6 @@ protected:
     const std::string m_beginning = "(continue logging)\r\n";
 };
 
-TEST_F(LoggerRotationTest, KeepsTheFileBelowTheLimit)
-{
-    m_log.init(m_file);
-    fillTo(limit - 1, m_header.size());
-    EXPECT_FALSE(hasBackup());
-    EXPECT_EQ(bytes().size(), limit - 1);
-}
-
 TEST_F(LoggerRotationTest, MovesTheFileWhenARecordReachesTheLimitExactly)
 {
     m_log.init(m_file);
@@ -38,14 +25,6 @@ TEST_F(LoggerRotationTest, MovesTheFileWhenARecordReachesTheLimitExactly)
     ASSERT_TRUE(hasBackup());
     EXPECT_EQ(backupBytes().size(), limit + m_end.size());
     EXPECT_THAT(backupBytes(), EndsWith("x" + m_end)); // directly behind the record
-    EXPECT_EQ(bytes(), m_beginning);
-}
-
-TEST_F(LoggerRotationTest, KeepsARecordWholeWhenItPassesTheLimit)
-{
-    m_log.init(m_file);
-    m_log.write(std::wstring(2 * limit, L'y'));
-    EXPECT_EQ(backupBytes(), m_header + "\r\n" + m_stamp + std::string(2 * limit, 'y') + m_end);
     EXPECT_EQ(bytes(), m_beginning);
 }
 
@@ -58,32 +37,12 @@ TEST_F(LoggerRotationTest, GoesOnInTheNewFileWithoutAHeaderOrAnotherLineBreak)
     EXPECT_EQ(bytes(), m_beginning + m_stamp + "one\r\n" + m_stamp + "two");
 }
 
-TEST_F(LoggerRotationTest, StandsBehindALineBreakWhenTheRecordEndsInOne)
-{
-    m_log.init(m_file);
-    m_log.write(std::wstring(limit, L'x') + L'\n');
-    EXPECT_THAT(backupBytes(), EndsWith("x\r\n" + m_end));
-}
-
 TEST_F(LoggerRotationTest, ReplacesTheOldBackup)
 {
     support::writeBytes(m_backup, "backup of long ago");
     m_log.init(m_file);
     fillTo(limit, m_header.size());
     EXPECT_EQ(backupBytes().size(), limit + m_end.size());
-}
-
-TEST_F(LoggerRotationTest, RotatesAgainAtTheLimitOfTheNewFile)
-{
-    m_log.init(m_file);
-    fillTo(limit, m_header.size());
-    m_log.write(L"one");
-    fillTo(limit - 1, m_beginning.size() + m_stamp.size() + 3);
-    EXPECT_THAT(bytes(), testing::StartsWith(m_beginning));
-    m_log.write(L"two");
-    EXPECT_THAT(backupBytes(), testing::StartsWith(m_beginning + m_stamp + "one\r\n"));
-    EXPECT_THAT(backupBytes(), EndsWith("two" + m_end));
-    EXPECT_EQ(bytes(), m_beginning);
 }
 
 TEST_F(LoggerRotationTest, CountsWhatTheFileHeldBefore)
@@ -161,26 +120,6 @@ TEST_F(LoggerRotationTest, GoesOnInTheSameFileWhenTheBackupIsAFolder)
               m_end + m_beginning + m_stamp + "one" + m_end + m_beginning + m_stamp + "two" + m_end + m_beginning);
 }
 
-TEST_F(LoggerRotationTest, GoesOnInTheSameFileWhileTheMoveFails)
-{
-    m_log.init(m_file);
-    {
-        const auto hook = hookImport<"MoveFileExW">(MoveFileExW,
-                                                    [](auto, LPCWSTR, LPCWSTR, DWORD)
-                                                    {
-                                                        SetLastError(ERROR_SHARING_VIOLATION);
-                                                        return FALSE;
-                                                    });
-        fillTo(limit, m_header.size());
-        m_log.write(L"one");
-        EXPECT_EQ(hook.count(), 2u);
-        EXPECT_EQ(bytes().substr(limit), m_end + m_beginning + m_stamp + "one" + m_end + m_beginning);
-    }
-    m_log.write(L"two");
-    EXPECT_THAT(backupBytes(), EndsWith(m_beginning + m_stamp + "two" + m_end));
-    EXPECT_EQ(bytes(), m_beginning);
-}
-
 TEST_F(LoggerRotationTest, DropsRecordsAndTriesNoMoreWhenTheFileCannotBeReopened)
 {
     m_log.init(m_file);
@@ -205,36 +144,11 @@ TEST_F(LoggerRotationTest, DropsRecordsAndTriesNoMoreWhenTheFileCannotBeReopened
 
 // ---- The count of bytes --------------------------------------------------------------------------------------------
 
-TEST_F(LoggerRotationTest, CountsBytesAndNotCharacters)
-{
-    m_log.init(m_file);
-    m_log.write(std::wstring(limit / 3 + 1, L'\u20ac')); // three bytes each
-    EXPECT_TRUE(hasBackup());
-}
-
 TEST_F(LoggerRotationTest, CountsTheLineEndsThatItWrites)
 {
     m_log.init(m_file);
     m_log.write(std::wstring(limit / 2, L'\n'));
     EXPECT_TRUE(hasBackup());
-}
-
-TEST_F(LoggerRotationTest, DoesNotCountWhatWasNotWritten)
-{
-    m_log.init(m_file);
-    {
-        const auto hook = hookImport<"WriteFile">(WriteFile,
-                                                  [](auto, HANDLE, LPCVOID, DWORD, LPDWORD written, LPOVERLAPPED)
-                                                  {
-                                                      *written = 0;
-                                                      return FALSE;
-                                                  });
-        for (int i = 0; i < 3; ++i)
-            m_log.write(std::wstring(limit, L'x'));
-    }
-    m_log.write(L"one");
-    EXPECT_FALSE(hasBackup());
-    EXPECT_EQ(bytes(), m_header + "\r\n" + m_stamp + "one");
 }
 
 TEST_F(LoggerRotationTest, CountsWhatTheCallSaysEvenWhenItFails)
@@ -266,36 +180,5 @@ TEST_F(LoggerRotationTest, CountsFromOneBelowZeroWhenTheSizeCannotBeRead)
     EXPECT_FALSE(hasBackup());
     m_log.write(L"\n");
     EXPECT_TRUE(hasBackup());
-}
-
-// ---- Long records --------------------------------------------------------------------------------------------------
-
-/// The shortest of some runs: the time that writing a record of so many line feeds takes, without the file.
-std::chrono::nanoseconds timeOf(utilities::Logger& log, std::size_t lineFeeds)
-{
-    const auto hook = hookImport<"WriteFile">(WriteFile,
-                                              [](auto, HANDLE, LPCVOID, DWORD, LPDWORD written, LPOVERLAPPED)
-                                              {
-                                                  *written = 0;
-                                                  return TRUE;
-                                              });
-    const std::wstring text(lineFeeds, L'\n');
-    auto shortest = std::chrono::nanoseconds::max();
-    for (int i = 0; i < 3; ++i)
-    {
-        const auto start = std::chrono::steady_clock::now();
-        log.write(text);
-        shortest = std::min<std::chrono::nanoseconds>(shortest, std::chrono::steady_clock::now() - start);
-    }
-    return shortest;
-}
-
-// Replacing line feeds one by one in place would take hours here, and the square of the length.
-TEST_F(LoggerRotationTest, TakesTimeInProportionToTheLengthOfARecord)
-{
-    m_log.init(m_file);
-    const auto once = timeOf(m_log, 4 << 20);
-    const auto fourfold = timeOf(m_log, 16 << 20);
-    EXPECT_LT(fourfold / 4, once * 3);
 }
 } // namespace

@@ -1,14 +1,10 @@
 #include "utilities/Logger.h"
 
-#include <array>
 #include <cstdlib>
 #include <filesystem>
-#include <thread>
 #include <tuple>
 #include <vector>
 
-#include "tests/support/Handle.h"
-#include "tests/support/Platform.h"
 #include "tests/utilities/LoggerFixture.h"
 
 namespace
@@ -16,8 +12,6 @@ namespace
 using support::countImport;
 using support::hookImport;
 using testing::ElementsAre;
-using testing::EndsWith;
-using testing::StartsWith;
 using utilities::Logger;
 
 class LoggerTest : public LoggerFixture
@@ -26,32 +20,11 @@ class LoggerTest : public LoggerFixture
 
 // ---- Records -------------------------------------------------------------------------------------------------------
 
-TEST_F(LoggerTest, BeginsANewFileWithTheHeader)
-{
-    m_log.init(m_file);
-    EXPECT_EQ(bytes(), "05.03.2024 14:07:09.042  Logging started   --------------------------------");
-}
-
-TEST_F(LoggerTest, BreaksTheLineBeforeEachRecord)
-{
-    m_log.init(m_file);
-    m_log.write(L"one");
-    m_log.write(L"two");
-    EXPECT_EQ(bytes(), m_header + "\r\n" + m_stamp + "one\r\n" + m_stamp + "two");
-}
-
 TEST_F(LoggerTest, EndsWithTheFooter)
 {
     m_log.init(m_file);
     m_log.finish();
     EXPECT_EQ(bytes(), m_header + "\r\n05.03.2024 14:07:09.042  Logging finished  --------------------------------");
-}
-
-TEST_F(LoggerTest, WritesNothingForAnEmptyText)
-{
-    m_log.init(m_file);
-    m_log.write(L"");
-    EXPECT_EQ(bytes(), m_header);
 }
 
 TEST_F(LoggerTest, KeepsWhatItOwesWhenATextIsEmpty)
@@ -63,14 +36,6 @@ TEST_F(LoggerTest, KeepsWhatItOwesWhenATextIsEmpty)
     m_log.write(L"");
     m_log.write(L"three");
     EXPECT_EQ(bytes(), m_header + "\r\n" + m_stamp + "one\r\n" + m_stamp + "two\r\n" + m_stamp + "three");
-}
-
-TEST_F(LoggerTest, AddsNoLineBreakBehindATextThatEndsInOne)
-{
-    m_log.init(m_file);
-    m_log.write(L"one\n");
-    m_log.write(L"two");
-    EXPECT_EQ(bytes(), m_header + "\r\n" + m_stamp + "one\r\n" + m_stamp + "two");
 }
 
 TEST_F(LoggerTest, WritesALineFeedAsCarriageReturnAndLineFeed)
@@ -105,45 +70,7 @@ TEST_F(LoggerTest, WritesEachRecordByOneCall)
     EXPECT_EQ(writes.count(), 2u);
 }
 
-TEST_F(LoggerTest, KeepsTheTextOfEachRecordTogetherWhenTwoThreadsWrite)
-{
-    constexpr unsigned records = 200;
-    m_log.init(m_file);
-    const auto write = [this](wchar_t mark)
-    {
-        for (unsigned i = 0; i < records; ++i)
-            m_log.write(L'<' + std::wstring(50, mark) + std::to_wstring(i) + L'>');
-    };
-    {
-        std::jthread other(write, L'b');
-        write(L'a');
-    }
-    const std::string text = bytes();
-    for (const char mark : {'a', 'b'})
-    {
-        for (unsigned i = 0; i < records; ++i)
-        {
-            const std::string record = m_stamp + '<' + std::string(50, mark) + std::to_string(i) + '>';
-            EXPECT_NE(text.find(record), std::string::npos) << record;
-        }
-    }
-}
-
 // ---- Opening and closing -------------------------------------------------------------------------------------------
-
-TEST_F(LoggerTest, SetsARunApartFromOlderContentByAnEmptyLine)
-{
-    support::writeBytes(m_file, "old");
-    m_log.init(m_file);
-    EXPECT_EQ(bytes(), "old\r\n\r\n" + m_header);
-}
-
-TEST_F(LoggerTest, AddsNoEmptyLineToAnEmptyFile)
-{
-    support::writeBytes(m_file, "");
-    m_log.init(m_file);
-    EXPECT_EQ(bytes(), m_header);
-}
 
 TEST_F(LoggerTest, AppendsANewRunToTheOneBefore)
 {
@@ -203,17 +130,6 @@ TEST_F(LoggerTest, TouchesNoFileWhenFinishedBeforeItWasOpened)
     EXPECT_EQ(written.count(), 0u);
 }
 
-TEST_F(LoggerTest, NeverRotatesWithoutAPath)
-{
-    m_log.init(L"");
-    const auto moved = countImport<"MoveFileExW">(MoveFileExW);
-    const auto opened = countImport<"CreateFileW">(CreateFileW);
-    for (int i = 0; i < 3; ++i)
-        m_log.write(std::wstring(limit, L'x'));
-    EXPECT_EQ(moved.count(), 0u);
-    EXPECT_EQ(opened.count(), 0u);
-}
-
 TEST_F(LoggerTest, RunsWithoutALogWhenTheFolderDoesNotExist)
 {
     const std::wstring missing = m_folder.file(L"missing\\agent.log");
@@ -226,33 +142,6 @@ TEST_F(LoggerTest, RunsWithoutALogWhenTheFolderDoesNotExist)
 
     m_log.init(m_file);
     EXPECT_EQ(bytes(), m_header);
-}
-
-TEST_F(LoggerTest, RunsWithoutALogWhenThePathIsAFolder)
-{
-    m_log.init(m_folder.path().wstring());
-    m_log.write(L"record");
-    m_log.finish();
-    EXPECT_TRUE(std::filesystem::is_empty(m_folder.path()));
-}
-
-TEST_F(LoggerTest, OwesNoLineBreakAfterAFailedOpening)
-{
-    m_log.init(m_folder.file(L"missing\\agent.log"));
-    m_log.write(L"dropped");
-    m_log.init(m_file);
-    EXPECT_THAT(bytes(), StartsWith(m_stamp));
-}
-
-TEST_F(LoggerTest, LeavesTheFileToReadersOnly)
-{
-    m_log.init(m_file);
-    const DWORD shareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-    EXPECT_NO_THROW(static_cast<void>(support::checkedFile(
-        CreateFileW(m_file.c_str(), GENERIC_READ, shareAll, nullptr, OPEN_EXISTING, 0, nullptr), "CreateFileW")));
-    EXPECT_EQ(CreateFileW(m_file.c_str(), GENERIC_WRITE, shareAll, nullptr, OPEN_EXISTING, 0, nullptr),
-              INVALID_HANDLE_VALUE);
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_SHARING_VIOLATION});
 }
 
 TEST_F(LoggerTest, OpensTheFileForAppendingAndWritingThrough)
@@ -304,20 +193,6 @@ TEST_F(LoggerTest, AddsNoEmptyLineWhenTheOpenFileIsAFolder)
                                            });
     m_log.init(m_file);
     EXPECT_EQ(bytes(), "old" + m_header);
-}
-
-TEST_F(LoggerTest, AsksForTheSizeOfThePath)
-{
-    std::vector<std::tuple<std::wstring, GET_FILEEX_INFO_LEVELS>> calls;
-    const auto hook =
-        hookImport<"GetFileAttributesExW">(GetFileAttributesExW,
-                                           [&](auto original, LPCWSTR name, GET_FILEEX_INFO_LEVELS level, LPVOID data)
-                                           {
-                                               calls.emplace_back(name, level);
-                                               return original(name, level, data);
-                                           });
-    m_log.init(m_file);
-    EXPECT_THAT(calls, ElementsAre(std::tuple(m_file, GetFileExInfoStandard)));
 }
 
 // ---- Writes that fail ----------------------------------------------------------------------------------------------

@@ -31,22 +31,9 @@ TEST(Utf8TextTest, EncodesEachLengthOfCharacter)
     EXPECT_EQ(Utf8Text(L"\xD83D\xDE00").bytes(), "\xF0\x9F\x98\x80");
 }
 
-TEST(Utf8TextTest, EndsInAZeroThatDoesNotCount)
-{
-    Utf8Text text(L"abc");
-    EXPECT_STREQ(text.data(), "abc");
-    EXPECT_EQ(text.bytes().size(), 3u);
-    EXPECT_EQ(text.data()[3], '\0');
-}
-
 TEST(Utf8TextTest, KeepsAnInnerZero)
 {
     EXPECT_EQ(Utf8Text(std::wstring(L"a\0b", 3)).bytes(), std::string_view("a\0b", 3));
-}
-
-TEST(Utf8TextTest, WritesNoByteOrderMark)
-{
-    EXPECT_EQ(Utf8Text(L"\u00e4").bytes().size(), 2u);
 }
 
 TEST(Utf8TextTest, TakesWhatThePlatformGivesForAHalfPair)

@@ -57,17 +57,4 @@ TEST(WindowClassTest, UnregistersItsAtomWithoutAnInstanceWhenDestroyed)
     EXPECT_THAT(calls, ElementsAre(std::pair<LPCWSTR, HINSTANCE>(MAKEINTATOM(atom), nullptr)));
 }
 
-TEST(WindowClassTest, LetsTheNameBeRegisteredAgainWhenDestroyed)
-{
-    const std::wstring name = support::uniqueName(L"LinkwellWindowClassTest");
-    {
-        WindowClass windowClass(name);
-        windowClass.atom = registerClass(name);
-        ASSERT_NE(windowClass.atom, 0);
-        EXPECT_EQ(registerClass(name), 0);
-    }
-    WindowClass windowClass(name);
-    windowClass.atom = registerClass(name);
-    EXPECT_NE(windowClass.atom, 0);
-}
 } // namespace
