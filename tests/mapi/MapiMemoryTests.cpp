@@ -5,17 +5,14 @@
 #include <regex>
 #include <string>
 
-#include <gmock/gmock.h>
-
 #include "agent/mapi/MapiRuntime.h"
-#include "tests/support/MapiTest.h"
+#include "tests/mapi/MapiTest.h"
 #include "tests/support/Platform.h"
 #include "tests/support/ProgramRun.h"
 #include "utilities/Logger.h"
 
 namespace
 {
-using Call = support::TestRuntime::Call;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -24,70 +21,53 @@ concept TakesAParent = requires(void* parent) { mapi::allocate<T>(1, parent); };
 static_assert(TakesAParent<wchar_t> && TakesAParent<BYTE> && TakesAParent<SPropValue> && TakesAParent<SRestriction>);
 static_assert(!TakesAParent<SPropTagArray>);
 
-class MapiMemoryTest : public support::MapiTest
+class MapiMemoryTest : public tests::MapiTest
 {
-protected:
-    bool isZero(const void* block) const
-    {
-        const auto bytes = static_cast<const unsigned char*>(block);
-        return std::all_of(bytes, bytes + m_runtime.blockSize(block), [](unsigned char byte) { return byte == 0; });
-    }
-    static void freeBlocks(std::initializer_list<void*> blocks)
-    {
-        for (void* const block : blocks)
-            mapi::MAPIFreeBuffer(block);
-    }
 };
 
-TEST_F(MapiMemoryTest, AllocateTakesWholeElementsFromMapiAllocateBuffer)
+TEST_F(MapiMemoryTest, AllocateGivesWholeElementsOfZeros)
 {
-    void* const characters = mapi::allocate<wchar_t>(5, nullptr);
-    void* const bytes = mapi::allocate<BYTE>(7, nullptr);
-    void* const value = mapi::allocate<SPropValue>(1, nullptr);
-    void* const nodes = mapi::allocate<SRestriction>(3, nullptr);
-    void* const tags = mapi::allocate<SPropTagArray>(4); // the whole structure four times, not a count and four tags
-    EXPECT_THAT(m_runtime.calls(),
-                ElementsAre("MAPIAllocateBuffer 10 -> #1", "MAPIAllocateBuffer 7 -> #2", "MAPIAllocateBuffer 24 -> #3",
-                            "MAPIAllocateBuffer 96 -> #4", "MAPIAllocateBuffer 32 -> #5"));
-    for (void* const block : {characters, bytes, value, nodes, tags})
-        EXPECT_TRUE(isZero(block)) << m_runtime.blockNumber(block);
-    freeBlocks({characters, bytes, value, nodes, tags});
-}
-
-TEST_F(MapiMemoryTest, AllocateChainsToAParentByMapiAllocateMore)
-{
-    void* const parent = mapi::allocate<BYTE>(1, nullptr);
-    void* const characters = mapi::allocate<wchar_t>(5, parent);
-    void* const bytes = mapi::allocate<BYTE>(7, parent);
-    void* const value = mapi::allocate<SPropValue>(1, parent);
-    void* const nodes = mapi::allocate<SRestriction>(3, parent);
-    EXPECT_THAT(m_runtime.calls(), ElementsAre("MAPIAllocateBuffer 1 -> #1", "MAPIAllocateMore 10, #1 -> #2",
-                                               "MAPIAllocateMore 7, #1 -> #3", "MAPIAllocateMore 24, #1 -> #4",
-                                               "MAPIAllocateMore 96, #1 -> #5"));
-    for (void* const block : {characters, bytes, value, nodes})
-        EXPECT_TRUE(isZero(block)) << m_runtime.blockNumber(block);
-    freeBlocks({parent});
-    EXPECT_THAT(m_runtime.liveBlocks(), IsEmpty());
+    startJournal();
+    const auto parent = mapi::allocate<SPropTagArray>(4); // the whole structure four times, not a count and four tags
+    for (void* const owner : {static_cast<void*>(nullptr), static_cast<void*>(parent)})
+    {
+        const std::pair<void*, std::size_t> blocks[] = {{mapi::allocate<wchar_t>(5, owner), 10},
+                                                        {mapi::allocate<BYTE>(7, owner), 7},
+                                                        {mapi::allocate<SPropValue>(1, owner), 24},
+                                                        {mapi::allocate<SRestriction>(3, owner), 96}};
+        for (const auto& [block, size] : blocks)
+        {
+            const auto bytes = static_cast<const unsigned char*>(block);
+            EXPECT_TRUE(std::all_of(bytes, bytes + size, [](unsigned char byte) { return byte == 0; })) << size;
+            if (owner == nullptr)
+                mapi::MAPIFreeBuffer(block);
+        }
+    }
+    const std::string own = "MAPIAllocateBuffer ";
+    const std::string chained = "MAPIAllocateMore ";
+    EXPECT_THAT(takeCalls(), ElementsAre(own + "0x20", own + "0xA", own + "0x7", own + "0x18", own + "0x60",
+                                         chained + "0xA", chained + "0x7", chained + "0x18", chained + "0x60"));
+    mapi::MAPIFreeBuffer(parent);
 }
 
 TEST_F(MapiMemoryTest, AllocateGivesNullAndCallsNothingWhenTheCountIsZero)
 {
+    startJournal();
     BYTE parent = 0;
     EXPECT_EQ(mapi::allocate<wchar_t>(0, nullptr), nullptr);
     EXPECT_EQ(mapi::allocate<BYTE>(0, &parent), nullptr);
-    EXPECT_EQ(mapi::allocate<SPropValue>(0, nullptr), nullptr);
-    EXPECT_EQ(mapi::allocate<SRestriction>(0, &parent), nullptr);
     EXPECT_EQ(mapi::allocate<SPropTagArray>(0), nullptr);
-    EXPECT_THAT(m_runtime.calls(), IsEmpty());
+    EXPECT_THAT(takeCalls(), IsEmpty());
 }
 
 TEST_F(MapiMemoryTest, AllocateThrowsWhenTheBytesDoNotFitIn32Bits)
 {
+    startJournal();
     EXPECT_EQ(thrown([] { (void)mapi::allocate<SRestriction>(0x08000000, nullptr); }),
               L"narrow_cast failed converting 4294967296 to unsigned long");
     EXPECT_EQ(thrown([] { (void)mapi::allocate<wchar_t>(0xFFFFFFFF, nullptr); }),
               L"narrow_cast failed converting 8589934590 to unsigned long");
-    EXPECT_THAT(m_runtime.calls(), IsEmpty());
+    EXPECT_THAT(takeCalls(), IsEmpty());
     EXPECT_THAT(log(), IsEmpty());
 }
 
@@ -97,7 +77,7 @@ constexpr wchar_t logVariable[] = L"LINKWELL_TEST_CHILD_LOG";
 constexpr DWORD terminated = 77;
 
 /// In the child: logs to the file that the parent named, and makes a call of std::terminate known by the exit code.
-class MapiMemoryChildTest : public testing::Test
+class MapiMemoryChildTest : public tests::MapiTest
 {
 protected:
     void SetUp() override
@@ -108,32 +88,30 @@ protected:
         utilities::Logger::instance().init(file);
         std::set_terminate([] { ExitProcess(terminated); });
     }
-
-    support::TestRuntime m_runtime;
 };
 
 TEST_F(MapiMemoryChildTest, DISABLED_FirstBlock)
 {
-    m_runtime.plan(Call::AllocateBuffer, MAPI_E_NOT_ENOUGH_MEMORY);
+    plan("MAPIAllocateBuffer", MAPI_E_NOT_ENOUGH_MEMORY);
     (void)mapi::allocate<wchar_t>(5, nullptr);
 }
 
 TEST_F(MapiMemoryChildTest, DISABLED_ChainedBlock)
 {
-    m_runtime.plan(Call::AllocateMore, MAPI_E_NOT_ENOUGH_MEMORY);
+    plan("MAPIAllocateMore", MAPI_E_NOT_ENOUGH_MEMORY);
     void* const parent = mapi::allocate<BYTE>(1, nullptr);
     (void)mapi::allocate<SRestriction>(12, parent);
 }
 
 TEST_F(MapiMemoryChildTest, DISABLED_Warning)
 {
-    m_runtime.plan(Call::AllocateBuffer, MAPI_W_ERRORS_RETURNED);
+    plan("MAPIAllocateBuffer", MAPI_W_ERRORS_RETURNED);
     (void)mapi::allocate<SPropTagArray>(3);
 }
 
 TEST_F(MapiMemoryChildTest, DISABLED_NoEntryPoint)
 {
-    m_runtime.hide();
+    hideRuntime();
     (void)mapi::allocate<SPropValue>(1, nullptr);
 }
 
@@ -144,11 +122,8 @@ std::vector<std::string> logOfChild(const std::wstring& test)
     const std::wstring file = folder.file(L"child.log");
     EXPECT_EQ(support::runInChild(L"MapiMemoryChildTest.DISABLED_" + test, logVariable, file), terminated);
     auto lines = support::withoutLineNumbers(support::readLogLines(file));
-    EXPECT_THAT(lines, testing::Not(IsEmpty()));
-    if (!lines.empty())
-        lines.erase(lines.begin()); // the header
-    if (!lines.empty() && lines.back() == support::logFooter)
-        lines.pop_back();
+    std::erase_if(lines, [](const std::string& line)
+                  { return line.empty() || line == support::logHeader || line == support::logFooter; });
     return lines;
 }
 
@@ -159,12 +134,14 @@ std::string report(const std::string& result, int count)
            "(MAPI cannot allocate buffer for cb = " + std::to_string(count) + "parent = 0000000000000000)";
 }
 
-TEST_F(MapiMemoryTest, AllocateLogsAndTerminatesWhenMapiHasNoMemory)
+TEST(MapiMemoryEndTest, AllocateLogsAndTerminatesWhenMapiGivesAnythingButSuccess)
 {
     EXPECT_THAT(logOfChild(L"FirstBlock"), ElementsAre(report("8007000e", 5)));
+    EXPECT_THAT(logOfChild(L"Warning"), ElementsAre(report("40380", 3)));
+    EXPECT_THAT(logOfChild(L"NoEntryPoint"), ElementsAre(report("80004005", 1)));
 }
 
-TEST_F(MapiMemoryTest, AllocateLogsTheParentWhenAChainedBlockFails)
+TEST(MapiMemoryEndTest, AllocateLogsTheParentWhenAChainedBlockFails)
 {
     const auto lines = logOfChild(L"ChainedBlock");
     ASSERT_EQ(lines.size(), 1u);
@@ -172,15 +149,5 @@ TEST_F(MapiMemoryTest, AllocateLogsTheParentWhenAChainedBlockFails)
                               "cb = 12parent = [0-9A-F]{16}\\)");
     EXPECT_TRUE(std::regex_match(lines[0], expected)) << lines[0];
     EXPECT_THAT(lines[0], testing::Not(testing::HasSubstr("parent = 0000000000000000")));
-}
-
-TEST_F(MapiMemoryTest, AllocateTerminatesForAWarningToo)
-{
-    EXPECT_THAT(logOfChild(L"Warning"), ElementsAre(report("40380", 3)));
-}
-
-TEST_F(MapiMemoryTest, AllocateTerminatesWhenTheEntryPointIsMissing)
-{
-    EXPECT_THAT(logOfChild(L"NoEntryPoint"), ElementsAre(report("80004005", 1)));
 }
 } // namespace

@@ -1,247 +1,179 @@
-// The opening of stores' objects. MessageStore::testHierarchy is in MapiMessageStoreHierarchyTests.cpp.
+// The opening of a store and its objects. MessageStore::testHierarchy is in MapiMessageStoreHierarchyTests.cpp.
 #include "agent/mapi/MapiMessageStore.h"
 
-#include <gmock/gmock.h>
-
+#include "agent/mapi/MapiUtilities.h"
 #include "mapiabi/MapiTags.h"
-#include "tests/support/MapiTest.h"
-#include "tests/support/MapiValues.h"
+#include "tests/mapi/MapiMocks.h"
+#include "tests/mapi/MapiTest.h"
 
 namespace
 {
-using namespace support;
+using namespace tests;
 using mapi::MessageStore;
+using mapi::Session;
 using testing::_;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::NotNull;
 using testing::Return;
 
-constexpr HRESULT warning = MAPI_W_ERRORS_RETURNED;
 const EntryId someId = {1, 2, 3};
 const std::string noContainer =
     "HRESULT logged: mapi::impl::openEntry, line N: hr = 0x80070057(container is not specified)";
 const std::string emptyId = "HRESULT logged: mapi::impl::openEntry, line N: hr = 0x80070057(an empty entryId passed)";
-
-std::wstring noStore(const std::wstring& function)
-{
-    return L"condition \"m_store\" failed (mapi::MessageStore::" + function + L" in MapiMessageStore.cpp, line N)";
-}
+const std::wstring missing = L"mapi::PropValue::read, line N: hr = 0x8004010f(MAPI call failed)";
 
 class MessageStoreTest : public MapiTest
 {
-protected:
-    ~MessageStoreTest() override
-    {
-        EXPECT_EQ(m_mock->references(), 1);
-        EXPECT_EQ(m_folder->references(), 1);
-        EXPECT_EQ(m_object->references(), 1);
-    }
-
-    MessageStore store() const { return MessageStore(m_mock.pointer()); }
-
-    /// Expects one open of `someId` for an interface, and gives the object.
-    template <class Container, class Mock>
-    static void expectOpen(const Mocked<Container>& container, const IID& iid, const Mocked<Mock>& object,
-                           HRESULT result = S_OK)
-    {
-        EXPECT_CALL(*container, OpenEntry(3, NotNull(), _, 0, NotNull(), NotNull()))
-            .WillOnce(
-                [&container, &iid, result, give = givesObject<5>(object)](ULONG size, ENTRYID* bytes, const IID* asked,
-                                                                          ULONG flags, ULONG* type, IUnknown** slot)
-                {
-                    EXPECT_EQ(mapi::makeEntryId(size, bytes), someId);
-                    EXPECT_TRUE(IsEqualIID(*asked, iid));
-                    EXPECT_GE(container->references(), 2); // held for the time of the call
-                    give(size, bytes, asked, flags, type, slot);
-                    return result;
-                });
-    }
-
-    const Mocked<MockMsgStore> m_mock;
-    const Mocked<MockFolder> m_folder;
-    const Mocked<MockProp> m_object;
 };
 
-// ---- impl::openEntry -------------------------------------------------------------------------------------------------
+// ---- The opening of objects ----------------------------------------------------------------------------------------
 
-using OpenEntryTest = MessageStoreTest;
-
-TEST_F(OpenEntryTest, OpensInAStore)
+TEST_F(MessageStoreTest, OpensAFolderAlsoWithAWarningOrThrowsAndReleasesIt)
 {
-    expectOpen(m_mock, IID_IMAPIProp, m_object);
-    IMAPIPropPtr object;
-    EXPECT_EQ(mapi::impl::openEntry(m_mock.pointer(), someId, IID_IMAPIProp, mapi::impl::unknownSlot(object)), S_OK);
-    EXPECT_EQ(object.GetInterfacePtr(), m_object.get());
-    EXPECT_EQ(m_object->references(), 2);
-    EXPECT_THAT(log(), IsEmpty());
-}
-
-TEST_F(OpenEntryTest, OpensInAFolder)
-{
-    expectOpen(m_folder, IID_IMAPIProp, m_object);
-    IMAPIPropPtr object;
-    EXPECT_EQ(mapi::impl::openEntry(m_folder.pointer(), someId, IID_IMAPIProp, mapi::impl::unknownSlot(object)), S_OK);
-    EXPECT_EQ(object.GetInterfacePtr(), m_object.get());
-    EXPECT_THAT(log(), IsEmpty());
-}
-
-TEST_F(OpenEntryTest, GivesTheResultOfThePlatformWithoutAWord)
-{
-    for (const HRESULT result : {MAPI_E_NOT_FOUND, warning})
-    {
-        EXPECT_CALL(*m_mock, OpenEntry(_, _, _, _, _, _)).WillOnce(Return(result));
-        EXPECT_CALL(*m_folder, OpenEntry(_, _, _, _, _, _)).WillOnce(Return(result));
-        IUnknown* object = nullptr;
-        EXPECT_EQ(mapi::impl::openEntry(m_mock.pointer(), someId, IID_IMAPIFolder, &object), result);
-        EXPECT_EQ(mapi::impl::openEntry(m_folder.pointer(), someId, IID_IMAPIFolder, &object), result);
-    }
-    EXPECT_THAT(log(), IsEmpty());
-}
-
-TEST_F(OpenEntryTest, LogsAndRefusesANullContainer)
-{
-    IUnknown* object = nullptr;
-    EXPECT_EQ(mapi::impl::openEntry(IMsgStorePtr(), someId, IID_IMAPIProp, &object), MAPI_E_INVALID_PARAMETER);
-    EXPECT_EQ(mapi::impl::openEntry(IMAPIFolderPtr(), {}, IID_IMAPIProp, &object), MAPI_E_INVALID_PARAMETER);
-    EXPECT_THAT(log(), ElementsAre(noContainer, noContainer)); // the container is tested first
-}
-
-TEST_F(OpenEntryTest, LogsAndRefusesAnEmptyIdentifierWithoutACall)
-{
-    IUnknown* object = nullptr;
-    EXPECT_EQ(mapi::impl::openEntry(m_mock.pointer(), {}, IID_IMAPIProp, &object), MAPI_E_INVALID_PARAMETER);
-    EXPECT_EQ(mapi::impl::openEntry(m_folder.pointer(), {}, IID_IMAPIProp, &object), MAPI_E_INVALID_PARAMETER);
-    EXPECT_THAT(log(), ElementsAre(emptyId, emptyId));
-}
-
-// ---- mapi::openEntry -------------------------------------------------------------------------------------------------
-
-TEST_F(OpenEntryTest, OpensAFolderOrThrows)
-{
-    expectOpen(m_mock, IID_IMAPIFolder, m_folder);
-    EXPECT_EQ(mapi::openEntry(m_mock.pointer(), someId).GetInterfacePtr(), m_folder.get());
-    expectOpen(m_mock, IID_IMAPIFolder, m_folder, warning);
-    EXPECT_EQ(mapi::openEntry(m_mock.pointer(), someId).GetInterfacePtr(), m_folder.get());
-
-    expectOpen(m_mock, IID_IMAPIFolder, m_folder, MAPI_E_NO_ACCESS); // and gives a folder, which is released
-    EXPECT_EQ(thrown([this] { (void)mapi::openEntry(m_mock.pointer(), someId); }),
+    const Mocked<MockMsgStore> mock;
+    const Mocked<MockFolder> folder;
+    EXPECT_CALL(*mock, OpenEntry(3, mapi::entryIdBytes(someId), _, 0, _, _))
+        .WillOnce(givesObject<5>(folder))
+        .WillOnce(givesObject<5>(folder, MAPI_W_ERRORS_RETURNED))
+        .WillOnce(givesObject<5>(folder, MAPI_E_NO_ACCESS));
+    const MessageStore store(mock.pointer());
+    EXPECT_EQ(store.openFolder(someId).GetInterfacePtr(), folder.get());
+    EXPECT_EQ(mapi::openEntry(mock.pointer(), someId).GetInterfacePtr(), folder.get());
+    EXPECT_EQ(thrown([&] { std::ignore = store.openFolder(someId); }),
               L"mapi::openEntry, line N: hr = 0x80070005(MAPI call failed)");
     EXPECT_THAT(log(), IsEmpty());
 }
 
-TEST_F(OpenEntryTest, ThrowsForAFolderWhenAnArgumentIsMissing)
+TEST_F(MessageStoreTest, LogsAndRefusesAnOpenWithoutAContainerOrAnIdentifier)
 {
-    const std::wstring expected = L"mapi::openEntry, line N: hr = 0x80070057(MAPI call failed)";
-    EXPECT_EQ(thrown([] { (void)mapi::openEntry({}, someId); }), expected);
-    EXPECT_EQ(thrown([this] { (void)mapi::openEntry(m_mock.pointer(), {}); }), expected);
-    EXPECT_THAT(log(), ElementsAre(noContainer, emptyId));
+    const Mocked<MockMsgStore> store;
+    const Mocked<MockFolder> folder;
+    EXPECT_CALL(*store, OpenEntry(_, _, _, _, _, _)).Times(0);
+    EXPECT_CALL(*folder, OpenEntry(_, _, _, _, _, _)).Times(0);
+    IMAPIPropPtr object;
+    IUnknown** const slot = mapi::unknownSlot(object);
+    EXPECT_EQ(mapi::impl::openEntry(IMsgStorePtr(), someId, IID_IMAPIProp, slot), MAPI_E_INVALID_PARAMETER);
+    EXPECT_EQ(mapi::impl::openEntry(IMAPIFolderPtr(), {}, IID_IMAPIProp, slot), MAPI_E_INVALID_PARAMETER);
+    EXPECT_EQ(mapi::impl::openEntry(store.pointer(), {}, IID_IMAPIProp, slot), MAPI_E_INVALID_PARAMETER);
+    EXPECT_EQ(mapi::impl::openEntry(folder.pointer(), {}, IID_IMAPIProp, slot), MAPI_E_INVALID_PARAMETER);
+    EXPECT_EQ(thrown([] { std::ignore = mapi::openEntry({}, someId); }),
+              L"mapi::openEntry, line N: hr = 0x80070057(MAPI call failed)");
+    EXPECT_THAT(log(),
+                ElementsAre(noContainer, noContainer, emptyId, emptyId, noContainer)); // the container goes first
 }
 
-// ---- MessageStore ----------------------------------------------------------------------------------------------------
-
-TEST_F(MessageStoreTest, IsTrueWhenItHoldsAStore)
+TEST_F(MessageStoreTest, OpenEntryGivesTheResultAndClearsThePointerFirst)
 {
-    EXPECT_FALSE(MessageStore());
-    EXPECT_FALSE(MessageStore(IMsgStorePtr()));
-    EXPECT_TRUE(store());
-    const MessageStore held = store();
-    const MessageStore copy = held;
-    EXPECT_EQ(copy.store().GetInterfacePtr(), m_mock.get());
-    EXPECT_EQ(m_mock->references(), 3);
+    const Mocked<MockMsgStore> mock;
+    const Mocked<MockProp> former;
+    const MessageStore store(mock.pointer());
+    for (const HRESULT result : {MAPI_E_NOT_FOUND, MAPI_W_ERRORS_RETURNED})
+    {
+        IMAPIPropPtr object = former.pointer();
+        EXPECT_CALL(*mock, OpenEntry(_, _, _, _, _, _))
+            .WillOnce(
+                [&](ULONG, ENTRYID*, const IID* iid, ULONG, ULONG*, IUnknown** slot)
+                {
+                    EXPECT_TRUE(IsEqualIID(*iid, IID_IMAPIProp));
+                    EXPECT_EQ(*slot, nullptr);
+                    EXPECT_EQ(former->references(), 1);
+                    return result;
+                });
+        EXPECT_EQ(store.openEntry(someId, object), result);
+        EXPECT_EQ(object.GetInterfacePtr(), nullptr);
+    }
+    EXPECT_THAT(log(), IsEmpty());
 }
 
 TEST_F(MessageStoreTest, OperationsThrowWithoutAStore)
 {
+    const auto noStore = [](const std::wstring& function)
+    {
+        return L"condition \"m_store\" failed (mapi::MessageStore::" + function + L" in MapiMessageStore.cpp, line N)";
+    };
     const MessageStore none;
-    IMAPIPropPtr object = m_object.pointer();
-    EXPECT_EQ(thrown([&] { (void)none.openEntry(someId, object); }), noStore(L"openEntry"));
-    EXPECT_EQ(object.GetInterfacePtr(), m_object.get());
-    EXPECT_EQ(thrown([&] { (void)none.openFolder(someId); }), noStore(L"openFolder"));
-    EXPECT_EQ(thrown([&] { (void)none.isPublic(); }), noStore(L"isPublic"));
-    EXPECT_EQ(thrown([&] { (void)none.openIpmSubtree(); }), noStore(L"openIpmSubtree"));
-    EXPECT_THAT(log(), IsEmpty());
-}
-
-TEST_F(MessageStoreTest, OpenEntryGivesTheObject)
-{
-    expectOpen(m_mock, IID_IMAPIProp, m_object);
+    EXPECT_FALSE(none);
+    EXPECT_FALSE(none.store());
     IMAPIPropPtr object;
-    EXPECT_EQ(store().openEntry(someId, object), S_OK);
-    EXPECT_EQ(object.GetInterfacePtr(), m_object.get());
-}
-
-TEST_F(MessageStoreTest, OpenEntryClearsThePointerFirst)
-{
-    IMAPIPropPtr object = m_object.pointer();
-    EXPECT_CALL(*m_mock, OpenEntry(_, _, _, _, _, _))
-        .WillOnce(
-            [this](ULONG, ENTRYID*, const IID*, ULONG, ULONG*, IUnknown** slot)
-            {
-                EXPECT_EQ(*slot, nullptr);
-                EXPECT_EQ(m_object->references(), 1);
-                return MAPI_E_NOT_FOUND;
-            });
-    EXPECT_EQ(store().openEntry(someId, object), MAPI_E_NOT_FOUND);
-    EXPECT_EQ(object.GetInterfacePtr(), nullptr);
-
-    object = m_object.pointer();
-    EXPECT_EQ(store().openEntry({}, object), MAPI_E_INVALID_PARAMETER);
-    EXPECT_EQ(object.GetInterfacePtr(), nullptr);
-    EXPECT_THAT(log(), ElementsAre(emptyId));
-}
-
-TEST_F(MessageStoreTest, OpenFolderGivesTheFolderOrThrows)
-{
-    expectOpen(m_mock, IID_IMAPIFolder, m_folder);
-    EXPECT_EQ(store().openFolder(someId).GetInterfacePtr(), m_folder.get());
-    EXPECT_CALL(*m_mock, OpenEntry(_, _, _, _, _, _)).WillOnce(Return(MAPI_E_NOT_FOUND));
-    EXPECT_EQ(thrown([this] { (void)store().openFolder(someId); }),
-              L"mapi::openEntry, line N: hr = 0x8004010f(MAPI call failed)");
+    EXPECT_EQ(thrown([&] { std::ignore = none.openEntry(someId, object); }), noStore(L"openEntry"));
+    EXPECT_EQ(thrown([&] { std::ignore = none.openFolder(someId); }), noStore(L"openFolder"));
+    EXPECT_EQ(thrown([&] { std::ignore = none.isPublic(); }), noStore(L"isPublic"));
+    EXPECT_EQ(thrown([&] { std::ignore = none.openIpmSubtree(); }), noStore(L"openIpmSubtree"));
     EXPECT_THAT(log(), IsEmpty());
 }
 
-TEST_F(MessageStoreTest, IsPublicByItsProvider)
+// ---- Stores of the sandbox -----------------------------------------------------------------------------------------
+
+TEST_F(MessageStoreTest, IsPublicByTheOpenedStore)
 {
-    EntryId provider = {0x78, 0xB2, 0xFA, 0x70, 0xAF, 0xF7, 0x11, 0xCD, 0x9B, 0xC8, 0x00, 0xAA, 0x00, 0x2F, 0xC4, 0x5A};
-    giveProperties(m_mock, {Property::bytes(PR_MDB_PROVIDER, provider)});
-    EXPECT_TRUE(store().isPublic());
-    provider.push_back(0);
-    giveProperties(m_mock, {Property::bytes(PR_MDB_PROVIDER, provider)});
-    EXPECT_FALSE(store().isPublic());
-    provider.resize(15);
-    giveProperties(m_mock, {Property::bytes(PR_MDB_PROVIDER, provider)});
-    EXPECT_FALSE(store().isPublic());
+    logon(R"({"stores": [
+        {"name": "Public", "public": true, "row": {"PR_MDB_PROVIDER": null}},
+        {"name": "Mailbox"},
+        {"name": "Long", "properties": {"PR_MDB_PROVIDER": "78B2FA70AFF711CD9BC800AA002FC45A00"}},
+        {"name": "None", "properties": {"PR_MDB_PROVIDER": null}}]})");
+    EXPECT_TRUE(openStore(0));
+    EXPECT_TRUE(openStore(0).isPublic());
+    EXPECT_FALSE(openStore(1).isPublic());
+    EXPECT_FALSE(openStore(2).isPublic());
+    EXPECT_EQ(thrown([] { std::ignore = openStore(3).isPublic(); }), missing);
 }
 
-TEST_F(MessageStoreTest, IsPublicThrowsWhenTheProviderCannotBeRead)
+TEST_F(MessageStoreTest, OpensTheIpmSubtree)
 {
-    giveProperties(m_mock, {});
-    EXPECT_EQ(thrown([this] { (void)store().isPublic(); }),
-              L"mapi::PropValue::read, line N: hr = 0x8004010f(MAPI call failed)");
-    m_mock->answerInterface(IID_IMAPIProp, MAPI_E_CALL_FAILED);
-    EXPECT_THROW((void)store().isPublic(), _com_error);
+    logon(R"({"stores": [{"name": "Mailbox", "ipmSubtree": {"name": "Top of Mailbox"}},
+                         {"name": "None", "properties": {"PR_IPM_SUBTREE_ENTRYID": null}},
+                         {"name": "Empty", "properties": {"PR_IPM_SUBTREE_ENTRYID": ""}},
+                         {"name": "Lost", "properties": {"PR_IPM_SUBTREE_ENTRYID": "00000000FF"}}]})");
+    EXPECT_EQ(mapi::displayName(openStore(0).openIpmSubtree()), L"Top of Mailbox");
+    EXPECT_EQ(thrown([] { std::ignore = openStore(1).openIpmSubtree(); }), missing);
     EXPECT_THAT(log(), IsEmpty());
-}
-
-TEST_F(MessageStoreTest, OpenIpmSubtreeOpensTheFolderThatTheStoreNames)
-{
-    giveProperties(m_mock, {Property::bytes(PR_IPM_SUBTREE_ENTRYID, someId)});
-    expectOpen(m_mock, IID_IMAPIFolder, m_folder);
-    EXPECT_EQ(store().openIpmSubtree().GetInterfacePtr(), m_folder.get());
-    EXPECT_THAT(m_runtime.calls(), ElementsAre("HrGetOneProp 35e00102 -> #1", "MAPIFreeBuffer #1"));
-}
-
-TEST_F(MessageStoreTest, OpenIpmSubtreeThrowsWhenTheStoreNamesNone)
-{
-    giveProperties(m_mock, {});
-    EXPECT_EQ(thrown([this] { (void)store().openIpmSubtree(); }),
-              L"mapi::PropValue::read, line N: hr = 0x8004010f(MAPI call failed)");
-    EXPECT_THAT(log(), IsEmpty());
-
-    giveProperties(m_mock, {Property::bytes(PR_IPM_SUBTREE_ENTRYID, {})});
-    EXPECT_EQ(thrown([this] { (void)store().openIpmSubtree(); }),
+    EXPECT_EQ(thrown([] { std::ignore = openStore(2).openIpmSubtree(); }),
               L"mapi::openEntry, line N: hr = 0x80070057(MAPI call failed)");
     EXPECT_THAT(log(), ElementsAre(emptyId));
+    EXPECT_EQ(thrown([] { std::ignore = openStore(3).openIpmSubtree(); }),
+              L"mapi::openEntry, line N: hr = 0x8004010f(MAPI call failed)");
+}
+
+const std::string twoStores = R"({"stores": [
+    {"name": "Mailbox", "aliases": ["80000000A1"], "folders": [
+        {"name": "Contacts", "class": "IPF.Contact", "shortTermIds": true, "aliases": ["80000000B1"],
+         "messages": [{"displayName": "Ann"}, {"displayName": "Bob"}]}]},
+    {"name": "Archive"}]})";
+
+TEST_F(MessageStoreTest, ShortTermAndLongTermIdentifiersNameOneObject)
+{
+    logon(twoStores);
+    const MessageStore store = openStore();
+    const IMAPIFolderPtr contacts = find(store, {L"Contacts"});
+    const auto ids = messageIds(contacts);
+    ASSERT_EQ(ids.size(), 2u);
+
+    IMAPIPropPtr message;
+    ASSERT_EQ(store.openEntry(ids[0], message), S_OK); // short-term, as the table gives it
+    const EntryId longTerm = mapi::entryId(message);
+    EXPECT_NE(longTerm, ids[0]);
+    EXPECT_TRUE(Session::isSameObject(longTerm, ids[0]));
+    EXPECT_TRUE(Session::isSameObject(ids[0], longTerm));
+    EXPECT_FALSE(Session::isSameObject(longTerm, ids[1]));
+    EXPECT_FALSE(Session::isSameObject(longTerm, mapi::entryId(contacts)));
+    EXPECT_TRUE(Session::isSameObject(mapi::entryId(contacts), {0x80, 0, 0, 0, 0xB1}));
+    EXPECT_FALSE(Session::isSameObject(mapi::entryId(store.store()), mapi::entryId(openStore(1).store())));
+}
+
+TEST_F(MessageStoreTest, OpensObjectsByAnyOfTheirIdentifiers)
+{
+    logon(twoStores);
+    const MessageStore store = openStore();
+    EXPECT_EQ(mapi::displayName(store.openFolder({0x80, 0, 0, 0, 0xB1})), L"Contacts");
+    const IMAPIFolderPtr contacts = find(store, {L"Contacts"});
+    const auto ids = messageIds(contacts);
+    IMAPIPropPtr message;
+    EXPECT_EQ(mapi::impl::openEntry(contacts, ids.at(1), IID_IMAPIProp, mapi::unknownSlot(message)), S_OK);
+    EXPECT_EQ(mapi::displayName(message), L"Bob");
+
+    // What is of another store, or no folder, is not opened.
+    EXPECT_EQ(openStore(1).openEntry(mapi::entryId(contacts), message), MAPI_E_NOT_FOUND);
+    EXPECT_EQ(thrown([&] { std::ignore = store.openFolder(ids.at(0)); }),
+              L"mapi::openEntry, line N: hr = 0x80004002(MAPI call failed)");
 }
 } // namespace

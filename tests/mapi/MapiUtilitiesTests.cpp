@@ -1,161 +1,62 @@
-// Which folders hold contacts, and the tables of a folder. The other operations of MapiUtilities have files of their own.
+// Which folders hold contacts, and the small reads of an object. The walks over folders are in FolderWalkTests.cpp.
 #include "agent/mapi/MapiUtilities.h"
 
-#include <gmock/gmock.h>
-
 #include "mapiabi/MapiTags.h"
-#include "tests/support/MapiTest.h"
-#include "tests/support/MapiValues.h"
+#include "tests/mapi/MapiMocks.h"
+#include "tests/mapi/MapiTest.h"
+#include "tests/mapi/MapiValues.h"
 
 namespace
 {
-using namespace support;
+using namespace tests;
 using testing::_;
 using testing::DoAll;
 using testing::ElementsAre;
-using testing::InSequence;
 using testing::IsEmpty;
-using testing::NotNull;
 using testing::Return;
 using testing::SetArgPointee;
 
 constexpr HRESULT warning = MAPI_W_ERRORS_RETURNED;
-
 const std::wstring listFailed = L"mapi::hasProperty, line N: hr = 0x80004005(MAPI call failed)";
-const std::wstring noObject = L"condition \"obj\" failed (mapi::hasProperty in MapiUtilities.cpp, line N)";
-const std::string noValue = "mapi::PropValue::read, line N: hr = 0x8004010f(MAPI call failed)";
+const std::string caughtInMaybe = "An exception has been caught in mapi::maybeContactFolder : ";
 
+/// A mock of a folder, for single answers.
 class FolderTest : public MapiTest
 {
 protected:
-    ~FolderTest() override
-    {
-        EXPECT_EQ(m_folder->references(), 1);
-        EXPECT_EQ(m_table->references(), 1);
-    }
-
     IMAPIFolderPtr folder() const { return m_folder.pointer(); }
-    void giveClass(const std::wstring& name) { giveProperties(m_folder, {Property::text(PR_CONTAINER_CLASS_W, name)}); }
-    void failPropList() { EXPECT_CALL(*m_folder, GetPropList(_, _)).WillRepeatedly(Return(MAPI_E_CALL_FAILED)); }
+    void failPropList() { ON_CALL(*m_folder, GetPropList(_, _)).WillByDefault(Return(MAPI_E_CALL_FAILED)); }
     void giveContents(ULONG count)
     {
-        EXPECT_CALL(*m_folder, GetContentsTable(MAPI_UNICODE, NotNull())).WillOnce(givesObject<1>(m_table));
-        EXPECT_CALL(*m_table, GetRowCount(0, NotNull())).WillOnce(DoAll(SetArgPointee<1>(count), Return(S_OK)));
+        ON_CALL(*m_folder, GetContentsTable(_, _)).WillByDefault(givesObject<1>(m_table));
+        ON_CALL(*m_table, GetRowCount(_, _)).WillByDefault(DoAll(SetArgPointee<1>(count), Return(S_OK)));
     }
 
     const Mocked<MockFolder> m_folder;
     const Mocked<MockTable> m_table;
 };
 
-// ---- isContactFolder -------------------------------------------------------------------------------------------------
+// ---- Contact folders -----------------------------------------------------------------------------------------------
 
-using IsContactFolderTest = FolderTest;
-
-TEST_F(IsContactFolderTest, IsTrueForTheExactClassOnly)
+TEST_F(FolderTest, WithAClassIsAContactFolderByTheExactClassOnly)
 {
-    giveClass(L"IPF.Contact");
-    EXPECT_TRUE(mapi::isContactFolder(folder()));
-    for (const wchar_t* const other :
-         {L"IPF.CONTACT", L"ipf.contact", L"IPF.contact", L"IPF.Contact.Sub", L"IPF.Contact.", L"IPF.Contac",
+    EXPECT_CALL(*m_folder, GetContentsTable(_, _)).Times(0);
+    for (const wchar_t* const name :
+         {L"IPF.Contact", L"IPF.CONTACT", L"ipf.contact", L"IPF.Contact.Sub", L"IPF.Contact.", L"IPF.Contac",
           L" IPF.Contact", L"IPF.Contact ", L"IPF.Note", L""})
     {
-        giveClass(other);
-        EXPECT_FALSE(mapi::isContactFolder(folder())) << testing::PrintToString(other);
+        giveProperties(m_folder, {Property::text(PR_CONTAINER_CLASS_W, name)});
+        const bool expected = std::wstring(name) == L"IPF.Contact";
+        EXPECT_EQ(mapi::isContactFolder(folder()), expected) << testing::PrintToString(name);
+        EXPECT_EQ(mapi::maybeContactFolder(folder()), expected) << testing::PrintToString(name);
     }
-    EXPECT_THAT(log(), IsEmpty());
-}
-
-TEST_F(IsContactFolderTest, IsFalseForAFolderWithoutClass)
-{
-    giveProperties(m_folder, {Property::text(PR_DISPLAY_NAME_W, L"Contacts"),
-                              Property::number(CHANGE_PROP_TYPE(PR_CONTAINER_CLASS_W, PT_STRING8), 0)});
-    EXPECT_CALL(*m_folder, GetProps(_, _, _, _)).Times(0); // only what is listed under the very tag is read
-    EXPECT_FALSE(mapi::isContactFolder(folder()));
-    EXPECT_THAT(log(), IsEmpty());
-}
-
-TEST_F(IsContactFolderTest, IsFalseForANullClass)
-{
     giveProperties(m_folder, {Property::nullText(PR_CONTAINER_CLASS_W)});
     EXPECT_FALSE(mapi::isContactFolder(folder()));
-}
-
-TEST_F(IsContactFolderTest, LogsAndIsFalseWhenTheClassCannotBeRead)
-{
-    giveProperties(m_folder, {Property::error(PR_CONTAINER_CLASS_W)});
-    EXPECT_FALSE(mapi::isContactFolder(folder()));
-    EXPECT_THAT(log(), ElementsAre("An exception has been caught in mapi::isContactFolder : " + noValue));
-}
-
-TEST_F(IsContactFolderTest, ThrowsForNull)
-{
-    EXPECT_EQ(thrown([] { (void)mapi::isContactFolder({}); }),
-              L"condition \"folder\" failed (mapi::isContactFolder in MapiUtilities.cpp, line N)");
-}
-
-TEST_F(IsContactFolderTest, ThrowsWhenThePropertiesCannotBeListed)
-{
-    failPropList();
-    EXPECT_EQ(thrown([this] { (void)mapi::isContactFolder(folder()); }), listFailed);
+    EXPECT_FALSE(mapi::maybeContactFolder(folder()));
     EXPECT_THAT(log(), IsEmpty());
 }
 
-TEST_F(IsContactFolderTest, ThrowsWhenTheFolderIsNoIMAPIProp)
-{
-    m_folder->answerInterface(IID_IMAPIProp, E_NOINTERFACE);
-    EXPECT_EQ(thrown([this] { (void)mapi::isContactFolder(folder()); }), noObject);
-    m_folder->answerInterface(IID_IMAPIProp, MAPI_E_CALL_FAILED);
-    EXPECT_THROW((void)mapi::isContactFolder(folder()), _com_error);
-    EXPECT_THAT(log(), IsEmpty());
-}
-
-// ---- maybeContactFolder ----------------------------------------------------------------------------------------------
-
-using MaybeContactFolderTest = FolderTest;
-
-// The mocks are strict: no contents table is asked for.
-TEST_F(MaybeContactFolderTest, GoesByTheClassAloneWhenThereIsOne)
-{
-    giveClass(L"IPF.Contact");
-    EXPECT_TRUE(mapi::maybeContactFolder(folder()));
-    for (const wchar_t* const other : {L"IPF.CONTACT", L"IPF.Contact.Sub", L"IPF.Note", L""})
-    {
-        giveClass(other);
-        EXPECT_FALSE(mapi::maybeContactFolder(folder())) << testing::PrintToString(other);
-    }
-    EXPECT_THAT(log(), IsEmpty());
-}
-
-TEST_F(MaybeContactFolderTest, IsTrueForAnEmptyFolderWithoutClass)
-{
-    giveProperties(m_folder, {});
-    giveContents(0);
-    EXPECT_TRUE(mapi::maybeContactFolder(folder()));
-    EXPECT_FALSE(mapi::isContactFolder(folder()));
-    EXPECT_THAT(log(), IsEmpty());
-}
-
-TEST_F(MaybeContactFolderTest, LooksForOneContactMessageWhenThereIsNoClass)
-{
-    giveProperties(m_folder, {});
-    giveContents(2);
-    EXPECT_CALL(*m_table, FindRow(NotNull(), BOOKMARK_BEGINNING, 0))
-        .WillOnce(
-            [](SRestriction* filter, BOOKMARK, ULONG)
-            {
-                EXPECT_EQ(filter->rt, RES_PROPERTY);
-                EXPECT_EQ(filter->res.resProperty.relop, RELOP_EQ);
-                EXPECT_EQ(filter->res.resProperty.ulPropTag, 0x001A001Fu);
-                EXPECT_EQ(filter->res.resProperty.lpProp->ulPropTag, 0x001A001Fu);
-                EXPECT_STREQ(filter->res.resProperty.lpProp->Value.lpszW, L"IPM.Contact");
-                return S_OK;
-            });
-    EXPECT_TRUE(mapi::maybeContactFolder(folder()));
-    EXPECT_THAT(m_runtime.liveBlocks(), IsEmpty()); // the filter among them
-    EXPECT_THAT(log(), IsEmpty());
-}
-
-TEST_F(MaybeContactFolderTest, IsFalseOnlyWhenNoContactMessageIsFound)
+TEST_F(FolderTest, WithoutAClassIsAContactFolderWhenItMayHoldContacts)
 {
     const std::pair<HRESULT, bool> answers[] = {{MAPI_E_NOT_FOUND, false},
                                                 {S_OK, true},
@@ -163,44 +64,62 @@ TEST_F(MaybeContactFolderTest, IsFalseOnlyWhenNoContactMessageIsFound)
                                                 {MAPI_E_TOO_COMPLEX, true},
                                                 {MAPI_E_NO_SUPPORT, true},
                                                 {MAPI_E_CALL_FAILED, true},
-                                                {MAPI_E_INVALID_BOOKMARK, true}};
-    giveProperties(m_folder, {});
+                                                {MAPI_E_NOT_ENOUGH_MEMORY, true}};
+    giveProperties(m_folder, {Property::number(CHANGE_PROP_TYPE(PR_CONTAINER_CLASS_W, PT_STRING8), 0)});
+    EXPECT_FALSE(mapi::isContactFolder(folder())); // only what is listed under the very tag is read
+    giveContents(1);
     for (const auto& [result, answer] : answers)
     {
-        giveContents(1);
-        EXPECT_CALL(*m_table, FindRow(_, _, _)).WillOnce(Return(result));
+        EXPECT_CALL(*m_table, FindRow(_, BOOKMARK_BEGINNING, 0)).WillOnce(Return(result));
         EXPECT_EQ(mapi::maybeContactFolder(folder()), answer) << std::hex << result;
     }
-    EXPECT_THAT(log(), IsEmpty());
-}
-
-TEST_F(MaybeContactFolderTest, AsksInAFixedOrder)
-{
-    const InSequence order;
-    EXPECT_CALL(*m_folder, GetPropList(MAPI_UNICODE, _)).WillOnce(Return(S_OK)); // no list: no property
-    EXPECT_CALL(*m_folder, GetContentsTable(MAPI_UNICODE, _)).WillOnce(givesObject<1>(m_table));
-    EXPECT_CALL(*m_table, GetRowCount(0, _)).WillOnce(DoAll(SetArgPointee<1>(100000), Return(S_OK)));
-    EXPECT_CALL(*m_table, FindRow(_, _, _)).WillOnce(Return(S_OK));
+    giveContents(0);
+    EXPECT_CALL(*m_table, FindRow(_, _, _)).Times(0);
     EXPECT_TRUE(mapi::maybeContactFolder(folder()));
-}
-
-TEST_F(MaybeContactFolderTest, ThrowsForNull)
-{
-    EXPECT_EQ(thrown([] { (void)mapi::maybeContactFolder({}); }),
-              L"condition \"folder\" failed (mapi::maybeContactFolder in MapiUtilities.cpp, line N)");
     EXPECT_THAT(log(), IsEmpty());
 }
 
-TEST_F(MaybeContactFolderTest, LogsAndIsFalseWhenThePropertiesCannotBeListed)
+TEST_F(FolderTest, IsNoContactFolderWhenItsClassCannotBeReadWithOneLine)
 {
+    giveProperties(m_folder, {Property::error(PR_CONTAINER_CLASS_W)});
+    const std::string line = "An exception has been caught in mapi::isContactFolder : "
+                             "mapi::PropValue::read, line N: hr = 0x8004010f(MAPI call failed)";
+    EXPECT_FALSE(mapi::isContactFolder(folder()));
+    EXPECT_FALSE(mapi::maybeContactFolder(folder()));
+    EXPECT_THAT(log(), ElementsAre(line, line));
+}
+
+TEST_F(FolderTest, IsNoContactFolderForTheGenerousTestWhenAStepFailsWithALine)
+{
+    giveProperties(m_folder, {});
+    giveContents(1);
+    EXPECT_CALL(*m_folder, GetContentsTable(_, _)).WillOnce(Return(MAPI_E_NO_ACCESS)).WillOnce(givesObject<1>(m_table));
+    EXPECT_CALL(*m_table, GetRowCount(_, _)).WillOnce(Return(MAPI_E_NO_SUPPORT));
+    EXPECT_FALSE(mapi::maybeContactFolder(folder()));
+    EXPECT_FALSE(mapi::maybeContactFolder(folder()));
     failPropList();
     EXPECT_FALSE(mapi::maybeContactFolder(folder()));
-    EXPECT_THAT(log(), ElementsAre("An exception has been caught in mapi::maybeContactFolder : "
-                                   "mapi::hasProperty, line N: hr = 0x80004005(MAPI call failed)"));
+    m_folder->answerInterface(IID_IMAPIProp, E_NOINTERFACE);
+    EXPECT_FALSE(mapi::maybeContactFolder(folder()));
+    EXPECT_THAT(log(), ElementsAre(caughtInMaybe + "mapi::getContentsTable, line N: hr = 0x80070005(GetContentsTable)",
+                                   caughtInMaybe + "mapi::tableRowCount, line N: hr = 0x80040102(MAPI call failed)",
+                                   caughtInMaybe + "mapi::hasProperty, line N: hr = 0x80004005(MAPI call failed)",
+                                   caughtInMaybe + "condition \"obj\" failed (mapi::hasProperty in MapiUtilities.cpp, "
+                                                   "line N)"));
+}
+
+TEST_F(FolderTest, ThrowsForTheStrictTestWhenThePropertiesCannotBeListed)
+{
+    failPropList();
+    EXPECT_EQ(thrown([this] { std::ignore = mapi::isContactFolder(folder()); }), listFailed);
+    m_folder->answerInterface(IID_IMAPIProp, MAPI_E_CALL_FAILED);
+    EXPECT_THROW(std::ignore = mapi::isContactFolder(folder()), _com_error);
+    EXPECT_THROW(std::ignore = mapi::maybeContactFolder(folder()), _com_error);
+    EXPECT_THAT(log(), IsEmpty());
 }
 
 // The strict test lists the properties anew; its failure reaches the guard of the generous one.
-TEST_F(MaybeContactFolderTest, LogsAndIsFalseWhenThePropertiesCannotBeListedAgain)
+TEST_F(FolderTest, IsNoContactFolderWhenThePropertiesCannotBeListedAgain)
 {
     EXPECT_CALL(*m_folder, GetPropList(_, _))
         .WillOnce(
@@ -211,89 +130,127 @@ TEST_F(MaybeContactFolderTest, LogsAndIsFalseWhenThePropertiesCannotBeListedAgai
             })
         .WillOnce(Return(MAPI_E_CALL_FAILED));
     EXPECT_FALSE(mapi::maybeContactFolder(folder()));
-    EXPECT_THAT(log(), ElementsAre("An exception has been caught in mapi::maybeContactFolder : "
-                                   "mapi::hasProperty, line N: hr = 0x80004005(MAPI call failed)"));
+    EXPECT_THAT(log(), ElementsAre(caughtInMaybe + "mapi::hasProperty, line N: hr = 0x80004005(MAPI call failed)"));
 }
 
-TEST_F(MaybeContactFolderTest, LogsOnceWhenTheClassCannotBeRead)
+TEST_F(FolderTest, IsRefusedWhenThereIsNone)
 {
-    giveProperties(m_folder, {Property::error(PR_CONTAINER_CLASS_W)});
-    EXPECT_FALSE(mapi::maybeContactFolder(folder()));
-    EXPECT_THAT(log(), ElementsAre("An exception has been caught in mapi::isContactFolder : " + noValue));
-}
-
-TEST_F(MaybeContactFolderTest, LogsAndIsFalseWhenTheContentsCannotBeHad)
-{
-    giveProperties(m_folder, {});
-    EXPECT_CALL(*m_folder, GetContentsTable(_, _)).WillOnce(Return(MAPI_E_NO_ACCESS));
-    EXPECT_FALSE(mapi::maybeContactFolder(folder()));
-    EXPECT_THAT(log(), ElementsAre("An exception has been caught in mapi::maybeContactFolder : "
-                                   "mapi::getContentsTable, line N: hr = 0x80070005(GetContentsTable)"));
-}
-
-TEST_F(MaybeContactFolderTest, LogsAndIsFalseWhenTheMessagesCannotBeCounted)
-{
-    giveProperties(m_folder, {});
-    EXPECT_CALL(*m_folder, GetContentsTable(_, _)).WillOnce(givesObject<1>(m_table));
-    EXPECT_CALL(*m_table, GetRowCount(_, _)).WillOnce(Return(MAPI_E_NO_SUPPORT));
-    EXPECT_FALSE(mapi::maybeContactFolder(folder()));
-    EXPECT_THAT(log(), ElementsAre("An exception has been caught in mapi::maybeContactFolder : "
-                                   "mapi::tableRowCount, line N: hr = 0x80040102(MAPI call failed)"));
-}
-
-TEST_F(MaybeContactFolderTest, LogsAndIsFalseWhenTheFolderIsNoIMAPIProp)
-{
-    m_folder->answerInterface(IID_IMAPIProp, E_NOINTERFACE);
-    EXPECT_FALSE(mapi::maybeContactFolder(folder()));
-    EXPECT_THAT(log(),
-                ElementsAre("An exception has been caught in mapi::maybeContactFolder : condition \"obj\" failed "
-                            "(mapi::hasProperty in MapiUtilities.cpp, line N)"));
-}
-
-TEST_F(MaybeContactFolderTest, PassesComErrors)
-{
-    m_folder->answerInterface(IID_IMAPIProp, MAPI_E_CALL_FAILED);
-    EXPECT_THROW((void)mapi::maybeContactFolder(folder()), _com_error);
+    const auto condition = [](const std::wstring& name, const std::wstring& function)
+    {
+        return L"condition \"" + name + L"\" failed (mapi::" + function + L" in MapiUtilities.cpp, line N)";
+    };
+    EXPECT_EQ(thrown([] { std::ignore = mapi::isContactFolder({}); }), condition(L"folder", L"isContactFolder"));
+    EXPECT_EQ(thrown([] { std::ignore = mapi::maybeContactFolder({}); }), condition(L"folder", L"maybeContactFolder"));
+    EXPECT_EQ(thrown([] { std::ignore = mapi::getContentsTable({}); }), condition(L"folder", L"getContentsTable"));
+    EXPECT_EQ(thrown([] { std::ignore = mapi::getHierarchyTable({}); }), condition(L"folder", L"getHierarchyTable"));
+    EXPECT_EQ(thrown([] { std::ignore = mapi::hasProperty({}, PR_ENTRYID); }), condition(L"obj", L"hasProperty"));
     EXPECT_THAT(log(), IsEmpty());
 }
 
-// ---- Tables ----------------------------------------------------------------------------------------------------------
-
-using FolderTablesTest = FolderTest;
-
-TEST_F(FolderTablesTest, AreAskedForInUnicode)
-{
-    EXPECT_CALL(*m_folder, GetContentsTable(0x80000000, NotNull())).WillOnce(givesObject<1>(m_table));
-    EXPECT_CALL(*m_folder, GetHierarchyTable(0x80000000, NotNull())).WillOnce(givesObject<1>(m_table));
-    EXPECT_EQ(mapi::getContentsTable(folder()).GetInterfacePtr(), m_table.get());
-    EXPECT_EQ(mapi::getHierarchyTable(folder()).GetInterfacePtr(), m_table.get());
-}
-
-TEST_F(FolderTablesTest, ComeWithWarningsToo)
-{
-    EXPECT_CALL(*m_folder, GetContentsTable(_, _)).WillOnce(givesObject<1>(m_table, warning));
-    EXPECT_CALL(*m_folder, GetHierarchyTable(_, _)).WillOnce(givesObject<1>(m_table, warning));
-    EXPECT_EQ(mapi::getContentsTable(folder()).GetInterfacePtr(), m_table.get());
-    EXPECT_EQ(mapi::getHierarchyTable(folder()).GetInterfacePtr(), m_table.get());
-}
-
 // Both failures name the contents table.
-TEST_F(FolderTablesTest, FailWithTheSameWords)
+TEST_F(FolderTest, GivesItsTablesAlsoWithAWarningOrThrowsTheSameWords)
 {
-    EXPECT_CALL(*m_folder, GetContentsTable(_, _)).WillOnce(Return(MAPI_E_NO_ACCESS));
-    EXPECT_CALL(*m_folder, GetHierarchyTable(_, _)).WillOnce(Return(MAPI_E_NO_SUPPORT));
-    EXPECT_EQ(thrown([this] { (void)mapi::getContentsTable(folder()); }),
+    EXPECT_CALL(*m_folder, GetContentsTable(MAPI_UNICODE, _))
+        .WillOnce(givesObject<1>(m_table, warning))
+        .WillOnce(Return(MAPI_E_NO_ACCESS));
+    EXPECT_CALL(*m_folder, GetHierarchyTable(MAPI_UNICODE, _))
+        .WillOnce(givesObject<1>(m_table, warning))
+        .WillOnce(Return(MAPI_E_NO_SUPPORT));
+    EXPECT_EQ(mapi::getContentsTable(folder()).GetInterfacePtr(), m_table.get());
+    EXPECT_EQ(mapi::getHierarchyTable(folder()).GetInterfacePtr(), m_table.get());
+    EXPECT_EQ(thrown([this] { std::ignore = mapi::getContentsTable(folder()); }),
               L"mapi::getContentsTable, line N: hr = 0x80070005(GetContentsTable)");
-    EXPECT_EQ(thrown([this] { (void)mapi::getHierarchyTable(folder()); }),
+    EXPECT_EQ(thrown([this] { std::ignore = mapi::getHierarchyTable(folder()); }),
               L"mapi::getHierarchyTable, line N: hr = 0x80040102(GetContentsTable)");
     EXPECT_THAT(log(), IsEmpty());
 }
 
-TEST_F(FolderTablesTest, AreRefusedWithoutAFolder)
+// ---- Reads of any object -------------------------------------------------------------------------------------------
+
+class ObjectTest : public MapiTest
 {
-    EXPECT_EQ(thrown([] { (void)mapi::getContentsTable({}); }),
-              L"condition \"folder\" failed (mapi::getContentsTable in MapiUtilities.cpp, line N)");
-    EXPECT_EQ(thrown([] { (void)mapi::getHierarchyTable({}); }),
-              L"condition \"folder\" failed (mapi::getHierarchyTable in MapiUtilities.cpp, line N)");
+protected:
+    IMAPIPropPtr object() const { return m_object.pointer(); }
+    void give(const Properties& properties) { giveProperties(m_object, properties); }
+
+    const Mocked<MockProp> m_object;
+};
+
+TEST_F(ObjectTest, HasAPropertyThatIsListedUnderTheWholeTag)
+{
+    give({Property::bytes(PR_ENTRYID, {}), Property::number(CHANGE_PROP_TYPE(PR_DISPLAY_NAME_W, PT_STRING8), 0),
+          Property::number(PR_OBJECT_TYPE, 3)});
+    EXPECT_TRUE(mapi::hasProperty(object(), PR_ENTRYID));
+    EXPECT_TRUE(mapi::hasProperty(object(), PR_OBJECT_TYPE));
+    EXPECT_FALSE(mapi::hasProperty(object(), PR_DISPLAY_NAME_W)); // its narrow form is another property
+    give({});
+    EXPECT_FALSE(mapi::hasProperty(object(), PR_ENTRYID));
+    EXPECT_CALL(*m_object, GetPropList(_, _))
+        .WillOnce(Return(S_OK)) // and gives no list
+        .WillOnce(
+            [](ULONG, SPropTagArray** tags)
+            {
+                *tags = makeTags({PR_ENTRYID});
+                return warning;
+            });
+    EXPECT_FALSE(mapi::hasProperty(object(), PR_ENTRYID));
+    EXPECT_TRUE(mapi::hasProperty(object(), PR_ENTRYID));
+}
+
+TEST_F(ObjectTest, ThrowsWhenItsPropertiesCannotBeListed)
+{
+    EXPECT_CALL(*m_object, GetPropList(_, _)).Times(3).WillRepeatedly(Return(MAPI_E_CALL_FAILED));
+    EXPECT_EQ(thrown([this] { std::ignore = mapi::hasProperty(object(), PR_ENTRYID); }), listFailed);
+    EXPECT_EQ(thrown([this] { std::ignore = mapi::isFolder(object()); }), listFailed);
+    EXPECT_EQ(thrown([this] { std::ignore = mapi::displayName(object()); }), listFailed);
+    EXPECT_THAT(log(), IsEmpty());
+}
+
+TEST_F(ObjectTest, GivesItsIdentifiers)
+{
+    give({Property::bytes(PR_ENTRYID, {1, 0, 2}), Property::bytes(PR_PARENT_ENTRYID, {})});
+    EXPECT_THAT(mapi::entryId(object()), ElementsAre(1, 0, 2));
+    EXPECT_THAT(mapi::parentEntryId(object()), IsEmpty());
+    EXPECT_THAT(log(), IsEmpty());
+}
+
+TEST_F(ObjectTest, LogsAndThrowsWhenAnIdentifierCannotBeRead)
+{
+    const std::wstring missing = L"mapi::PropValue::read, line N: hr = 0x8004010f(MAPI call failed)";
+    const std::string rethrown = ": Exception has been caught and will be rethrown: "
+                                 "mapi::PropValue::read, line N: hr = 0x8004010f(MAPI call failed)";
+    give({});
+    EXPECT_EQ(thrown([this] { std::ignore = mapi::entryId(object()); }), missing);
+    EXPECT_EQ(thrown([this] { std::ignore = mapi::parentEntryId(object()); }), missing);
+    EXPECT_THAT(log(), ElementsAre("mapi::entryId" + rethrown, "mapi::parentEntryId" + rethrown));
+}
+
+TEST_F(ObjectTest, IsAFolderByItsType)
+{
+    for (const LONG type : {3, 0, 1, 2, 4, 5, -3, 0x10003})
+    {
+        give({Property::number(PR_OBJECT_TYPE, type)});
+        EXPECT_EQ(mapi::isFolder(object()), type == 3) << type;
+    }
+    give({Property::error(PR_OBJECT_TYPE)});
+    EXPECT_FALSE(mapi::isFolder(object()));
+    give({});
+    EXPECT_FALSE(mapi::isFolder(object()));
+    EXPECT_FALSE(mapi::isFolder({}));
+    EXPECT_THAT(log(), IsEmpty());
+}
+
+TEST_F(ObjectTest, HasAName)
+{
+    give({Property::text(PR_DISPLAY_NAME_W, L"J\x00F6rg")});
+    EXPECT_EQ(mapi::displayName(object()), L"J\x00F6rg");
+    give({Property::nullText(PR_DISPLAY_NAME_W)});
+    EXPECT_EQ(mapi::displayName(object()), L"");
+    give({Property::error(PR_DISPLAY_NAME_W)});
+    EXPECT_EQ(mapi::displayName(object()), L"");
+    give({});
+    EXPECT_EQ(mapi::displayName(object()), L"(cannot resolve)");
+    EXPECT_EQ(mapi::displayName({}), L"(cannot resolve)");
+    EXPECT_THAT(log(), IsEmpty());
 }
 } // namespace

@@ -1,17 +1,15 @@
 #include "agent/mapi/ValuePtr.h"
 
+#include <memory>
 #include <type_traits>
 
-#include <gmock/gmock.h>
-
-#include "tests/support/MapiTest.h"
+#include "tests/mapi/MapiTest.h"
+#include "tests/mapi/MapiValues.h"
 
 namespace
 {
-using Call = support::TestRuntime::Call;
 using mapi::ValuePtr;
-using testing::ElementsAre;
-using testing::IsEmpty;
+using tests::makeBlock;
 
 static_assert(std::has_virtual_destructor_v<ValuePtr<_SPropValue>>);
 static_assert(!std::is_copy_constructible_v<ValuePtr<_SPropValue>>);
@@ -19,138 +17,80 @@ static_assert(!std::is_copy_assignable_v<ValuePtr<_SPropValue>>);
 static_assert(std::is_nothrow_move_constructible_v<ValuePtr<_SRestriction>>);
 static_assert(std::is_nothrow_move_assignable_v<ValuePtr<_SPropTagArray>>);
 
-class ValuePtrTest : public support::MapiTest
+class ValuePtrTest : public tests::MapiTest
 {
 protected:
-    SPropValue* block() { return m_runtime.allocate<SPropValue>(); }
+    static SPropValue* block() { return static_cast<SPropValue*>(makeBlock(sizeof(SPropValue))); }
 };
 
-TEST_F(ValuePtrTest, DestructorFreesTheBlock)
+TEST_F(ValuePtrTest, DestructorFreesTheBlockWithWhatIsChainedToIt)
 {
     {
         const ValuePtr<_SPropValue> value(block());
-        EXPECT_THAT(m_runtime.liveBlocks(), ElementsAre(1));
+        std::ignore = makeBlock(8, value.get());
+        EXPECT_TRUE(value);
+        EXPECT_EQ(liveBlocks(), 2);
+        const ValuePtr<_SPropValue> none;
+        EXPECT_FALSE(none);
+        EXPECT_FALSE(ValuePtr<_SPropValue>(nullptr));
     }
-    EXPECT_THAT(m_runtime.calls(), ElementsAre("MAPIFreeBuffer #1"));
+    EXPECT_EQ(liveBlocks(), 0);
 }
 
-TEST_F(ValuePtrTest, DestructorOfAnEmptyOneCallsNothing)
-{
-    {
-        const ValuePtr<_SPropValue> value;
-        EXPECT_EQ(value.get(), nullptr);
-        EXPECT_FALSE(value);
-        const ValuePtr<_SPropValue> null(nullptr);
-        EXPECT_FALSE(null);
-    }
-    EXPECT_THAT(m_runtime.calls(), IsEmpty());
-}
-
-TEST_F(ValuePtrTest, DestructorFreesWhatIsChainedToTheBlock)
-{
-    {
-        const ValuePtr<_SPropValue> value(block());
-        (void)m_runtime.allocate(8, value.get());
-        (void)m_runtime.allocate(9, value.get());
-    }
-    EXPECT_THAT(m_runtime.calls(), ElementsAre("MAPIFreeBuffer #1"));
-    EXPECT_THAT(m_runtime.liveBlocks(), IsEmpty());
-}
-
-TEST_F(ValuePtrTest, DestructorOfADerivedTypeRunsThroughTheBase)
-{
-    static bool s_destroyed;
-    s_destroyed = false;
-    struct Derived : ValuePtr<_SPropValue>
-    {
-        using ValuePtr::ValuePtr;
-        ~Derived() override { s_destroyed = true; }
-    };
-    std::unique_ptr<ValuePtr<_SPropValue>> base = std::make_unique<Derived>(block());
-    base.reset();
-    EXPECT_TRUE(s_destroyed);
-    EXPECT_THAT(m_runtime.liveBlocks(), IsEmpty());
-}
-
-TEST_F(ValuePtrTest, ResetFreesTheOldBlockAndTakesTheNewOneOver)
+TEST_F(ValuePtrTest, ResetAndPutFreeTheBlock)
 {
     ValuePtr<_SPropValue> value(block());
     SPropValue* const second = block();
     value.reset(second);
     EXPECT_EQ(value.get(), second);
-    EXPECT_THAT(m_runtime.calls(), ElementsAre("MAPIFreeBuffer #1"));
-    value.reset();
-    EXPECT_EQ(value.get(), nullptr);
-    EXPECT_THAT(m_runtime.calls(), ElementsAre("MAPIFreeBuffer #1", "MAPIFreeBuffer #2"));
-    value.reset();
-    EXPECT_EQ(m_runtime.calls().size(), 2u);
-}
-
-TEST_F(ValuePtrTest, FieldIsNullWhenTheOldBlockIsFreed)
-{
-    ValuePtr<_SPropValue> value(block());
-    std::vector<const void*> seen;
-    m_runtime.whenCalled(Call::FreeBuffer, [&] { seen.push_back(value.get()); });
-    value.reset(block());
-    value = ValuePtr<_SPropValue>(block());
-    (void)value.put();
-    EXPECT_THAT(seen, ElementsAre(nullptr, nullptr, nullptr));
-    m_runtime.whenCalled(Call::FreeBuffer, {});
-}
-
-TEST_F(ValuePtrTest, PutFreesTheBlockAndGivesTheEmptyField)
-{
-    ValuePtr<_SPropValue> value(block());
+    EXPECT_EQ(liveBlocks(), 1);
     SPropValue** const field = value.put();
-    EXPECT_THAT(m_runtime.calls(), ElementsAre("MAPIFreeBuffer #1"));
     EXPECT_EQ(*field, nullptr);
+    EXPECT_EQ(liveBlocks(), 0);
     *field = block();
     EXPECT_EQ(value.get(), *field);
+    value.reset();
+    EXPECT_EQ(value.get(), nullptr);
+    EXPECT_EQ(liveBlocks(), 0);
 }
 
-TEST_F(ValuePtrTest, MoveLeavesTheSourceEmpty)
+TEST_F(ValuePtrTest, MovesFreeTheOldBlockAndLeaveTheSourceEmpty)
 {
     ValuePtr<_SPropValue> source(block());
     SPropValue* const content = source.get();
-    ValuePtr<_SPropValue> target(std::move(source));
+    ValuePtr<_SPropValue> constructed(std::move(source));
     EXPECT_EQ(source.get(), nullptr);
-    EXPECT_EQ(target.get(), content);
-    EXPECT_THAT(m_runtime.calls(), IsEmpty());
-}
+    EXPECT_EQ(constructed.get(), content);
 
-TEST_F(ValuePtrTest, MoveAssignmentFreesTheOldBlock)
-{
-    ValuePtr<_SPropValue> source(block());
-    ValuePtr<_SPropValue> target(block());
-    SPropValue* const content = source.get();
-    target = std::move(source);
-    EXPECT_EQ(source.get(), nullptr);
-    EXPECT_EQ(target.get(), content);
-    EXPECT_THAT(m_runtime.calls(), ElementsAre("MAPIFreeBuffer #2"));
-
-    auto& itself = target;
-    target = std::move(itself);
-    EXPECT_EQ(target.get(), content);
-    EXPECT_EQ(m_runtime.calls().size(), 1u);
+    ValuePtr<_SPropValue> assigned(block());
+    assigned = std::move(constructed);
+    EXPECT_EQ(constructed.get(), nullptr);
+    EXPECT_EQ(assigned.get(), content);
+    EXPECT_EQ(liveBlocks(), 1);
+    auto& itself = assigned;
+    assigned = std::move(itself);
+    EXPECT_EQ(assigned.get(), content);
+    EXPECT_EQ(liveBlocks(), 1);
 }
 
 TEST_F(ValuePtrTest, ReleaseGivesTheBlockAway)
 {
     ValuePtr<_SPropValue> value(block());
-    SPropValue* const content = value.release();
+    const ValuePtr<_SPropValue> owner(value.release());
     EXPECT_EQ(value.get(), nullptr);
-    EXPECT_THAT(m_runtime.calls(), IsEmpty());
-    mapi::MAPIFreeBuffer(content);
+    EXPECT_EQ(liveBlocks(), 1);
 }
 
 TEST_F(ValuePtrTest, BlockStaysWithoutAWordWhenMapiFreeBufferCannotBeBound)
 {
+    SPropValue* const content = block();
     {
-        const ValuePtr<_SPropValue> value(block());
-        m_runtime.hide();
+        const ValuePtr<_SPropValue> value(content);
+        hideRuntime();
     }
-    EXPECT_THAT(m_runtime.calls(), IsEmpty());
-    EXPECT_EQ(m_runtime.freeLeftBlocks(), 1u);
-    EXPECT_THAT(log(), IsEmpty());
+    showRuntime();
+    EXPECT_EQ(liveBlocks(), 1);
+    EXPECT_THAT(log(), testing::IsEmpty());
+    mapi::MAPIFreeBuffer(content);
 }
 } // namespace
