@@ -43,11 +43,6 @@ void requireInitialized()
     return Runtime::instance().isInitialized() ? Runtime::instance().mailbox() : nullptr;
 }
 
-[[nodiscard]] std::optional<HRESULT> plannedFor(const char* name, const Mailbox* mailbox)
-{
-    return mailbox != nullptr ? mailbox->results().find({}, name) : std::nullopt;
-}
-
 /// Runs the body of a flat function. The mailbox is held meanwhile.
 template <class Describe, class Work>
 HRESULT serveFlat(const char* name, Describe&& describe, Work&& work) noexcept
@@ -56,12 +51,8 @@ HRESULT serveFlat(const char* name, Describe&& describe, Work&& work) noexcept
                  [&]
                  {
                      const std::shared_ptr<Mailbox> mailbox = servedMailbox();
-                     return answerAs(plannedFor(name, mailbox.get()),
-                                     [&]
-                                     {
-                                         requireInitialized();
-                                         return work(mailbox);
-                                     });
+                     requireInitialized();
+                     return work(mailbox);
                  });
 }
 
@@ -89,10 +80,9 @@ void initialize(const InitParameters* parameters)
 HRESULT STDAPICALLTYPE MAPIInitialize(void* init)
 {
     const auto* parameters = static_cast<const InitParameters*>(init);
-    std::shared_ptr<Mailbox> mailbox;
     try
     {
-        mailbox = Runtime::instance().mailbox(); // before the call begins: the file may plan for it
+        (void)Runtime::instance().mailbox(); // before the call begins: the file may plan for it
     }
     catch (...)
     {
@@ -102,12 +92,8 @@ HRESULT STDAPICALLTYPE MAPIInitialize(void* init)
         "MAPIInitialize", noTarget, [&] { return describe(parameters); },
         [&]
         {
-            return answerAs(plannedFor("MAPIInitialize", mailbox.get()),
-                            [&]
-                            {
-                                initialize(parameters);
-                                return S_OK;
-                            });
+            initialize(parameters);
+            return S_OK;
         });
 }
 

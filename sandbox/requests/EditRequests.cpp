@@ -5,7 +5,8 @@
 #include <utility>
 #include <vector>
 
-#include "sandbox/mailbox/reading/Places.h"
+#include "sandbox/mailbox/reading/ObjectPaths.h"
+#include "sandbox/mailbox/reading/SchemaCheck.h"
 #include "sandbox/requests/Listing.h"
 #include "sandbox/requests/RawEvent.h"
 #include "sandbox/requests/ServedMailbox.h"
@@ -19,86 +20,73 @@ namespace
     return Json{{"entryId", toHex(object.entryId())}};
 }
 
-[[nodiscard]] Json addContact(JsonObject& request, Mailbox& mailbox, MailboxEdits& edits)
+[[nodiscard]] Json addContact(const JsonObject& request, Mailbox& mailbox, MailboxEdits& edits)
 {
-    const std::shared_ptr<Folder> folder = folderAt(mailbox, request.require("folder"), request.pathOf("folder"));
-    const Json& contact = request.require("contact");
-    request.finish();
+    const std::shared_ptr<Folder> folder = folderAt(mailbox, request.at("folder"), request.pathOf("folder"));
+    const Json& contact = request.at("contact");
     return identified(*edits.addContact(folder, contact, request.pathOf("contact")));
 }
 
-[[nodiscard]] Json addFolder(JsonObject& request, Mailbox& mailbox, MailboxEdits& edits)
+[[nodiscard]] Json addFolder(const JsonObject& request, Mailbox& mailbox, MailboxEdits& edits)
 {
-    const std::shared_ptr<Folder> parent = folderAt(mailbox, request.require("parent"), request.pathOf("parent"));
-    const Json& folder = request.require("folder");
-    request.finish();
+    const std::shared_ptr<Folder> parent = folderAt(mailbox, request.at("parent"), request.pathOf("parent"));
+    const Json& folder = request.at("folder");
     return identified(*edits.addFolder(parent, folder, request.pathOf("folder")));
 }
 
-[[nodiscard]] Json editContact(JsonObject& request, Mailbox& mailbox, MailboxEdits& edits)
+[[nodiscard]] Json editContact(const JsonObject& request, Mailbox& mailbox, MailboxEdits& edits)
 {
-    const std::shared_ptr<Message> message = messageAt(mailbox, request.require("contact"), request.pathOf("contact"));
-    const Json& set = request.require("set");
-    request.finish();
+    const std::shared_ptr<Message> message = messageAt(mailbox, request.at("contact"), request.pathOf("contact"));
+    const Json& set = request.at("set");
     edits.editContact(message, set, request.pathOf("set"));
     return Json::object();
 }
 
-[[nodiscard]] Json editFolder(JsonObject& request, Mailbox& mailbox, MailboxEdits& edits)
+[[nodiscard]] Json editFolder(const JsonObject& request, Mailbox& mailbox, MailboxEdits& edits)
 {
-    const std::shared_ptr<Folder> folder = folderAt(mailbox, request.require("folder"), request.pathOf("folder"));
-    const Json& set = request.require("set");
-    request.finish();
+    const std::shared_ptr<Folder> folder = folderAt(mailbox, request.at("folder"), request.pathOf("folder"));
+    const Json& set = request.at("set");
     edits.editFolder(folder, set, request.pathOf("set"));
     return Json::object();
 }
 
-[[nodiscard]] Json editStore(JsonObject& request, Mailbox& mailbox, MailboxEdits& edits)
+[[nodiscard]] Json editStore(const JsonObject& request, Mailbox& mailbox, MailboxEdits& edits)
 {
-    const std::shared_ptr<Store> store = storeAt(mailbox, request.require("store"), request.pathOf("store"));
-    const Json& set = request.require("set");
-    request.finish();
+    const std::shared_ptr<Store> store = storeAt(mailbox, request.at("store"), request.pathOf("store"));
+    const Json& set = request.at("set");
     edits.editStore(store, set, request.pathOf("set"));
     return Json::object();
 }
 
-[[nodiscard]] Json move(JsonObject& request, Mailbox& mailbox, MailboxEdits& edits)
+[[nodiscard]] Json move(const JsonObject& request, Mailbox& mailbox, MailboxEdits& edits)
 {
     const std::string path = request.pathOf("object");
-    const std::shared_ptr<MailboxObject> object = objectAt(mailbox, request.require("object"), path);
-    const std::shared_ptr<Folder> target = folderAt(mailbox, request.require("to"), request.pathOf("to"));
-    const Json* keepId = request.find("keepId");
-    request.finish();
-    const bool keeps = keepId != nullptr && readBoolean(*keepId, request.pathOf("keepId"));
-    return withPlace(path, [&] { return identified(*edits.move(object, target, keeps)); });
+    const std::shared_ptr<MailboxObject> object = objectAt(mailbox, request.at("object"), path);
+    const std::shared_ptr<Folder> target = folderAt(mailbox, request.at("to"), request.pathOf("to"));
+    return withPath(path, [&] { return identified(*edits.move(object, target, request.value("keepId", false))); });
 }
 
-[[nodiscard]] Json copy(JsonObject& request, Mailbox& mailbox, MailboxEdits& edits)
+[[nodiscard]] Json copy(const JsonObject& request, Mailbox& mailbox, MailboxEdits& edits)
 {
     const std::string path = request.pathOf("object");
-    const std::shared_ptr<MailboxObject> object = objectAt(mailbox, request.require("object"), path);
-    const std::shared_ptr<Folder> target = folderAt(mailbox, request.require("to"), request.pathOf("to"));
-    request.finish();
-    return withPlace(path, [&] { return identified(*edits.copy(object, target)); });
+    const std::shared_ptr<MailboxObject> object = objectAt(mailbox, request.at("object"), path);
+    const std::shared_ptr<Folder> target = folderAt(mailbox, request.at("to"), request.pathOf("to"));
+    return withPath(path, [&] { return identified(*edits.copy(object, target)); });
 }
 
-[[nodiscard]] Json remove(JsonObject& request, Mailbox& mailbox, MailboxEdits& edits)
+[[nodiscard]] Json remove(const JsonObject& request, Mailbox& mailbox, MailboxEdits& edits)
 {
     const std::string path = request.pathOf("object");
-    const std::shared_ptr<MailboxObject> object = objectAt(mailbox, request.require("object"), path);
-    request.finish();
-    withPlace(path, [&] { edits.remove(object); });
+    const std::shared_ptr<MailboxObject> object = objectAt(mailbox, request.at("object"), path);
+    withPath(path, [&] { edits.remove(object); });
     return Json::object();
 }
 
-[[nodiscard]] Json inject(JsonObject& request, Mailbox& mailbox, MailboxEdits& edits)
+[[nodiscard]] Json inject(const JsonObject& request, Mailbox& mailbox, MailboxEdits& edits)
 {
-    const std::shared_ptr<Store> store = storeAt(mailbox, request.require("store"), request.pathOf("store"));
+    const std::shared_ptr<Store> store = storeAt(mailbox, request.at("store"), request.pathOf("store"));
     const std::string path = request.pathOf("notifications");
-    const Json& notifications = requireList(request.require("notifications"), path);
-    request.finish();
-    if (notifications.empty())
-        failAt(path, "must have at least one notification");
+    const Json& notifications = request.at("notifications");
     std::size_t index = 0;
     for (const Json& notification : notifications)
         edits.inject(*store, readRawEvent(mailbox, notification, elementPath(path, index++)));
@@ -108,7 +96,7 @@ namespace
 struct EditRequest
 {
     std::string_view name;
-    Json (*make)(JsonObject& request, Mailbox& mailbox, MailboxEdits& edits);
+    Json (*make)(const JsonObject& request, Mailbox& mailbox, MailboxEdits& edits);
 };
 
 constexpr EditRequest editRequests[] = {
@@ -129,7 +117,7 @@ bool isEdit(std::string_view name)
     return std::ranges::find(editRequests, name, &EditRequest::name) != std::end(editRequests);
 }
 
-Json makeEdit(std::string_view name, JsonObject& request, Mailbox& mailbox, MailboxEdits& edits)
+Json makeEdit(std::string_view name, const JsonObject& request, Mailbox& mailbox, MailboxEdits& edits)
 {
     return std::ranges::find(editRequests, name, &EditRequest::name)->make(request, mailbox, edits);
 }
@@ -138,8 +126,8 @@ namespace
 {
 [[nodiscard]] Json answerOne(const Json& json, const std::string& path, Mailbox& mailbox, MailboxEdits& edits)
 {
-    JsonObject request(json, path);
-    const std::string& name = requireText(request.require("do"), request.pathOf("do"));
+    const std::string& name = checkRequest(json, path);
+    const JsonObject request(json, path);
     Json answer;
     if (isEdit(name))
         answer = makeEdit(name, request, mailbox, edits);
@@ -152,11 +140,10 @@ namespace
 }
 } // namespace
 
-Json answerBatch(JsonObject& request, HANDLE)
+Json answerBatch(const JsonObject& request, HANDLE)
 {
     const std::string path = request.pathOf("requests");
-    const Json& requests = requireList(request.require("requests"), path);
-    request.finish();
+    const Json& requests = request.at("requests");
     Json answers = Json::array();
     return editServedMailbox(
         [&](Mailbox& mailbox, MailboxEdits& edits)

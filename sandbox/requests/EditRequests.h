@@ -16,9 +16,9 @@ namespace sandbox
 
 /// Makes the edit of a request whose "do" is taken already, and gives what the answer has. The mailbox is locked.
 /// Throws as MailboxEdits does, but MailboxError only.
-[[nodiscard]] Json makeEdit(std::string_view name, JsonObject& request, Mailbox& mailbox, MailboxEdits& edits);
+[[nodiscard]] Json makeEdit(std::string_view name, const JsonObject& request, Mailbox& mailbox, MailboxEdits& edits);
 
 /// Answers a request "batch", whose "do" is taken already: several edits whose notifications arrive together. Makes all of
 /// them, or throws MailboxError and has made none.
-[[nodiscard]] Json answerBatch(JsonObject& request, HANDLE stop);
+[[nodiscard]] Json answerBatch(const JsonObject& request, HANDLE stop);
 } // namespace sandbox

@@ -6,7 +6,7 @@
 
 #include "mapiabi/MapiTags.h"
 #include "sandbox/mailbox/model/Text.h"
-#include "sandbox/mailbox/reading/Places.h"
+#include "sandbox/mailbox/reading/ObjectPaths.h"
 
 namespace sandbox
 {
@@ -77,10 +77,9 @@ void putText(Json& item, const char* key, const std::optional<Property>& propert
 }
 } // namespace
 
-Json listItems(JsonObject& request, const Mailbox& mailbox)
+Json listItems(const JsonObject& request, const Mailbox& mailbox)
 {
     const Json* objectPath = request.find("path");
-    request.finish();
     Json items = Json::array();
     if (objectPath == nullptr)
     {

@@ -7,5 +7,5 @@
 namespace sandbox
 {
 /// The answer of a request "list", whose "do" is taken already. The mailbox is locked. Throws MailboxError.
-[[nodiscard]] Json listItems(JsonObject& request, const Mailbox& mailbox);
+[[nodiscard]] Json listItems(const JsonObject& request, const Mailbox& mailbox);
 } // namespace sandbox

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <span>
 
-#include "sandbox/mailbox/reading/Places.h"
+#include "sandbox/mailbox/reading/ObjectPaths.h"
 #include "sandbox/mailbox/reading/PublishedNames.h"
 
 namespace sandbox
@@ -43,34 +43,29 @@ constexpr NamedNumber objectTypes[] = {
 [[nodiscard]] ULONG readNumber(const Json& value, const std::string& path, std::span<const NamedNumber> names)
 {
     if (!value.is_string())
-        return readCount(value, path, std::numeric_limits<ULONG>::max());
-    const std::string& text = value.get_ref<const std::string&>();
+        return value.get<ULONG>();
+    const auto& text = value.get_ref<const std::string&>();
     if (const auto named = std::ranges::find(names, text, &NamedNumber::name); named != names.end())
         return named->number;
     const std::optional<ULONG> number = hexNumberOf(text);
     if (!number)
-        failAt(path, "must be a number, 0x and up to eight digits, or a published name like \"" +
-                         std::string(names.front().name) + "\"");
+        failAt(path, "there is no published name '" + text + "'; they are like \"" + std::string(names.front().name) +
+                         "\", and others can be written as a number");
     return *number;
 }
 
 [[nodiscard]] EventId readOddId(const Json& value, const std::string& path)
 {
-    JsonObject object(value, path);
-    const Json* bytes = object.find("bytes");
-    const Json* size = object.find("size");
-    object.finish();
-    if (bytes == nullptr && size == nullptr)
-        failAt(path, "must have 'bytes' or 'size'");
+    const JsonObject object(value, path);
     EventId id;
-    if (bytes != nullptr)
+    if (const Json* bytes = object.find("bytes"))
         id.bytes = readHex(*bytes, object.pathOf("bytes"));
-    if (size != nullptr)
-        id.size = readCount(*size, object.pathOf("size"), std::numeric_limits<ULONG>::max());
+    if (const Json* size = object.find("size"))
+        id.size = size->get<ULONG>();
     return id;
 }
 
-[[nodiscard]] EventId readId(const Mailbox& mailbox, JsonObject& notification, std::string_view key)
+[[nodiscard]] EventId readId(const Mailbox& mailbox, const JsonObject& notification, std::string_view key)
 {
     const Json* value = notification.find(key);
     if (value == nullptr)
@@ -78,7 +73,7 @@ constexpr NamedNumber objectTypes[] = {
     const std::string path = notification.pathOf(key);
     if (value->is_object())
         return readOddId(*value, path);
-    const std::string& text = requireText(*value, path);
+    const auto& text = value->get_ref<const std::string&>();
     if (!text.starts_with('#'))
         return {objectAt(mailbox, *value, path)->entryId(), std::nullopt};
     std::optional<Bytes> bytes = fromHex(text.substr(1));
@@ -98,10 +93,10 @@ constexpr NamedNumber objectTypes[] = {
 
 StoreEvent readRawEvent(const Mailbox& mailbox, const Json& json, const std::string& path)
 {
-    JsonObject notification(json, path);
+    const JsonObject notification(json, path);
     StoreEvent event;
-    event.type = readNumber(notification.require("event"), notification.pathOf("event"), eventTypes);
-    event.objectType = readNumber(notification.require("objectType"), notification.pathOf("objectType"), objectTypes);
+    event.type = readNumber(notification.at("event"), notification.pathOf("event"), eventTypes);
+    event.objectType = readNumber(notification.at("objectType"), notification.pathOf("objectType"), objectTypes);
     event.entryId = readId(mailbox, notification, "entryId");
     event.parentId = readId(mailbox, notification, "parentId");
     event.oldId = readId(mailbox, notification, "oldId");
@@ -109,10 +104,9 @@ StoreEvent readRawEvent(const Mailbox& mailbox, const Json& json, const std::str
     if (const Json* tags = notification.find("propTags"))
     {
         const std::string tagsPath = notification.pathOf("propTags");
-        for (const Json& tag : requireList(*tags, tagsPath))
+        for (const Json& tag : *tags)
             event.propTags.push_back(readPropTag(tag, elementPath(tagsPath, event.propTags.size())));
     }
-    notification.finish();
     return event;
 }
 } // namespace sandbox

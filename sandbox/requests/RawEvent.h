@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "sandbox/mailbox/edits/StoreEvent.h"
+#include "sandbox/mailbox/model/StoreEvent.h"
 #include "sandbox/mailbox/model/Mailbox.h"
 #include "sandbox/mailbox/reading/JsonObject.h"
 

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "sandbox/mailbox/reading/JsonText.h"
+#include "sandbox/mailbox/reading/SchemaCheck.h"
 #include "sandbox/requests/EditRequests.h"
 #include "sandbox/requests/Listing.h"
 #include "sandbox/requests/RunRequests.h"
@@ -15,7 +16,7 @@ namespace sandbox
 {
 namespace
 {
-[[nodiscard]] Json list(JsonObject& request, HANDLE)
+[[nodiscard]] Json list(const JsonObject& request, HANDLE)
 {
     const std::shared_ptr<Mailbox> mailbox = servedMailbox();
     const std::lock_guard lock(mailbox->mutex());
@@ -25,7 +26,7 @@ namespace
 struct Request
 {
     std::string_view name;
-    Json (*answer)(JsonObject& request, HANDLE stop);
+    Json (*answer)(const JsonObject& request, HANDLE stop);
 };
 
 // Beside the edits.
@@ -43,14 +44,12 @@ constexpr Request requests[] = {
 [[nodiscard]] Json answer(const std::string& line, HANDLE stop)
 {
     const Json json = parseJson(line);
-    JsonObject request(json, "");
-    const std::string& name = requireText(request.require("do"), request.pathOf("do"));
+    const std::string& name = checkRequest(json, "");
+    const JsonObject request(json, "");
     if (isEdit(name))
         return editServedMailbox([&](Mailbox& mailbox, MailboxEdits& edits)
                                  { return makeEdit(name, request, mailbox, edits); });
     const auto* known = std::ranges::find(requests, name, &Request::name);
-    if (known == std::end(requests))
-        failAt(request.pathOf("do"), "there is no request '" + name + "'");
     return known->answer(request, stop);
 }
 

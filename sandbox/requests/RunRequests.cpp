@@ -20,7 +20,6 @@ namespace
 using std::chrono::milliseconds;
 
 constexpr std::uint32_t usualTimeout = 10'000;
-constexpr std::uint32_t longestTimeout = 3'600'000;
 
 /// What is waited for: whether it came about, and the words for that it didn't.
 struct Outcome
@@ -29,27 +28,20 @@ struct Outcome
     std::string missing;
 };
 
-[[nodiscard]] Outcome waitFor(const std::string& word, JsonObject& request, milliseconds timeout, HANDLE stop)
+[[nodiscard]] Outcome waitFor(const std::string& word, const JsonObject& request, milliseconds timeout, HANDLE stop)
 {
     if (word == "idle")
     {
-        request.finish();
         return {Delivery::instance().waitUntilIdle(timeout, stop), "not every notification has been handled"};
     }
     if (word == "advised")
     {
-        const std::uint32_t count = readCount(request.require("count"), request.pathOf("count"), 1'000'000);
-        request.finish();
+        const std::uint32_t count = request.at("count").get<std::uint32_t>();
         return {Delivery::instance().waitUntilAdvised(count, timeout, stop),
                 "there are fewer than " + std::to_string(count) + " subscriptions"};
     }
-    if (word == "held")
-    {
-        const std::string& hold = requireText(request.require("hold"), request.pathOf("hold"));
-        request.finish();
-        return {plans::waitUntilHeld(hold, timeout, stop), "no call waits at '" + hold + "'"};
-    }
-    failAt(request.pathOf("for"), "must be \"idle\", \"advised\" or \"held\"");
+    const auto& hold = request.at("hold").get_ref<const std::string&>();
+    return {plans::waitUntilHeld(hold, timeout, stop), "no call waits at '" + hold + "'"};
 }
 
 [[nodiscard]] Json itemOf(const JournalEntry& entry)
@@ -73,7 +65,7 @@ struct Outcome
 }
 } // namespace
 
-Json answerPlan(JsonObject& request, HANDLE)
+Json answerPlan(const JsonObject& request, HANDLE)
 {
     std::optional<Plan> plan;
     {
@@ -85,28 +77,24 @@ Json answerPlan(JsonObject& request, HANDLE)
     return Json::object();
 }
 
-Json answerClearPlans(JsonObject& request, HANDLE)
+Json answerClearPlans(const JsonObject&, HANDLE)
 {
-    request.finish();
     plans::clear();
     return Json::object();
 }
 
-Json answerRelease(JsonObject& request, HANDLE)
+Json answerRelease(const JsonObject& request, HANDLE)
 {
-    const std::string& hold = requireText(request.require("hold"), request.pathOf("hold"));
-    request.finish();
+    const std::string& hold = request.at("hold").get_ref<const std::string&>();
     if (!plans::release(hold))
         failAt(request.pathOf("hold"), "no plan has the hold '" + hold + "'");
     return Json::object();
 }
 
-Json answerWait(JsonObject& request, HANDLE stop)
+Json answerWait(const JsonObject& request, HANDLE stop)
 {
-    const std::string& word = requireText(request.require("for"), request.pathOf("for"));
-    std::uint32_t timeout = usualTimeout;
-    if (const Json* said = request.find("timeout"))
-        timeout = readCount(*said, request.pathOf("timeout"), longestTimeout);
+    const std::string& word = request.at("for").get_ref<const std::string&>();
+    const auto timeout = request.value("timeout", usualTimeout);
     const Outcome outcome = waitFor(word, request, milliseconds(timeout), stop);
     if (!outcome.reached && stop != nullptr && WaitForSingleObject(stop, 0) == WAIT_OBJECT_0)
         throw MailboxError("the sandbox ends: " + outcome.missing);
@@ -115,9 +103,8 @@ Json answerWait(JsonObject& request, HANDLE stop)
     return Json::object();
 }
 
-Json answerSubscriptions(JsonObject& request, HANDLE)
+Json answerSubscriptions(const JsonObject&, HANDLE)
 {
-    request.finish();
     Json subscriptions = Json::array();
     for (const Subscription& subscription : Delivery::instance().subscriptions())
     {
@@ -128,22 +115,17 @@ Json answerSubscriptions(JsonObject& request, HANDLE)
     return Json{{"subscriptions", std::move(subscriptions)}};
 }
 
-Json answerJournal(JsonObject& request, HANDLE)
+Json answerJournal(const JsonObject& request, HANDLE)
 {
-    const std::string& action = requireText(request.require("action"), request.pathOf("action"));
-    const Json* clear = action == "read" ? request.find("clear") : nullptr;
-    request.finish();
-    const bool clears = clear != nullptr && readBoolean(*clear, request.pathOf("clear"));
+    const std::string& action = request.at("action").get_ref<const std::string&>();
     if (action == "start")
         journal::start();
     else if (action == "stop")
         journal::stop();
     else if (action == "clear")
         journal::clear();
-    else if (action == "read")
-        return readJournal(clears);
     else
-        failAt(request.pathOf("action"), "must be \"start\", \"stop\", \"clear\" or \"read\"");
+        return readJournal(request.value("clear", false));
     return Json::object();
 }
 } // namespace sandbox

@@ -3,11 +3,11 @@
 #include <sstream>
 
 #include "mapiabi/MapiTags.h"
-#include "sandbox/mailbox/reading/ContactNames.h"
-#include "sandbox/mailbox/reading/MailboxReader.h"
 #include "sandbox/mailbox/model/Message.h"
-#include "sandbox/mailbox/reading/Places.h"
+#include "sandbox/mailbox/model/NameMapping.h"
 #include "sandbox/mailbox/model/Text.h"
+#include "sandbox/mailbox/reading/MailboxReader.h"
+#include "sandbox/mailbox/reading/ObjectPaths.h"
 
 using namespace sandbox;
 
@@ -61,8 +61,7 @@ namespace
 
 void describe(std::ostream& out, const Mailbox& mailbox, const std::shared_ptr<MailboxObject>& object)
 {
-    out << object->type() << ' ' << idOf(*object) << ' ' << toHex(object->shortTermId()) << ' ' << object->openResult()
-        << ' ' << object->results().find("", "GetProps").value_or(S_OK);
+    out << object->type() << ' ' << idOf(*object) << ' ' << toHex(object->shortTermId());
     std::vector<Bytes> ids = object->explicitIds();
     ids.push_back(object->entryId());
     ids.push_back(object->shortTermId());

@@ -47,7 +47,7 @@ public:
     [[nodiscard]] std::string refusal(const Edit& edit);
 
     /// All that can be seen of the mailbox, in a text that differs when any of it differs: each object with its identifiers,
-    /// what they open, its properties, its row, its planned answers, and the numbers that come next.
+    /// what they open, its properties, its row, and the numbers that come next.
     [[nodiscard]] std::string wholeState() const;
 
 private:

@@ -4,8 +4,8 @@
 #include <gtest/gtest.h>
 
 #include "mapiabi/MapiTags.h"
-#include "sandbox/mailbox/reading/ContactNames.h"
 #include "sandbox/mailbox/model/EntryIds.h"
+#include "sandbox/mailbox/model/NameMapping.h"
 #include "sandbox/mailbox/reading/MailboxReader.h"
 
 using namespace sandbox;

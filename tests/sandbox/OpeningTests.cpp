@@ -11,16 +11,23 @@ namespace
 {
 const char* const mailbox = R"({
   "addressBook": {"u": {"entryId": "0000000077", "displayName": "User", "smtpAddress": "u@example.com"},
-                  "gone": {"entryId": "0000000078", "openError": "MAPI_E_NOT_FOUND"}},
+                  "gone": {"entryId": "0000000078"}},
   "stores": [
     {"name": "One", "folders": [
       {"name": "F", "aliases": ["8000000033"], "shortTermIds": true, "messages": [
         {"entryId": "0000000011", "displayName": "m"},
-        {"entryId": "0000000012", "openError": "MAPI_E_NO_ACCESS"},
-        {"entryId": "0000000013", "openError": "0x00040203"}]},
-      {"name": "G", "openError": "MAPI_E_CORRUPT_DATA"}]},
-    {"name": "Two", "openError": "MAPI_E_LOGON_FAILED"},
-    {"name": "Three", "openError": "MAPI_W_ERRORS_RETURNED"}]})";
+        {"entryId": "0000000012"},
+        {"entryId": "0000000013"}]},
+      {"name": "G"}]},
+    {"name": "Two"},
+    {"name": "Three"}],
+  "plans": [
+    {"opens": "@gone", "result": "MAPI_E_NOT_FOUND", "times": 0},
+    {"opens": "#0000000012", "result": "MAPI_E_NO_ACCESS", "times": 0},
+    {"opens": "#0000000013", "result": "0x00040203", "times": 0},
+    {"opens": "One/G", "result": "MAPI_E_CORRUPT_DATA", "times": 0},
+    {"opens": "Two", "result": "MAPI_E_LOGON_FAILED", "times": 0},
+    {"method": "IMAPISession::OpenMsgStore", "opens": "Three", "result": "MAPI_W_ERRORS_RETURNED", "times": 0}]})";
 
 class OpeningTest : public SandboxTest
 {

@@ -8,7 +8,6 @@
 
 using namespace sandbox;
 using namespace sandboxtest;
-using testing::StartsWith;
 
 namespace
 {
@@ -83,7 +82,6 @@ TEST_F(PlanRequestsTest, RefusesPlansThatCanNotBeMeant)
         keys["do"] = "plan";
         return refused(keys);
     };
-    EXPECT_EQ(plan({{"result", "MAPI_E_NO_ACCESS"}}), "/: 'method' is missing");
     EXPECT_EQ(plan({{"method", "GetProps"}, {"result", "MAPI_E_NO_ACCESS"}}),
               "/method: there is no call 'GetProps'; there is IMAPIProp::GetProps");
     EXPECT_EQ(plan({{"method", "IMAPIFolder::OpenEntry"}, {"result", "MAPI_E_NO_ACCESS"}}),
@@ -91,13 +89,8 @@ TEST_F(PlanRequestsTest, RefusesPlansThatCanNotBeMeant)
               "IMAPISession::OpenEntry, IMsgStore::OpenEntry");
     EXPECT_EQ(plan({{"method", "Dance"}, {"result", "MAPI_E_NO_ACCESS"}}),
               "/method: there is no call 'Dance'; calls are like MAPIAllocateBuffer and IMAPIProp::GetProps");
-    EXPECT_EQ(plan({{"method", "MAPILogonEx"}}), "/: a plan needs a 'result', a 'delay' or a 'hold'");
     EXPECT_EQ(plan({{"method", "MAPILogonEx"}, {"result", "MAPI_E_NONE"}}),
-              "/result: must be a result: a published name, or 0x and up to eight digits");
-    EXPECT_EQ(plan({{"method", "MAPILogonEx"}, {"delay", 3'600'001}}), "/delay: must be an integer from 0 to 3600000");
-    EXPECT_EQ(plan({{"method", "MAPILogonEx"}, {"delay", 1}, {"call", 0}}),
-              "/call: must be an integer from 1 to 9223372036854775807");
-    EXPECT_EQ(plan({{"method", "MAPILogonEx"}, {"hold", ""}}), "/hold: must be a name");
+              "/result: no result has this name; others can be written as 0x and up to eight digits");
     EXPECT_EQ(plan({{"method", "IMAPIProp::GetProps"}, {"on", "Mailbox/C"}, {"delay", 1}}),
               "/on: there is no 'C' where 'Mailbox/C' has it");
     EXPECT_EQ(plan({{"method", "IMsgStore::Advise"}, {"on", "Mailbox/A"}, {"delay", 1}}),
@@ -111,9 +104,6 @@ TEST_F(PlanRequestsTest, RefusesPlansThatCanNotBeMeant)
     EXPECT_EQ(plan({{"opens", "@nobody"}, {"delay", 1}}), "/opens: the address book has no 'nobody'");
     EXPECT_EQ(plan({{"method", "IMAPIContainer::OpenEntry"}, {"table", "contents"}, {"delay", 1}}),
               "/table: is for methods of IMAPITable");
-    EXPECT_EQ(plan({{"method", "IMAPITable::FindRow"}, {"table", "rows"}, {"delay", 1}}),
-              "/table: must be \"stores\", \"contents\" or \"hierarchy\"");
-    EXPECT_THAT(plan({{"method", "MAPILogonEx"}, {"delay", 1}, {"after", 1}}), StartsWith("/after: unknown key"));
     EXPECT_EQ(refused({{"do", "release"}, {"hold", "gate"}}), "/hold: no plan has the hold 'gate'");
 }
 
@@ -148,10 +138,10 @@ TEST_F(PlanRequestsTest, RefusesAMailboxWithAPlanThatCanNotBeMeant)
         }
     };
     EXPECT_EQ(complaint(R"({"plans":[{"method":"MAPILogonEx","delay":1},{"method":"LogonEx","delay":1}]})"),
-              "/plans/1/method: there is no call 'LogonEx'; calls are like MAPIAllocateBuffer and IMAPIProp::GetProps");
+              "line 1, column 47: /plans/1/method: there is no call 'LogonEx'; calls are like MAPIAllocateBuffer and "
+              "IMAPIProp::GetProps");
     EXPECT_EQ(complaint(R"({"plans":[{"method":"IMsgStore::OpenEntry","on":"Mailbox","delay":1}]})"),
-              "/plans/0/on: there is no store 'Mailbox'");
-    EXPECT_EQ(complaint(R"({"plans":{}})"), "/plans: must be a list");
+              "line 1, column 44: /plans/0/on: there is no store 'Mailbox'");
 }
 
 TEST(PlansOfAFileTest, AreInForceBeforeTheFirstCallAndComeAnewWithTheFile)

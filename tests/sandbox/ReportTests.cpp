@@ -73,9 +73,10 @@ TEST_F(ReportTest, WritesNoReportUnasked)
 
 TEST_F(ReportTest, ComplainsAboutABadMailboxWithItsPlace)
 {
-    writeMailbox("{\n  \"stores\": [ { \"nam\": \"S\" } ]\n}\n");
+    writeMailbox("{\n  \"stores\": [ { \"default\": true } ]\n}\n");
     EXPECT_EQ(run(), 1u);
-    EXPECT_THAT(errors(), MatchesRegex("LinkwellSandbox: .*mailbox.json: /stores/0: 'name' is missing\n"));
+    EXPECT_THAT(errors(),
+                MatchesRegex("LinkwellSandbox: .*mailbox.json: line 2, column 15: /stores/0: 'name' is missing\n"));
     writeMailbox("{\n  \"stores\": [\n}\n");
     EXPECT_EQ(run(), 1u);
     EXPECT_THAT(errors(), HasSubstr("mailbox.json: line 3, column 1: unexpected '}'"));

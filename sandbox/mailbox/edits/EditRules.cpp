@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <unordered_map>
 
-#include "sandbox/mailbox/reading/FolderReader.h"
 #include "sandbox/mailbox/model/MailboxError.h"
 #include "sandbox/mailbox/model/Message.h"
 #include "sandbox/mailbox/model/Store.h"
+#include "sandbox/mailbox/reading/FolderReader.h"
 
 namespace sandbox
 {
@@ -57,8 +57,8 @@ void requireRoomBelow(const Folder& folder, const Folder& target, const std::str
     require(&folder != &target, "a folder can't be " + done + " into itself");
     for (std::shared_ptr<Folder> above = target.parent(); above; above = above->parent())
         require(above.get() != &folder, "a folder can't be " + done + " into a folder below itself");
-    require(levelsAbove(target) + heightOf(folder) <= s_deepestNesting + 1,
-            "folders would be nested deeper than " + std::to_string(s_deepestNesting) + " levels");
+    require(levelsAbove(target) + heightOf(folder) <= deepestNesting + 1,
+            "folders would be nested deeper than " + std::to_string(deepestNesting) + " levels");
 }
 } // namespace
 

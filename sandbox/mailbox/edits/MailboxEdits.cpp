@@ -3,10 +3,10 @@
 #include <utility>
 
 #include "mapiabi/MapiTags.h"
-#include "sandbox/mailbox/reading/ChangeReader.h"
 #include "sandbox/mailbox/edits/EditRules.h"
-#include "sandbox/mailbox/reading/FolderReader.h"
 #include "sandbox/mailbox/edits/ObjectCopier.h"
+#include "sandbox/mailbox/reading/DescriptionReader.h"
+#include "sandbox/mailbox/reading/FolderReader.h"
 
 namespace sandbox
 {
@@ -62,8 +62,8 @@ std::shared_ptr<Message> MailboxEdits::addContact(const std::shared_ptr<Folder>&
     undoAdding(folder);
     const std::shared_ptr<Message> message =
         FolderReader(m_mailbox, storeOf(*folder)).readMessage(contact, path, folder);
-    m_news.tell(folder->store(), fnevObjectCreated, *message, placeOf(*message));
-    m_news.contentsChanged(folder);
+    m_events.add(folder->store(), fnevObjectCreated, *message, placeOf(*message));
+    m_events.contentsChanged(folder);
     return message;
 }
 
@@ -72,7 +72,7 @@ std::shared_ptr<Folder> MailboxEdits::addFolder(const std::shared_ptr<Folder>& p
 {
     undoAdding(parent);
     const std::shared_ptr<Folder> added = FolderReader(m_mailbox, storeOf(*parent)).readFolder(folder, path, parent);
-    m_news.tell(parent->store(), fnevObjectCreated, *added, placeOf(*added));
+    m_events.add(parent->store(), fnevObjectCreated, *added, placeOf(*added));
     return added;
 }
 
@@ -83,7 +83,7 @@ void MailboxEdits::editContact(const std::shared_ptr<Message>& message, const Js
     readMessageChange(JsonObject(set, path), message->store().names(), m_mailbox.addressBook(), after);
     m_undo.push([message, before] { message->redescribe(before); });
     message->redescribe(std::move(after));
-    m_news.tell(message->store(), fnevObjectModified, *message, placeOf(*message));
+    m_events.add(message->store(), fnevObjectModified, *message, placeOf(*message));
 }
 
 void MailboxEdits::editFolder(const std::shared_ptr<Folder>& folder, const Json& set, const std::string& path)
@@ -93,7 +93,7 @@ void MailboxEdits::editFolder(const std::shared_ptr<Folder>& folder, const Json&
     readFolderChange(JsonObject(set, path), folder->store().names(), after);
     m_undo.push([folder, before] { folder->redescribe(before); });
     folder->redescribe(std::move(after));
-    m_news.tell(folder->store(), fnevObjectModified, *folder, placeOf(*folder));
+    m_events.add(folder->store(), fnevObjectModified, *folder, placeOf(*folder));
 }
 
 void MailboxEdits::editStore(const std::shared_ptr<Store>& store, const Json& set, const std::string& path)
@@ -122,13 +122,13 @@ std::shared_ptr<MailboxObject> MailboxEdits::copy(const std::shared_ptr<MailboxO
     if (isMessage(*object))
     {
         copied = copyMessage(*as<Message>(object), target);
-        m_news.contentsChanged(target);
+        m_events.contentsChanged(target);
     }
     else
     {
         copied = copyFolder(as<Folder>(object), target);
     }
-    m_news.tell(target->store(), fnevObjectCopied, *copied, placeOf(*copied), placeOf(*object));
+    m_events.add(target->store(), fnevObjectCopied, *copied, placeOf(*copied), placeOf(*object));
     return copied;
 }
 
@@ -138,24 +138,24 @@ void MailboxEdits::remove(const std::shared_ptr<MailboxObject>& object)
     if (isMessage(*object))
     {
         const std::shared_ptr<Message> message = as<Message>(object);
-        m_news.contentsChanged(message->folder());
-        m_news.tell(message->store(), fnevObjectDeleted, *object, placeOf(*object));
+        m_events.contentsChanged(message->folder());
+        m_events.add(message->store(), fnevObjectDeleted, *object, placeOf(*object));
     }
     else
     {
-        m_news.tell(as<Folder>(object)->store(), fnevObjectDeleted, *object, placeOf(*object));
+        m_events.add(as<Folder>(object)->store(), fnevObjectDeleted, *object, placeOf(*object));
     }
     takeOut(object);
 }
 
 void MailboxEdits::inject(const Store& store, StoreEvent event)
 {
-    m_news.inject(store, std::move(event));
+    m_events.inject(store, std::move(event));
 }
 
 std::vector<StoreBatch> MailboxEdits::keep()
 {
-    std::vector<StoreBatch> batches = m_news.batches(m_mailbox);
+    std::vector<StoreBatch> batches = m_events.batches(m_mailbox);
     for (const std::shared_ptr<MailboxObject>& object : m_gone)
         rememberParents(object);
     m_undo.forget();
@@ -247,9 +247,9 @@ std::shared_ptr<Message> MailboxEdits::moveMessage(const std::shared_ptr<Message
         moved = copyMessage(*message, target);
         takeOut(message);
     }
-    tellMove(*message, former, source->store(), *moved, target->store());
-    m_news.contentsChanged(source);
-    m_news.contentsChanged(target);
+    addMoveEvents(*message, former, source->store(), *moved, target->store());
+    m_events.contentsChanged(source);
+    m_events.contentsChanged(target);
     return moved;
 }
 
@@ -277,19 +277,19 @@ std::shared_ptr<Folder> MailboxEdits::moveFolder(const std::shared_ptr<Folder>& 
         moved = copyFolder(folder, target);
         takeOut(folder);
     }
-    tellMove(*folder, former, source->store(), *moved, target->store());
+    addMoveEvents(*folder, former, source->store(), *moved, target->store());
     return moved;
 }
 
-void MailboxEdits::tellMove(const MailboxObject& former, const ObjectPlace& formerPlace, const Store& formerStore,
-                            const MailboxObject& object, const Store& store)
+void MailboxEdits::addMoveEvents(const MailboxObject& former, const ObjectPlace& formerPlace, const Store& formerStore,
+                                 const MailboxObject& object, const Store& store)
 {
     if (&formerStore == &store)
     {
-        m_news.tell(store, fnevObjectMoved, object, placeOf(object), formerPlace);
+        m_events.add(store, fnevObjectMoved, object, placeOf(object), formerPlace);
         return;
     }
-    m_news.tell(store, fnevObjectCreated, object, placeOf(object));
-    m_news.tell(formerStore, fnevObjectDeleted, former, formerPlace);
+    m_events.add(store, fnevObjectCreated, object, placeOf(object));
+    m_events.add(formerStore, fnevObjectDeleted, former, formerPlace);
 }
 } // namespace sandbox

@@ -1,18 +1,42 @@
 // MailboxEdits.h: changes of a mailbox that is being served.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include "sandbox/mailbox/edits/EditNews.h"
-#include "sandbox/mailbox/reading/JsonObject.h"
+#include "sandbox/mailbox/edits/EditEvents.h"
 #include "sandbox/mailbox/model/Mailbox.h"
-#include "sandbox/mailbox/edits/StoreEvent.h"
-#include "sandbox/mailbox/edits/UndoLog.h"
+#include "sandbox/mailbox/model/StoreEvent.h"
+#include "sandbox/mailbox/reading/JsonObject.h"
 
 namespace sandbox
 {
+/// Steps back, run in the reverse order, unless `forget` came first.
+class UndoLog
+{
+public:
+    UndoLog() = default;
+    UndoLog(const UndoLog&) = delete;
+    UndoLog& operator=(const UndoLog&) = delete;
+    ~UndoLog()
+    {
+        while (!m_steps.empty())
+        {
+            m_steps.back()();
+            m_steps.pop_back();
+        }
+    }
+
+    /// @param step  takes back one thing, done right before or right after this call; must not throw.
+    void push(std::function<void()> step) { m_steps.push_back(std::move(step)); }
+    void forget() noexcept { m_steps.clear(); }
+
+private:
+    std::vector<std::function<void()>> m_steps;
+};
 /// Edits that go together: they all stay, with `keep`, or none does. What they are and what they tell stands in
 /// docs/sandbox-control.md. What is deleted still answers those who hold it. Whoever makes one of these holds the mailbox's
 /// mutex for as long as it lives.
@@ -60,11 +84,11 @@ private:
                                          bool keepId);
     std::shared_ptr<Folder> moveFolder(const std::shared_ptr<Folder>& folder, const std::shared_ptr<Folder>& target);
     void undoAdding(const std::shared_ptr<Folder>& parent);
-    void tellMove(const MailboxObject& former, const ObjectPlace& formerPlace, const Store& formerStore,
-                  const MailboxObject& object, const Store& store);
+    void addMoveEvents(const MailboxObject& former, const ObjectPlace& formerPlace, const Store& formerStore,
+                       const MailboxObject& object, const Store& store);
 
     Mailbox& m_mailbox;
-    EditNews m_news;
+    EditEvents m_events;
     std::vector<std::shared_ptr<MailboxObject>> m_gone;
     UndoLog m_undo; // the last member: runs while the others are there
 };

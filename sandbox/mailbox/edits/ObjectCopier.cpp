@@ -3,14 +3,14 @@
 #include <unordered_map>
 #include <utility>
 
-#include "sandbox/mailbox/reading/ContactGenerator.h"
+#include "sandbox/mailbox/model/ContactGenerator.h"
 #include "sandbox/mailbox/model/MailboxError.h"
 
 namespace sandbox
 {
 namespace
 {
-constexpr ULONG s_firstNamed = 0x8000;
+constexpr ULONG firstNamed = 0x8000;
 }
 
 std::shared_ptr<Message> ObjectCopier::copyMessage(const Message& message, const std::shared_ptr<Folder>& target)
@@ -53,7 +53,7 @@ PropertySet ObjectCopier::translated(const PropertySet& properties)
     PropertySet result;
     for (PropertySet::Entry entry : properties.entries())
     {
-        if (entry.id >= s_firstNamed)
+        if (entry.id >= firstNamed)
         {
             const std::optional<ULONG> id = m_to.names().findOrCreate(m_from.names().nameOf(entry.id).value());
             if (!id)

@@ -9,24 +9,24 @@ namespace
 {
 using Kind = std::array<std::uint8_t, 2>;
 
-constexpr std::array<std::uint8_t, 4> s_longTerm = {0x00, 0x00, 0x00, 0x00};
-constexpr std::array<std::uint8_t, 4> s_shortTerm = {0x80, 0x00, 0x00, 0x00}; // MAPI_SHORTTERM
-constexpr std::array<std::uint8_t, 4> s_storeMark = {'S', 't', 'o', 'r'};
-constexpr Kind s_folder = {0x01, 0x00};
-constexpr Kind s_message = {0x07, 0x00};
-constexpr Kind s_padding = {0x00, 0x00};
-constexpr std::string_view s_uidText = "LinkwellSandbox";
+constexpr std::array<std::uint8_t, 4> longTermFlags = {0x00, 0x00, 0x00, 0x00};
+constexpr std::array<std::uint8_t, 4> shortTermFlags = {0x80, 0x00, 0x00, 0x00}; // MAPI_SHORTTERM
+constexpr std::array<std::uint8_t, 4> storeMark = {'S', 't', 'o', 'r'};
+constexpr Kind folderKind = {0x01, 0x00};
+constexpr Kind messageKind = {0x07, 0x00};
+constexpr Kind padding = {0x00, 0x00};
+constexpr std::string_view uidText = "LinkwellSandbox";
 
 // The published provider identifier of Exchange address book entries, and their version and type.
-constexpr std::array<std::uint8_t, 16> s_addressBook = {0xDC, 0xA7, 0x40, 0xC8, 0xC0, 0x42, 0x10, 0x1A,
-                                                        0xB4, 0xB9, 0x08, 0x00, 0x2B, 0x2F, 0xE1, 0x82};
-constexpr std::array<std::uint8_t, 8> s_addressBookUser = {0x01, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00};
+constexpr std::array<std::uint8_t, 16> addressBookProvider = {0xDC, 0xA7, 0x40, 0xC8, 0xC0, 0x42, 0x10, 0x1A,
+                                                              0xB4, 0xB9, 0x08, 0x00, 0x2B, 0x2F, 0xE1, 0x82};
+constexpr std::array<std::uint8_t, 8> addressBookUserType = {0x01, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00};
 
-constexpr std::size_t s_numberSize = 6;
-constexpr std::size_t s_uidPlace = 4;
-constexpr std::size_t s_kindPlace = s_uidPlace + std::tuple_size_v<StoreUid>;
-constexpr std::size_t s_shortTermSize = s_kindPlace + 2 + s_numberSize;
-constexpr std::size_t s_longTermMessageSize = 70;
+constexpr std::size_t numberSize = 6;
+constexpr std::size_t uidPlace = 4;
+constexpr std::size_t kindPlace = uidPlace + std::tuple_size_v<StoreUid>;
+constexpr std::size_t shortTermSize = kindPlace + 2 + numberSize;
+constexpr std::size_t longTermMessageSize = 70;
 
 template <class Range>
 void append(Bytes& bytes, const Range& range)
@@ -37,14 +37,14 @@ void append(Bytes& bytes, const Range& range)
 
 void appendNumber(Bytes& bytes, std::uint64_t number)
 {
-    for (std::size_t left = s_numberSize; left-- > 0;)
+    for (std::size_t left = numberSize; left-- > 0;)
         bytes.push_back(static_cast<std::uint8_t>(number >> (8 * left)));
 }
 
 [[nodiscard]] std::uint64_t numberAt(BytesView bytes, std::size_t place) noexcept
 {
     std::uint64_t number = 0;
-    for (const std::uint8_t byte : bytes.subspan(place, s_numberSize))
+    for (const std::uint8_t byte : bytes.subspan(place, numberSize))
         number = number << 8 | byte;
     return number;
 }
@@ -59,7 +59,7 @@ template <class Range>
 [[nodiscard]] Bytes shortTermId(const StoreUid& uid, const Kind& kind, std::uint64_t number)
 {
     Bytes bytes;
-    append(bytes, s_shortTerm);
+    append(bytes, shortTermFlags);
     append(bytes, uid);
     append(bytes, kind);
     appendNumber(bytes, number);
@@ -70,7 +70,7 @@ template <class Range>
 StoreUid storeUid(unsigned storeNumber) noexcept
 {
     StoreUid uid{};
-    std::ranges::copy(s_uidText, uid.begin());
+    std::ranges::copy(uidText, uid.begin());
     uid.back() = static_cast<std::uint8_t>(storeNumber);
     return uid;
 }
@@ -78,56 +78,56 @@ StoreUid storeUid(unsigned storeNumber) noexcept
 Bytes storeEntryId(const StoreUid& uid)
 {
     Bytes bytes;
-    append(bytes, s_longTerm);
+    append(bytes, longTermFlags);
     append(bytes, uid);
-    append(bytes, s_storeMark);
+    append(bytes, storeMark);
     return bytes;
 }
 
 Bytes folderEntryId(const StoreUid& uid, std::uint64_t folder)
 {
     Bytes bytes;
-    append(bytes, s_longTerm);
+    append(bytes, longTermFlags);
     append(bytes, uid);
-    append(bytes, s_folder);
+    append(bytes, folderKind);
     append(bytes, uid);
     appendNumber(bytes, folder);
-    append(bytes, s_padding);
+    append(bytes, padding);
     return bytes;
 }
 
 Bytes messageEntryId(const StoreUid& uid, std::uint64_t folder, std::uint64_t message)
 {
     Bytes bytes;
-    bytes.reserve(s_longTermMessageSize);
-    append(bytes, s_longTerm);
+    bytes.reserve(longTermMessageSize);
+    append(bytes, longTermFlags);
     append(bytes, uid);
-    append(bytes, s_message);
+    append(bytes, messageKind);
     append(bytes, uid);
     appendNumber(bytes, folder);
-    append(bytes, s_padding);
+    append(bytes, padding);
     append(bytes, uid);
     appendNumber(bytes, message);
-    append(bytes, s_padding);
+    append(bytes, padding);
     return bytes;
 }
 
 Bytes shortTermFolderId(const StoreUid& uid, std::uint64_t folder)
 {
-    return shortTermId(uid, s_folder, folder);
+    return shortTermId(uid, folderKind, folder);
 }
 
 Bytes shortTermMessageId(const StoreUid& uid, std::uint64_t message)
 {
-    return shortTermId(uid, s_message, message);
+    return shortTermId(uid, messageKind, message);
 }
 
 Bytes addressBookEntryId(std::string_view address)
 {
     Bytes bytes;
-    append(bytes, s_longTerm);
-    append(bytes, s_addressBook);
-    append(bytes, s_addressBookUser);
+    append(bytes, longTermFlags);
+    append(bytes, addressBookProvider);
+    append(bytes, addressBookUserType);
     append(bytes, address);
     bytes.push_back(0);
     return bytes;
@@ -135,14 +135,14 @@ Bytes addressBookEntryId(std::string_view address)
 
 std::optional<MessageIdParts> parseMessageId(BytesView bytes) noexcept
 {
-    const bool longTerm = bytes.size() == s_longTermMessageSize;
-    if (!longTerm && bytes.size() != s_shortTermSize)
+    const bool longTerm = bytes.size() == longTermMessageSize;
+    if (!longTerm && bytes.size() != shortTermSize)
         return std::nullopt;
-    if (!holdsAt(bytes, s_uidPlace, s_uidText) || !holdsAt(bytes, s_kindPlace, s_message))
+    if (!holdsAt(bytes, uidPlace, uidText) || !holdsAt(bytes, kindPlace, messageKind))
         return std::nullopt;
     MessageIdParts parts;
-    parts.storeNumber = bytes[s_kindPlace - 1];
-    parts.message = numberAt(bytes, bytes.size() - s_numberSize - (longTerm ? s_padding.size() : 0));
+    parts.storeNumber = bytes[kindPlace - 1];
+    parts.message = numberAt(bytes, bytes.size() - numberSize - (longTerm ? padding.size() : 0));
     return parts;
 }
 } // namespace sandbox

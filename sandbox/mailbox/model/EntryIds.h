@@ -17,9 +17,9 @@ namespace sandbox
 using StoreUid = std::array<std::uint8_t, 16>;
 
 /// The most stores of a mailbox, as the number takes one byte.
-constexpr unsigned s_maximumStores = 255;
+constexpr unsigned maximumStores = 255;
 /// A shorter byte string is no entry identifier: four bytes of flags and something behind them.
-constexpr std::size_t s_minimumEntryIdSize = 5;
+constexpr std::size_t minimumEntryIdSize = 5;
 
 [[nodiscard]] StoreUid storeUid(unsigned storeNumber) noexcept;
 

@@ -5,8 +5,8 @@
 #include <utility>
 
 #include "mapiabi/MapiTags.h"
+#include "sandbox/mailbox/model/CommonProperties.h"
 #include "sandbox/mailbox/model/EntryIds.h"
-#include "sandbox/mailbox/reading/PlaceProperties.h"
 #include "sandbox/mailbox/model/Store.h"
 
 namespace sandbox
@@ -114,13 +114,13 @@ std::optional<Property> Folder::builtIn(ULONG id) const
     case PROP_ID(PR_ATTR_HIDDEN):
         return m_hidden ? std::optional(Property{PR_ATTR_HIDDEN, *m_hidden}) : std::nullopt;
     default:
-        return placeProperty(id, *this, m_store);
+        return commonProperty(id, *this, m_store);
     }
 }
 
 std::vector<ULONG> Folder::builtInIds() const
 {
-    std::vector<ULONG> ids = placePropertyIds();
+    std::vector<ULONG> ids = commonPropertyIds();
     ids.insert(ids.end(), {PROP_ID(PR_PARENT_ENTRYID), PROP_ID(PR_DISPLAY_NAME_W), PROP_ID(PR_FOLDER_TYPE),
                            PROP_ID(PR_CONTENT_COUNT), PROP_ID(PR_SUBFOLDERS), PROP_ID(PR_CONTAINER_HIERARCHY),
                            PROP_ID(PR_CONTAINER_CONTENTS), PROP_ID(PR_CONTAINER_CLASS_W), PROP_ID(PR_ATTR_HIDDEN)});

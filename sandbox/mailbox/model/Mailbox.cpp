@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "sandbox/mailbox/reading/ContactGenerator.h"
+#include "sandbox/mailbox/model/ContactGenerator.h"
 #include "sandbox/mailbox/model/EntryIds.h"
 #include "sandbox/mailbox/model/MailboxError.h"
 
@@ -13,8 +13,8 @@ namespace
 {
 // Stores begin at identifiers far from each other, as real ones do: whoever takes one store's identifiers to another
 // store misses.
-constexpr ULONG s_firstNamedId = 0x8000;
-constexpr ULONG s_namedIdStep = 0x40;
+constexpr ULONG firstNamedId = 0x8000;
+constexpr ULONG namedIdStep = 0x40;
 
 [[noreturn]] void refuseDuplicate(const Bytes& entryId)
 {
@@ -27,13 +27,13 @@ Mailbox::Mailbox() = default;
 std::shared_ptr<NameMapping> Mailbox::namesOfNextStore() const
 {
     const auto number = static_cast<ULONG>(m_stores.size()) + 1;
-    return std::make_shared<NameMapping>(s_firstNamedId + number * s_namedIdStep);
+    return std::make_shared<NameMapping>(firstNamedId + number * namedIdStep);
 }
 
 std::shared_ptr<Store> Mailbox::addStore(StoreDescription description, FolderDescription root,
                                          FolderDescription ipmSubtree)
 {
-    if (m_stores.size() == s_maximumStores)
+    if (m_stores.size() == maximumStores)
         throw MailboxRuleError("a mailbox has at most 255 stores");
     const auto number = static_cast<unsigned>(m_stores.size()) + 1;
     auto store = std::make_shared<Store>(number, std::move(description));

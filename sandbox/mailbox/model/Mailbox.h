@@ -1,4 +1,4 @@
-// Mailbox.h: what the sandbox serves: stores with folders and messages, an address book, and planned answers.
+// Mailbox.h: what the sandbox serves: stores with folders and messages, an address book, and plans.
 #pragma once
 
 #include <cstdint>
@@ -12,7 +12,6 @@
 #include "sandbox/mailbox/model/Folder.h"
 #include "sandbox/mailbox/model/Message.h"
 #include "sandbox/mailbox/model/Plan.h"
-#include "sandbox/mailbox/reading/Results.h"
 #include "sandbox/mailbox/model/Store.h"
 
 namespace sandbox
@@ -46,8 +45,6 @@ public:
     /// @param key  the name under which contacts refer to the user.
     std::shared_ptr<AddressEntry> addAddressEntry(const std::string& key, AddressEntryDescription description);
 
-    /// Planned answers of the flat functions, the session, its fast shutdown and its stores table.
-    void setResults(Results results) noexcept { m_results = std::move(results); }
     void setFastShutdown(bool supported) noexcept { m_fastShutdown = supported; }
     /// @param rows  the most rows of one QueryRows, 0 for no limit.
     void setRowsPerQuery(std::uint32_t rows) noexcept { m_rowsPerQuery = rows; }
@@ -67,7 +64,6 @@ public:
     [[nodiscard]] const std::vector<std::shared_ptr<Store>>& stores() const noexcept { return m_stores; }
     [[nodiscard]] const std::vector<Plan>& plans() const noexcept { return m_plans; }
     [[nodiscard]] const AddressBook& addressBook() const noexcept { return m_addressBook; }
-    [[nodiscard]] const Results& results() const noexcept { return m_results; }
     [[nodiscard]] bool supportsFastShutdown() const noexcept { return m_fastShutdown; }
     [[nodiscard]] std::uint32_t rowsPerQuery() const noexcept { return m_rowsPerQuery; }
 
@@ -87,7 +83,6 @@ private:
     std::unordered_map<Bytes, std::shared_ptr<MailboxObject>, BytesHash> m_objects;
     AddressBook m_addressBook;
     std::vector<Plan> m_plans;
-    Results m_results;
     bool m_fastShutdown = true;
     std::uint32_t m_rowsPerQuery = 0;
 };

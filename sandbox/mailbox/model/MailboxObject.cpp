@@ -7,21 +7,11 @@
 
 namespace sandbox
 {
-namespace
-{
-[[nodiscard]] std::shared_ptr<const Results> planned(Results results)
-{
-    return results.empty() ? nullptr : std::make_shared<const Results>(std::move(results));
-}
-} // namespace
-
 MailboxObject::MailboxObject(ObjectDescription description)
     : m_entryId(std::move(description.entryId)),
       m_aliases(std::move(description.aliases)),
       m_properties(std::move(description.properties)),
-      m_row(std::move(description.row)),
-      m_results(planned(std::move(description.results))),
-      m_openResult(description.openResult)
+      m_row(std::move(description.row))
 {
 }
 
@@ -73,23 +63,15 @@ std::vector<ULONG> MailboxObject::tags() const
     return tags;
 }
 
-const Results& MailboxObject::results() const noexcept
-{
-    static const Results s_none;
-    return m_results ? *m_results : s_none;
-}
-
 ObjectDescription MailboxObject::description() const
 {
-    return {m_entryId, m_aliases, m_properties, m_row, results(), m_openResult};
+    return {m_entryId, m_aliases, m_properties, m_row};
 }
 
 void MailboxObject::redescribe(ObjectDescription description)
 {
-    m_results = planned(std::move(description.results));
     m_properties = std::move(description.properties);
     m_row = std::move(description.row);
-    m_openResult = description.openResult;
 }
 
 std::optional<Property> MailboxObject::builtInOfRow(ULONG id) const

@@ -8,7 +8,6 @@
 
 #include "sandbox/mailbox/model/Bytes.h"
 #include "sandbox/mailbox/model/Property.h"
-#include "sandbox/mailbox/reading/Results.h"
 
 namespace sandbox
 {
@@ -19,8 +18,6 @@ struct ObjectDescription
     std::vector<Bytes> aliases; // further identifiers of the same object
     PropertySet properties;
     PropertySet row; // what differs in its row of the parent's table
-    Results results;
-    HRESULT openResult = S_OK;
 };
 
 /// An object of the mailbox: properties and identity. Like the whole mailbox it is used under Mailbox::mutex only.
@@ -48,10 +45,6 @@ public:
     /// The tags of all properties of the opened object, by ascending identifier.
     [[nodiscard]] std::vector<ULONG> tags() const;
 
-    [[nodiscard]] const Results& results() const noexcept;
-    /// What opening the object answers: S_OK, a warning, or a failure.
-    [[nodiscard]] HRESULT openResult() const noexcept { return m_openResult; }
-
     /// All that is said about it.
     [[nodiscard]] ObjectDescription description() const;
     /// Says something else about it from now on. Its identifiers stay.
@@ -73,7 +66,5 @@ private:
     const std::vector<Bytes> m_aliases;
     PropertySet m_properties;
     PropertySet m_row;
-    std::shared_ptr<const Results> m_results; // null: none planned
-    HRESULT m_openResult;
 };
 } // namespace sandbox

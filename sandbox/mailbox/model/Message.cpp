@@ -3,17 +3,17 @@
 #include <utility>
 
 #include "mapiabi/MapiTags.h"
-#include "sandbox/mailbox/reading/ContactGenerator.h"
+#include "sandbox/mailbox/model/CommonProperties.h"
+#include "sandbox/mailbox/model/ContactGenerator.h"
 #include "sandbox/mailbox/model/EntryIds.h"
 #include "sandbox/mailbox/model/Folder.h"
-#include "sandbox/mailbox/reading/PlaceProperties.h"
 #include "sandbox/mailbox/model/Store.h"
 
 namespace sandbox
 {
 namespace
 {
-constexpr std::int32_t s_read = 1; // MSGFLAG_READ
+constexpr std::int32_t messageIsRead = 1; // MSGFLAG_READ
 }
 
 Message::Message(const std::shared_ptr<Folder>& folder, std::uint64_t number, ObjectDescription description,
@@ -47,7 +47,7 @@ std::optional<Property> Message::builtIn(ULONG id) const
             return Property{PR_PARENT_ENTRYID, folder->entryId()};
         return std::nullopt;
     case PROP_ID(PR_MESSAGE_FLAGS):
-        return Property{PR_MESSAGE_FLAGS, s_read};
+        return Property{PR_MESSAGE_FLAGS, messageIsRead};
     default:
         break;
     }
@@ -56,12 +56,12 @@ std::optional<Property> Message::builtIn(ULONG id) const
         if (std::optional<Property> generated = m_generator->property(m_index, id))
             return generated;
     }
-    return placeProperty(id, *this, m_store);
+    return commonProperty(id, *this, m_store);
 }
 
 std::vector<ULONG> Message::builtInIds() const
 {
-    std::vector<ULONG> ids = placePropertyIds();
+    std::vector<ULONG> ids = commonPropertyIds();
     ids.insert(ids.end(), {PROP_ID(PR_PARENT_ENTRYID), PROP_ID(PR_MESSAGE_FLAGS)});
     if (m_generator)
     {

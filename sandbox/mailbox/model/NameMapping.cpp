@@ -7,7 +7,7 @@ namespace sandbox
 {
 namespace
 {
-constexpr ULONG s_lastId = 0xFFFE;
+constexpr ULONG lastId = 0xFFFE;
 }
 
 bool PropertyNameLess::operator()(const PropertyName& a, const PropertyName& b) const noexcept
@@ -29,7 +29,7 @@ std::optional<ULONG> NameMapping::findOrCreate(const PropertyName& name)
     if (const std::optional<ULONG> known = find(name))
         return known;
     const ULONG id = m_firstId + static_cast<ULONG>(m_ids.size());
-    if (id > s_lastId)
+    if (id > lastId)
         return std::nullopt;
     m_ids.emplace(name, id);
     return id;

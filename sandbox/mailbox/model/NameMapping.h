@@ -7,7 +7,7 @@
 #include <variant>
 #include <vector>
 
-#include "mapiabi/MapiTypes.h"
+#include "mapiabi/MapiTags.h"
 
 namespace sandbox
 {
@@ -17,6 +17,12 @@ struct PropertyName
     GUID set{};
     std::variant<LONG, std::wstring> name;
 };
+
+/// The name with this number in PSETID_Address.
+[[nodiscard]] inline PropertyName addressProperty(LONG number)
+{
+    return {PSETID_Address, number};
+}
 
 struct PropertyNameLess
 {

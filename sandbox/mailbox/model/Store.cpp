@@ -10,13 +10,13 @@ namespace sandbox
 namespace
 {
 // The published values of PR_MDB_PROVIDER for the user's own mailbox and for another one.
-const Bytes s_primaryMailbox = {0x54, 0x94, 0xA1, 0xC0, 0x29, 0x7F, 0x10, 0x1B,
-                                0xA5, 0x87, 0x08, 0x00, 0x2B, 0x2A, 0x25, 0x17};
-const Bytes s_otherMailbox = {0x9E, 0xB4, 0x77, 0x00, 0x74, 0xE4, 0x11, 0xCE,
-                              0x8C, 0x5E, 0x00, 0xAA, 0x00, 0x42, 0x54, 0xE2};
+const Bytes primaryMailbox = {0x54, 0x94, 0xA1, 0xC0, 0x29, 0x7F, 0x10, 0x1B,
+                              0xA5, 0x87, 0x08, 0x00, 0x2B, 0x2A, 0x25, 0x17};
+const Bytes otherMailbox = {0x9E, 0xB4, 0x77, 0x00, 0x74, 0xE4, 0x11, 0xCE,
+                            0x8C, 0x5E, 0x00, 0xAA, 0x00, 0x42, 0x54, 0xE2};
 
-constexpr std::int32_t s_resourceTypeStore = 33; // MAPI_STORE_PROVIDER
-constexpr std::int32_t s_ipmSubtreeValid = 1;    // FOLDER_IPM_SUBTREE_VALID
+constexpr std::int32_t resourceTypeStore = 33; // MAPI_STORE_PROVIDER
+constexpr std::int32_t ipmSubtreeValid = 1;    // FOLDER_IPM_SUBTREE_VALID
 constexpr ULONG PR_VALID_FOLDER_MASK = PROP_TAG(PT_LONG, 0x35DF);
 } // namespace
 
@@ -96,16 +96,16 @@ std::optional<Property> Store::builtIn(ULONG id) const
     case PROP_ID(PR_RESOURCE_FLAGS):
         return Property{PR_RESOURCE_FLAGS, m_isDefault ? static_cast<std::int32_t>(STATUS_DEFAULT_STORE) : 0};
     case PROP_ID(PR_RESOURCE_TYPE):
-        return Property{PR_RESOURCE_TYPE, s_resourceTypeStore};
+        return Property{PR_RESOURCE_TYPE, resourceTypeStore};
     case PROP_ID(PR_STORE_SUPPORT_MASK):
         return Property{PR_STORE_SUPPORT_MASK, static_cast<std::int32_t>(STORE_NOTIFY_OK | STORE_UNICODE_OK)};
     case PROP_ID(PR_MDB_PROVIDER):
         if (m_isPublic)
             return Property{PR_MDB_PROVIDER,
                             Bytes(pbExchangeProviderPublicGuid.begin(), pbExchangeProviderPublicGuid.end())};
-        return Property{PR_MDB_PROVIDER, m_isDefault ? s_primaryMailbox : s_otherMailbox};
+        return Property{PR_MDB_PROVIDER, m_isDefault ? primaryMailbox : otherMailbox};
     case PROP_ID(PR_VALID_FOLDER_MASK):
-        return Property{PR_VALID_FOLDER_MASK, s_ipmSubtreeValid};
+        return Property{PR_VALID_FOLDER_MASK, ipmSubtreeValid};
     case PROP_ID(PR_IPM_SUBTREE_ENTRYID):
         return Property{PR_IPM_SUBTREE_ENTRYID, m_ipmSubtree->entryId()};
     default:

@@ -7,7 +7,7 @@ namespace sandbox
 {
 namespace
 {
-constexpr std::string_view s_calls[] = {
+constexpr std::string_view callNames[] = {
     "FreeProws",
     "HrGetOneProp",
     "HrThisThreadAdviseSink",
@@ -123,13 +123,13 @@ constexpr std::string_view s_calls[] = {
 
 bool isCallName(std::string_view name)
 {
-    return std::ranges::find(s_calls, name) != std::end(s_calls);
+    return std::ranges::find(callNames, name) != std::end(callNames);
 }
 
 std::string callNamesLike(std::string_view name)
 {
     std::string like;
-    for (const std::string_view call : s_calls)
+    for (const std::string_view call : callNames)
     {
         if (bareNameOf(call) == bareNameOf(name))
             like += (like.empty() ? "" : ", ") + std::string(call);

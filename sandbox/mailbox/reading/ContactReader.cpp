@@ -3,12 +3,13 @@
 #include <utility>
 
 #include "mapiabi/MapiTags.h"
-#include "sandbox/mailbox/reading/ContactNames.h"
 
 namespace sandbox
 {
 namespace
 {
+constexpr LONG PidLidEmail1DisplayName = 0x8080;
+
 void setNamed(PropertySet& properties, NameMapping& names, const std::string& path, LONG number, ULONG type,
               Value value)
 {
@@ -19,20 +20,19 @@ void setNamed(PropertySet& properties, NameMapping& names, const std::string& pa
 }
 
 /// The user named by "addressBook"; null if the key is absent.
-[[nodiscard]] const AddressEntry* readAddressBookReference(JsonObject& object, const AddressBook& addressBook)
+[[nodiscard]] const AddressEntry* readAddressBookReference(const JsonObject& object, const AddressBook& addressBook)
 {
-    const Json* value = object.find("addressBook");
-    if (value == nullptr)
+    const Json* key = object.find("addressBook");
+    if (key == nullptr)
         return nullptr;
-    const std::string path = object.pathOf("addressBook");
-    const std::string& key = requireText(*value, path);
-    const auto place = addressBook.find(key);
+    const auto place = addressBook.find(key->get_ref<const std::string&>());
     if (place == addressBook.end())
-        failAt(path, "the address book has no '" + key + "'");
+        failAt(object.pathOf("addressBook"), "the address book has no '" + key->get<std::string>() + "'");
     return place->second.get();
 }
 
-void readEmailObject(JsonObject object, NameMapping& names, const AddressBook& addressBook, PropertySet& properties)
+void readEmailObject(const JsonObject& object, NameMapping& names, const AddressBook& addressBook,
+                     PropertySet& properties)
 {
     const AddressEntry* user = readAddressBookReference(object, addressBook);
     const auto set = [&](LONG number, ULONG type, Value value)
@@ -61,7 +61,6 @@ void readEmailObject(JsonObject object, NameMapping& names, const AddressBook& a
         set(PidLidEmail1OriginalEntryId, PT_BINARY, readHex(*original, object.pathOf("originalEntryId")));
     else if (user != nullptr)
         set(PidLidEmail1OriginalEntryId, PT_BINARY, user->entryId());
-    object.finish();
 }
 
 /// Whatever is known of the slot is gone.
@@ -76,16 +75,16 @@ void takeEmailAway(const NameMapping& names, PropertySet& properties)
     }
 }
 
-void readEmail(JsonObject& message, NameMapping& names, const AddressBook& addressBook, Nulls nulls,
+void readEmail(const JsonObject& message, NameMapping& names, const AddressBook& addressBook, Saying saying,
                PropertySet& properties)
 {
     const Json* email = message.find("email");
     if (email == nullptr)
         return;
     const std::string path = message.pathOf("email");
-    if (nulls == Nulls::TakeAway)
+    if (saying == Saying::Change)
         takeEmailAway(names, properties);
-    if (nulls == Nulls::TakeAway && email->is_null())
+    if (email->is_null())
         return;
     if (!email->is_string())
     {
@@ -96,10 +95,10 @@ void readEmail(JsonObject& message, NameMapping& names, const AddressBook& addre
     setNamed(properties, names, path, PidLidEmail1EmailAddress, PT_UNICODE, readText(*email, path));
 }
 
-void readMessageClass(JsonObject& message, Nulls nulls, PropertySet& properties)
+void readMessageClass(const JsonObject& message, Saying saying, PropertySet& properties)
 {
     const Json* messageClass = message.find("class");
-    if (messageClass == nullptr && nulls == Nulls::TakeAway)
+    if (messageClass == nullptr && saying == Saying::Change)
         return;
     if (messageClass == nullptr)
         properties.set({PR_MESSAGE_CLASS_W, std::wstring(L"IPM.Contact")});
@@ -115,7 +114,7 @@ struct ContactKey
     ULONG tag;
 };
 
-constexpr ContactKey s_contactKeys[] = {
+constexpr ContactKey contactKeys[] = {
     {"displayName", PR_DISPLAY_NAME_W},
     {"givenName", PR_GIVEN_NAME_W},
     {"middleName", PR_MIDDLE_NAME_W},
@@ -128,21 +127,22 @@ constexpr ContactKey s_contactKeys[] = {
 };
 } // namespace
 
-PropertySet readContactKeys(JsonObject& message, NameMapping& names, const AddressBook& addressBook, Nulls nulls)
+PropertySet readContactKeys(const JsonObject& message, NameMapping& names, const AddressBook& addressBook,
+                            Saying saying)
 {
     PropertySet properties;
-    readMessageClass(message, nulls, properties);
-    for (const ContactKey& contactKey : s_contactKeys)
+    readMessageClass(message, saying, properties);
+    for (const ContactKey& contactKey : contactKeys)
     {
         const Json* value = message.find(contactKey.key);
         if (value == nullptr)
             continue;
-        if (value->is_null() && nulls == Nulls::TakeAway)
+        if (value->is_null())
             properties.setAbsent(PROP_ID(contactKey.tag));
         else
             properties.set({contactKey.tag, readText(*value, message.pathOf(contactKey.key))});
     }
-    readEmail(message, names, addressBook, nulls, properties);
+    readEmail(message, names, addressBook, saying, properties);
     return properties;
 }
 } // namespace sandbox

@@ -3,11 +3,10 @@
 #include <utility>
 
 #include "mapiabi/MapiTags.h"
-#include "sandbox/mailbox/reading/ContactReader.h"
 #include "sandbox/mailbox/model/EntryIds.h"
-#include "sandbox/mailbox/reading/PropertyReader.h"
-#include "sandbox/mailbox/reading/ResultsReader.h"
 #include "sandbox/mailbox/model/Text.h"
+#include "sandbox/mailbox/reading/ContactReader.h"
+#include "sandbox/mailbox/reading/PropertyReader.h"
 
 namespace sandbox
 {
@@ -16,14 +15,13 @@ namespace
 [[nodiscard]] Bytes readEntryId(const Json& value, const std::string& path)
 {
     Bytes id = readHex(value, path);
-    if (id.size() < s_minimumEntryIdSize)
+    if (id.size() < minimumEntryIdSize)
         failAt(path, "an entry identifier has at least five bytes");
     return id;
 }
 
 /// The keys that all objects have. `shortForms` has what the short forms say.
-[[nodiscard]] ObjectDescription readObject(JsonObject& object, NameMapping* names, PropertySet shortForms,
-                                           ResultsOf kind)
+[[nodiscard]] ObjectDescription readObject(const JsonObject& object, NameMapping* names, PropertySet shortForms)
 {
     ObjectDescription description;
     description.properties = std::move(shortForms);
@@ -36,50 +34,35 @@ namespace
     if (const Json* aliases = object.find("aliases"))
     {
         const std::string path = object.pathOf("aliases");
-        for (const Json& alias : requireList(*aliases, path))
+        for (const Json& alias : *aliases)
             description.aliases.push_back(readEntryId(alias, elementPath(path, description.aliases.size())));
     }
-    if (const Json* result = object.find("openError"))
-        description.openResult = readResult(*result, object.pathOf("openError"));
     if (const Json* properties = object.find("properties"))
         readProperties(*properties, object.pathOf("properties"), names, description.properties);
-    readResults(object, kind, Nulls::Refused, description.results);
     return description;
 }
 
-void readRow(JsonObject& object, NameMapping& names, PropertySet& row)
+void readRow(const JsonObject& object, NameMapping& names, PropertySet& row)
 {
     if (const Json* value = object.find("row"))
         readProperties(*value, object.pathOf("row"), &names, row);
 }
 
-[[nodiscard]] std::wstring requiredText(JsonObject& object, std::string_view key)
-{
-    return readText(object.require(key), object.pathOf(key));
-}
-
-[[nodiscard]] std::wstring textOr(JsonObject& object, std::string_view key, std::wstring otherwise)
+[[nodiscard]] std::wstring textOr(const JsonObject& object, std::string_view key, std::wstring otherwise)
 {
     const Json* value = object.find(key);
     return value != nullptr ? readText(*value, object.pathOf(key)) : std::move(otherwise);
 }
-
-[[nodiscard]] bool flag(JsonObject& object, std::string_view key)
-{
-    const Json* value = object.find(key);
-    return value != nullptr && readBoolean(*value, object.pathOf(key));
-}
-
 } // namespace
 
-StoreDescription readStoreDescription(JsonObject& object, std::shared_ptr<NameMapping> names)
+StoreDescription readStoreDescription(const JsonObject& object, std::shared_ptr<NameMapping> names)
 {
     StoreDescription description;
-    description.name = requiredText(object, "name");
+    description.name = readText(object.at("name"), object.pathOf("name"));
     description.provider = textOr(object, "provider", L"Sandbox Message Store");
-    description.isDefault = flag(object, "default");
-    description.isPublic = flag(object, "public");
-    description.object = readObject(object, names.get(), {}, ResultsOf::Store);
+    description.isDefault = object.value("default", false);
+    description.isPublic = object.value("public", false);
+    description.object = readObject(object, names.get(), {});
     readRow(object, *names, description.object.row);
 
     constexpr std::pair<std::string_view, ULONG> shortForms[] = {{"name", PR_DISPLAY_NAME_W},
@@ -96,18 +79,19 @@ StoreDescription readStoreDescription(JsonObject& object, std::shared_ptr<NameMa
     return description;
 }
 
-FolderDescription readFolderDescription(JsonObject& object, NameMapping& names, const wchar_t* defaultName)
+FolderDescription readFolderDescription(const JsonObject& object, NameMapping& names, const wchar_t* defaultName)
 {
     FolderDescription description;
-    description.name = defaultName != nullptr ? textOr(object, "name", defaultName) : requiredText(object, "name");
+    description.name = defaultName != nullptr ? textOr(object, "name", defaultName)
+                                              : readText(object.at("name"), object.pathOf("name"));
     const Json* containerClass = object.find("class");
     if (containerClass != nullptr)
         description.containerClass = readText(*containerClass, object.pathOf("class"));
     const Json* hidden = object.find("hidden");
     if (hidden != nullptr)
-        description.hidden = readBoolean(*hidden, object.pathOf("hidden"));
-    description.shortTermIds = flag(object, "shortTermIds");
-    description.object = readObject(object, &names, {}, ResultsOf::Folder);
+        description.hidden = hidden->get<bool>();
+    description.shortTermIds = object.value("shortTermIds", false);
+    description.object = readObject(object, &names, {});
     readRow(object, names, description.object.row);
 
     const auto said = [&](ULONG tag)
@@ -119,31 +103,25 @@ FolderDescription readFolderDescription(JsonObject& object, NameMapping& names, 
     return description;
 }
 
-ObjectDescription readMessageDescription(JsonObject& object, NameMapping& names, const AddressBook& addressBook)
+ObjectDescription readMessageDescription(const JsonObject& object, NameMapping& names, const AddressBook& addressBook)
 {
     ObjectDescription description =
-        readObject(object, &names, readContactKeys(object, names, addressBook, Nulls::Refused), ResultsOf::Message);
+        readObject(object, &names, readContactKeys(object, names, addressBook, Saying::Whole));
     readRow(object, names, description.row);
     return description;
 }
 
-AddressEntryDescription readAddressEntryDescription(JsonObject& object, const std::string& key)
+AddressEntryDescription readAddressEntryDescription(const JsonObject& object, const std::string& key)
 {
     AddressEntryDescription description;
     description.displayName = textOr(object, "displayName", toWide(key));
     description.address = textOr(object, "address", L"/o=Example/cn=Recipients/cn=" + toWide(key));
     if (const Json* smtpAddress = object.find("smtpAddress"))
         description.smtpAddress = readText(*smtpAddress, object.pathOf("smtpAddress"));
-    description.object = readObject(object, nullptr, {}, ResultsOf::AddressEntry);
+    description.object = readObject(object, nullptr, {});
     if (description.smtpAddress && description.object.properties.find(PROP_ID(PR_SMTP_ADDRESS_W)) != nullptr)
         failAt(object.pathOf("properties"), "says what 'smtpAddress' says already");
     return description;
 }
 
-Results readMailboxResults(JsonObject& object)
-{
-    Results results;
-    readResults(object, ResultsOf::Mailbox, Nulls::Refused, results);
-    return results;
-}
 } // namespace sandbox

@@ -4,13 +4,13 @@
 #include <memory>
 #include <string>
 
-#include "sandbox/mailbox/reading/JsonObject.h"
 #include "sandbox/mailbox/model/Mailbox.h"
+#include "sandbox/mailbox/reading/JsonObject.h"
 
 namespace sandbox
 {
 /// Folders let go of the folders below them, one inside the other.
-inline constexpr std::size_t s_deepestNesting = 2000;
+inline constexpr std::size_t deepestNesting = 2000;
 
 /// How many folders lie above this one, up to the root.
 [[nodiscard]] std::size_t levelsAbove(const Folder& folder);
@@ -26,9 +26,9 @@ public:
     std::shared_ptr<Folder> readFolder(const Json& json, const std::string& path,
                                        const std::shared_ptr<Folder>& parent);
     /// The folders under this key of an object that stands for `parent`, with all below them.
-    void readFolders(JsonObject& object, std::string_view key, const std::shared_ptr<Folder>& parent);
+    void readFolders(const JsonObject& object, std::string_view key, const std::shared_ptr<Folder>& parent);
     /// The messages of an object that stands for `folder`, and those that it has by rule.
-    void readMessages(JsonObject& object, const std::shared_ptr<Folder>& folder);
+    void readMessages(const JsonObject& object, const std::shared_ptr<Folder>& folder);
     /// One message.
     std::shared_ptr<Message> readMessage(const Json& json, const std::string& path,
                                          const std::shared_ptr<Folder>& folder);

@@ -1,46 +1,62 @@
 #include "sandbox/mailbox/reading/JsonText.h"
 
 #include <algorithm>
+#include <cctype>
+#include <iterator>
 #include <set>
 #include <utility>
 #include <vector>
 
-#include "sandbox/mailbox/model/MailboxError.h"
 #include "sandbox/mailbox/model/Text.h"
 
 namespace sandbox
 {
 namespace
 {
-/// Follows the parser through objects and lists, and refuses an object that has a key twice: the parser itself would
-/// take the last one without a word.
-class DuplicateKeyWatch
+using Event = Json::parse_event_t;
+
+constexpr bool parserThrows = true;
+constexpr bool allowsComments = true;
+
+/// Goes with the parser through objects and lists.
+class PathFollower
 {
 public:
-    bool operator()(int, Json::parse_event_t event, Json& parsed)
+    /// To be called with each event of the parser, before `leave`.
+    void enter(Event event, const Json& parsed)
     {
-        switch (event)
-        {
-        case Json::parse_event_t::object_start:
-        case Json::parse_event_t::array_start:
-            m_levels.push_back({event == Json::parse_event_t::array_start, 0, {}, {}});
-            break;
-        case Json::parse_event_t::key:
+        if (event == Event::key)
             m_levels.back().key = parsed.get<std::string>();
-            if (!m_levels.back().keys.insert(m_levels.back().key).second)
-                failAt(path(), "this key is given twice");
-            break;
-        case Json::parse_event_t::object_end:
-        case Json::parse_event_t::array_end:
-            m_levels.pop_back();
-            nextElement();
-            break;
-        case Json::parse_event_t::value:
-            nextElement();
-            break;
-        }
-        return true;
     }
+    /// To be called behind `enter`.
+    void leave(Event event)
+    {
+        if (event == Event::object_start || event == Event::array_start)
+        {
+            m_levels.push_back({event == Event::array_start, 0, {}, {}});
+            return;
+        }
+        if (event == Event::object_end || event == Event::array_end)
+            m_levels.pop_back();
+        if (event != Event::key && !m_levels.empty())
+            ++m_levels.back().index;
+    }
+
+    /// In between: whether a member, an element or the whole begins with the event, and its path.
+    [[nodiscard]] bool begins(Event event) const
+    {
+        const bool isValue = event == Event::value || event == Event::object_start || event == Event::array_start;
+        return event == Event::key || (isValue && (m_levels.empty() || m_levels.back().isList));
+    }
+    [[nodiscard]] std::string path() const
+    {
+        std::string path;
+        for (const Level& level : m_levels)
+            path = level.isList ? elementPath(path, level.index) : memberPath(path, level.key);
+        return path;
+    }
+    /// In between, at a key: false if its object has it already.
+    [[nodiscard]] bool isNewKey() { return m_levels.back().keys.insert(m_levels.back().key).second; }
 
 private:
     struct Level
@@ -51,24 +67,67 @@ private:
         std::set<std::string> keys;
     };
 
-    void nextElement()
-    {
-        if (!m_levels.empty() && m_levels.back().isList)
-            ++m_levels.back().index;
-    }
-
-    [[nodiscard]] std::string path() const
-    {
-        std::string path;
-        for (const Level& level : m_levels)
-            path = level.isList ? elementPath(path, level.index) : memberPath(path, level.key);
-        return path;
-    }
-
     std::vector<Level> m_levels;
 };
 
-/// The parser's words without its own preamble, which speaks of the library and repeats the place.
+/// Counts what the parser takes.
+class CountingIterator
+{
+public:
+    using iterator_category = std::input_iterator_tag;
+    using value_type = char;
+    using difference_type = std::ptrdiff_t;
+    using pointer = const char*;
+    using reference = const char&;
+
+    CountingIterator(const char* at, std::size_t& taken) : m_at(at), m_taken(&taken) {}
+    reference operator*() const { return *m_at; }
+    CountingIterator& operator++()
+    {
+        ++m_at;
+        ++*m_taken;
+        return *this;
+    }
+    bool operator==(const CountingIterator& other) const { return m_at == other.m_at; }
+
+private:
+    const char* m_at;
+    std::size_t* m_taken;
+};
+
+/// Where the token begins that the parser has just taken.
+/// @param taken  how much it took: up to the token's end, and behind a number one more.
+[[nodiscard]] std::size_t beginOfToken(const std::string& text, std::size_t taken, Event event, const Json& parsed)
+{
+    std::size_t at = taken - 1;
+    if (event == Event::object_start || event == Event::array_start)
+        return at;
+    if (parsed.is_string())
+    {
+        const auto isEscaped = [&](std::size_t quote)
+        {
+            const std::size_t before = text.find_last_not_of('\\', quote - 1);
+            return (quote - before) % 2 == 0;
+        };
+        do
+            at = text.rfind('"', at - 1);
+        while (isEscaped(at));
+        return at;
+    }
+    const auto isPart = [&](std::size_t index)
+    {
+        const char character = text[index];
+        return std::isalnum(static_cast<unsigned char>(character)) != 0 || character == '+' || character == '-' ||
+               character == '.';
+    };
+    if (!isPart(at))
+        --at;
+    while (at > 0 && isPart(at - 1))
+        --at;
+    return at;
+}
+
+/// The parser's words without its own preamble, which speaks of the library and repeats the position.
 [[nodiscard]] std::string plainWords(const std::string& what)
 {
     std::string words = what;
@@ -85,13 +144,11 @@ private:
     return toUtf8(toWide(words)); // they may quote what is no UTF-8
 }
 
-[[nodiscard]] std::string placeOf(const std::string& text, std::size_t byte)
+[[nodiscard]] std::string positionAt(const std::string& text, std::size_t end)
 {
-    // The parser counts from 1 and names the byte at which it gave up, which may be one behind the end.
-    const std::size_t end = std::min(byte == 0 ? 0 : byte - 1, text.size());
     std::size_t line = 1;
     std::size_t column = 1;
-    for (std::size_t at = 0; at < end; ++at)
+    for (std::size_t at = 0; at < std::min(end, text.size()); ++at)
     {
         const auto character = static_cast<unsigned char>(text[at]);
         if (character == '\n')
@@ -110,15 +167,43 @@ private:
 
 Json parseJson(const std::string& text)
 {
+    PathFollower follower;
+    const auto refuseKeysGivenTwice = [&](int, Event event, Json& parsed)
+    {
+        follower.enter(event, parsed);
+        if (event == Event::key && !follower.isNewKey())
+            failAt(follower.path(), "this key is given twice");
+        follower.leave(event);
+        return true;
+    };
     try
     {
-        constexpr bool throws = true;
-        constexpr bool allowsComments = true;
-        return Json::parse(text, DuplicateKeyWatch(), throws, allowsComments);
+        return Json::parse(text, refuseKeysGivenTwice, parserThrows, allowsComments);
     }
     catch (const Json::parse_error& error)
     {
-        throw MailboxError(placeOf(text, error.byte) + ": " + plainWords(error.what()));
+        // The parser counts from 1 and names the byte at which it gave up, which may be one behind the end.
+        throw MailboxError(positionAt(text, error.byte == 0 ? 0 : error.byte - 1) + ": " + plainWords(error.what()));
     }
+}
+
+std::string positionOf(const std::string& text, const std::string& path)
+{
+    PathFollower follower;
+    std::size_t taken = 0;
+    std::size_t found = 0;
+    const auto look = [&](int, Event event, Json& parsed)
+    {
+        follower.enter(event, parsed);
+        if (follower.begins(event) && follower.path() == path)
+            found = beginOfToken(text, taken, event, parsed);
+        follower.leave(event);
+        return true;
+    };
+    std::size_t unused = 0;
+    const CountingIterator begin(text.data(), taken);
+    const CountingIterator end(text.data() + text.size(), unused);
+    const Json again = Json::parse(begin, end, look, parserThrows, allowsComments);
+    return positionAt(text, found);
 }
 } // namespace sandbox

@@ -2,13 +2,13 @@
 
 #include <fstream>
 #include <iterator>
-#include <system_error>
 #include <utility>
 
 #include "sandbox/mailbox/reading/DescriptionReader.h"
 #include "sandbox/mailbox/reading/FolderReader.h"
 #include "sandbox/mailbox/reading/JsonText.h"
 #include "sandbox/mailbox/reading/PlanReader.h"
+#include "sandbox/mailbox/reading/SchemaCheck.h"
 
 namespace sandbox
 {
@@ -19,100 +19,63 @@ class MailboxReader
 public:
     [[nodiscard]] std::shared_ptr<Mailbox> read(const Json& json)
     {
-        JsonObject object(json, "");
-        readSettings(object);
-        readAddressBook(object);
+        const JsonObject object(json, "");
+        m_mailbox->setFastShutdown(object.value<std::string>("fastShutdown", "supported") == "supported");
+        m_mailbox->setRowsPerQuery(object.value<std::uint32_t>("rowsPerQuery", 0));
+        if (const Json* book = object.find("addressBook"))
+            readAddressBook(*book, object.pathOf("addressBook"));
         if (const Json* stores = object.find("stores"))
         {
-            const std::string path = object.pathOf("stores");
-            std::size_t index = 0;
-            for (const Json& store : requireList(*stores, path))
-                readStore(store, elementPath(path, index++));
+            for (const Json& store : *stores)
+                readStore(store, elementPath(object.pathOf("stores"), m_mailbox->stores().size()));
         }
-        readPlans(object); // they may be about anything in it
-        object.finish();
+        if (const Json* plans = object.find("plans")) // they may be about anything in it
+        {
+            for (const Json& plan : *plans)
+            {
+                const JsonObject one(plan, elementPath(object.pathOf("plans"), m_mailbox->plans().size()));
+                m_mailbox->addPlan(readPlan(one, *m_mailbox));
+            }
+        }
         return m_mailbox;
     }
 
 private:
-    void readSettings(JsonObject& object)
+    void readAddressBook(const Json& book, const std::string& path)
     {
-        m_mailbox->setResults(readMailboxResults(object));
-        if (const Json* fastShutdown = object.find("fastShutdown"))
+        for (const auto& [key, value] : book.items())
         {
-            const std::string path = object.pathOf("fastShutdown");
-            const std::string& word = requireText(*fastShutdown, path);
-            if (word != "supported" && word != "unsupported")
-                failAt(path, "must be \"supported\" or \"unsupported\"");
-            m_mailbox->setFastShutdown(word == "supported");
-        }
-        if (const Json* rows = object.find("rowsPerQuery"))
-        {
-            const std::string path = object.pathOf("rowsPerQuery");
-            constexpr std::int64_t most = std::numeric_limits<std::int32_t>::max();
-            m_mailbox->setRowsPerQuery(static_cast<std::uint32_t>(readInteger(*rows, path, 1, most)));
-        }
-    }
-
-    void readAddressBook(JsonObject& object)
-    {
-        const Json* book = object.find("addressBook");
-        if (book == nullptr)
-            return;
-        const std::string path = object.pathOf("addressBook");
-        if (!book->is_object())
-            failAt(path, "must be an object");
-        for (const auto& [key, value] : book->items())
-        {
-            JsonObject entry(value, memberPath(path, key));
-            AddressEntryDescription description = readAddressEntryDescription(entry, key);
-            entry.finish();
-            withPlace(entry.path(), [&] { m_mailbox->addAddressEntry(key, std::move(description)); });
-        }
-    }
-
-    void readPlans(JsonObject& object)
-    {
-        const Json* plans = object.find("plans");
-        if (plans == nullptr)
-            return;
-        const std::string path = object.pathOf("plans");
-        for (const Json& plan : requireList(*plans, path))
-        {
-            JsonObject planObject(plan, elementPath(path, m_mailbox->plans().size()));
-            m_mailbox->addPlan(readPlan(planObject, *m_mailbox));
+            const JsonObject user(value, memberPath(path, key));
+            AddressEntryDescription description = readAddressEntryDescription(user, key);
+            withPath(user.path(), [&] { m_mailbox->addAddressEntry(key, std::move(description)); });
         }
     }
 
     void readStore(const Json& json, const std::string& path)
     {
-        JsonObject object(json, path);
+        const JsonObject object(json, path);
         const std::shared_ptr<NameMapping> names = m_mailbox->namesOfNextStore();
         StoreDescription description = readStoreDescription(object, names);
 
-        static const Json s_nothing = Json::object();
-        const Json* rootJson = object.find("root");
-        const Json* ipmJson = object.find("ipmSubtree");
-        JsonObject root(rootJson != nullptr ? *rootJson : s_nothing, object.pathOf("root"));
-        JsonObject ipmSubtree(ipmJson != nullptr ? *ipmJson : s_nothing, object.pathOf("ipmSubtree"));
+        const Json rootJson = object.value("root", Json::object());
+        const Json ipmJson = object.value("ipmSubtree", Json::object());
+        const JsonObject root(rootJson, object.pathOf("root"));
+        const JsonObject ipmSubtree(ipmJson, object.pathOf("ipmSubtree"));
         FolderDescription rootDescription = readFolderDescription(root, *names, L"Root");
         FolderDescription ipmDescription = readFolderDescription(ipmSubtree, *names, L"IPM_SUBTREE");
 
         const std::shared_ptr<Store> store =
-            withPlace(path,
-                      [&] {
-                          return m_mailbox->addStore(std::move(description), std::move(rootDescription),
-                                                     std::move(ipmDescription));
-                      });
+            withPath(path,
+                     [&]
+                     {
+                         return m_mailbox->addStore(std::move(description), std::move(rootDescription),
+                                                    std::move(ipmDescription));
+                     });
         FolderReader reader(*m_mailbox, *store);
         reader.readMessages(root, store->root());
         reader.readMessages(ipmSubtree, store->ipmSubtree());
-        root.finish();
-        ipmSubtree.finish();
-
         reader.readFolders(object, "folders", store->ipmSubtree());
         reader.readFolders(object, "rootFolders", store->root());
-        object.finish();
     }
 
     const std::shared_ptr<Mailbox> m_mailbox = std::make_shared<Mailbox>();
@@ -121,8 +84,18 @@ private:
 
 std::shared_ptr<Mailbox> readMailbox(const std::string& text)
 {
-    const Json json = parseJson(text);
-    return MailboxReader().read(json);
+    try
+    {
+        const Json json = parseJson(text);
+        checkSchema("mailbox", json, "");
+        return MailboxReader().read(json);
+    }
+    catch (const MailboxError& error)
+    {
+        if (!error.path())
+            throw;
+        throw MailboxError(positionOf(text, *error.path()) + ": " + error.what());
+    }
 }
 
 std::shared_ptr<Mailbox> readMailboxFile(const std::filesystem::path& path)

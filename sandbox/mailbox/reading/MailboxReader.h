@@ -1,4 +1,4 @@
-// MailboxReader.h: the mailbox file, told in docs/sandbox.md.
+// MailboxReader.h: the mailbox file of docs/sandbox.md.
 #pragma once
 
 #include <filesystem>
@@ -9,8 +9,8 @@
 
 namespace sandbox
 {
-/// The mailbox that a JSON text in UTF-8 tells of. Throws MailboxError, whose text begins with the place: line and
-/// column where the text is no JSON, and the path of the value otherwise.
+/// The mailbox that a JSON text in UTF-8 describes. Throws MailboxError, whose text begins with line and column, and where
+/// the text is JSON with the path of the value as well.
 [[nodiscard]] std::shared_ptr<Mailbox> readMailbox(const std::string& text);
 
 /// The same for a file. Throws MailboxError as well when the file can't be read.

@@ -1,30 +1,24 @@
 #include "sandbox/mailbox/reading/PlanReader.h"
 
-#include <limits>
 #include <string>
 
 #include "sandbox/mailbox/reading/CallNames.h"
-#include "sandbox/mailbox/reading/Places.h"
+#include "sandbox/mailbox/reading/ObjectPaths.h"
 #include "sandbox/mailbox/reading/PropertyReader.h"
 
 namespace sandbox
 {
 namespace
 {
-constexpr std::int64_t s_longestDelay = 3'600'000; // an hour
-
-[[nodiscard]] std::string readMethod(JsonObject& object)
+[[nodiscard]] std::string readMethod(const JsonObject& object)
 {
-    const Json* method = object.find("method");
-    if (method == nullptr && object.find("opens") != nullptr)
-        return {};
-    const std::string path = object.pathOf("method");
-    const std::string& name = requireText(object.require("method"), path);
-    if (isCallName(name))
+    const auto name = object.value<std::string>("method", "");
+    if (name.empty() || isCallName(name))
         return name;
     const std::string like = callNamesLike(name);
-    failAt(path, "there is no call '" + name + "'; " +
-                     (like.empty() ? "calls are like MAPIAllocateBuffer and IMAPIProp::GetProps" : "there is " + like));
+    failAt(object.pathOf("method"),
+           "there is no call '" + name + "'; " +
+               (like.empty() ? "calls are like MAPIAllocateBuffer and IMAPIProp::GetProps" : "there is " + like));
 }
 
 /// The object that a method is called on; what its interface can't be on is refused.
@@ -56,25 +50,14 @@ constexpr std::int64_t s_longestDelay = 3'600'000; // an hour
 {
     if (!method.starts_with("IMAPITable::"))
         failAt(path, "is for methods of IMAPITable");
-    const std::string& name = requireText(value, path);
-    if (name == "stores")
+    const std::string& kind = value.get_ref<const std::string&>();
+    if (kind == "stores")
         return TableKind::Stores;
-    if (name == "contents")
-        return TableKind::Contents;
-    if (name == "hierarchy")
-        return TableKind::Hierarchy;
-    failAt(path, "must be \"stores\", \"contents\" or \"hierarchy\"");
-}
-
-[[nodiscard]] std::uint64_t readNumber(JsonObject& object, std::string_view key, std::int64_t least)
-{
-    const Json* value = object.find(key);
-    constexpr std::int64_t most = std::numeric_limits<std::int64_t>::max();
-    return value != nullptr ? static_cast<std::uint64_t>(readInteger(*value, object.pathOf(key), least, most)) : 1;
+    return kind == "contents" ? TableKind::Contents : TableKind::Hierarchy;
 }
 } // namespace
 
-Plan readPlan(JsonObject& object, const Mailbox& mailbox)
+Plan readPlan(const JsonObject& object, const Mailbox& mailbox)
 {
     Plan plan;
     plan.method = readMethod(object);
@@ -84,21 +67,12 @@ Plan readPlan(JsonObject& object, const Mailbox& mailbox)
         plan.target.opens = readOpens(*opens, object.pathOf("opens"), plan.method, mailbox);
     if (const Json* table = object.find("table"))
         plan.target.table = readTable(*table, object.pathOf("table"), plan.method);
-    plan.call = readNumber(object, "call", 1);
-    plan.times = readNumber(object, "times", 0);
+    plan.call = object.value<std::uint64_t>("call", 1);
+    plan.times = object.value<std::uint64_t>("times", 1);
     if (const Json* result = object.find("result"))
         plan.result = readResult(*result, object.pathOf("result"));
-    if (const Json* delay = object.find("delay"))
-        plan.delay = std::chrono::milliseconds(readInteger(*delay, object.pathOf("delay"), 0, s_longestDelay));
-    if (const Json* hold = object.find("hold"))
-    {
-        plan.hold = requireText(*hold, object.pathOf("hold"));
-        if (plan.hold.empty())
-            failAt(object.pathOf("hold"), "must be a name");
-    }
-    object.finish();
-    if (!plan.result && plan.hold.empty() && plan.delay.count() == 0)
-        failAt(object.path(), "a plan needs a 'result', a 'delay' or a 'hold'");
+    plan.delay = std::chrono::milliseconds(object.value("delay", 0));
+    plan.hold = object.value<std::string>("hold", "");
     return plan;
 }
 } // namespace sandbox

@@ -7,7 +7,7 @@
 
 namespace sandbox
 {
-/// Reads all keys of the object that are not taken yet as a plan. Throws MailboxError.
+/// Reads a plan. Throws MailboxError.
 /// @param mailbox  where the paths under "on" and "opens" lead; complete.
-[[nodiscard]] Plan readPlan(JsonObject& object, const Mailbox& mailbox);
+[[nodiscard]] Plan readPlan(const JsonObject& object, const Mailbox& mailbox);
 } // namespace sandbox

@@ -5,8 +5,8 @@
 #include <cstdio>
 #include <utility>
 
-#include "sandbox/mailbox/reading/PublishedNames.h"
 #include "sandbox/mailbox/model/Text.h"
+#include "sandbox/mailbox/reading/PublishedNames.h"
 
 namespace sandbox
 {
@@ -19,7 +19,7 @@ struct TypeWord
 };
 
 // The words for types behind a named property.
-constexpr TypeWord s_typeWords[] = {
+constexpr TypeWord typeWords[] = {
     {"text", PT_UNICODE},    {"binary", PT_BINARY}, {"long", PT_LONG},
     {"boolean", PT_BOOLEAN}, {"time", PT_SYSTIME},  {"texts", MV_FLAG | PT_UNICODE},
 };
@@ -68,9 +68,9 @@ constexpr TypeWord s_typeWords[] = {
     if (!set)
         failAt(path, "'" + std::string(key.substr(0, first)) + "' is no property set");
     const std::string_view word = key.substr(last + 1);
-    const TypeWord* type = std::find_if(std::begin(s_typeWords), std::end(s_typeWords),
+    const TypeWord* type = std::find_if(std::begin(typeWords), std::end(typeWords),
                                         [word](const TypeWord& known) { return known.word == word; });
-    if (type == std::end(s_typeWords))
+    if (type == std::end(typeWords))
         failAt(path, "'" + std::string(word) + "' is no type; known are text, binary, long, boolean, time, texts");
     const std::string_view nameText = key.substr(first + 1, last - first - 1);
     if (nameText.empty())
@@ -110,16 +110,38 @@ constexpr TypeWord s_typeWords[] = {
     return text;
 }
 
+// Which form a value must have follows from the property's type, so the schema can't say it.
+
+[[nodiscard]] const std::string& requireText(const Json& value, const std::string& path)
+{
+    if (!value.is_string())
+        failAt(path, "must be a text");
+    return value.get_ref<const std::string&>();
+}
+
 [[nodiscard]] std::wstring readAnyText(const Json& value, const std::string& path)
 {
-    if (!value.is_object())
-        return readText(value, path);
-    JsonObject object(value, path);
-    const Json* units = object.find("utf16");
-    object.finish();
-    if (units == nullptr)
-        failAt(path, "must be a text, or an object with 'utf16'");
-    return readUtf16(*units, object.pathOf("utf16"));
+    if (value.is_object() && value.contains("utf16"))
+        return readUtf16(value.at("utf16"), memberPath(path, "utf16"));
+    (void)requireText(value, path);
+    return readText(value, path);
+}
+
+[[nodiscard]] Bytes readBinary(const Json& value, const std::string& path)
+{
+    (void)requireText(value, path);
+    return readHex(value, path);
+}
+
+[[nodiscard]] std::int64_t readInteger(const Json& value, const std::string& path, std::int64_t minimum,
+                                       std::int64_t maximum)
+{
+    const bool isTooBig =
+        value.is_number_unsigned() && value.get<std::uint64_t>() > static_cast<std::uint64_t>(maximum);
+    if (!value.is_number_integer() || isTooBig || value.get<std::int64_t>() < minimum ||
+        value.get<std::int64_t>() > maximum)
+        failAt(path, "must be an integer from " + std::to_string(minimum) + " to " + std::to_string(maximum));
+    return value.get<std::int64_t>();
 }
 
 [[nodiscard]] std::int32_t readLong(const Json& value, const std::string& path)
@@ -165,10 +187,11 @@ constexpr TypeWord s_typeWords[] = {
 template <class Read>
 [[nodiscard]] auto readElements(const Json& value, const std::string& path, Read read)
 {
+    if (!value.is_array())
+        failAt(path, "must be a list");
     std::vector<decltype(read(value, path))> elements;
-    std::size_t index = 0;
-    for (const Json& element : requireList(value, path))
-        elements.push_back(read(element, elementPath(path, index++)));
+    for (const Json& element : value)
+        elements.push_back(read(element, elementPath(path, elements.size())));
     return elements;
 }
 
@@ -185,7 +208,9 @@ template <class Read>
             failAt(path, "must be a number");
         return value.get<double>();
     case PT_BOOLEAN:
-        return readBoolean(value, path);
+        if (!value.is_boolean())
+            failAt(path, "must be true or false");
+        return value.get<bool>();
     case PT_I8:
         return readInteger(value, path, std::numeric_limits<std::int64_t>::min(),
                            std::numeric_limits<std::int64_t>::max());
@@ -197,13 +222,13 @@ template <class Read>
     case PT_CLSID:
         return readGuid(value, path);
     case PT_BINARY:
-        return readHex(value, path);
+        return readBinary(value, path);
     case MV_FLAG | PT_LONG:
         return readElements(value, path, readLong);
     case MV_FLAG | PT_UNICODE:
         return readElements(value, path, readAnyText);
     case MV_FLAG | PT_BINARY:
-        return readElements(value, path, readHex);
+        return readElements(value, path, readBinary);
     default:
         failAt(path, "the sandbox serves no property of this type");
     }
@@ -213,22 +238,12 @@ template <class Read>
 [[nodiscard]] Property readProperty(const Json& value, ULONG tag, const std::string& path)
 {
     if (value.is_object() && value.contains("error"))
-    {
-        JsonObject object(value, path);
-        const HRESULT code = readResult(*object.find("error"), object.pathOf("error"));
-        object.finish();
-        return {tag, PropertyError{code}};
-    }
+        return {tag, PropertyError{readResult(value.at("error"), memberPath(path, "error"))}};
     if (value.is_object() && value.contains("answersAs"))
     {
-        JsonObject object(value, path);
-        const std::string tagPath = object.pathOf("answersAs");
-        const ULONG answered = readTag(requireText(*object.find("answersAs"), tagPath), tagPath);
-        const Json* inner = object.find("value");
-        object.finish();
-        if (inner == nullptr)
-            failAt(path, "'answersAs' needs a 'value' beside it");
-        return {tag, readValue(*inner, PROP_TYPE(answered), object.pathOf("value")), answered};
+        const ULONG answered =
+            readTag(value.at("answersAs").get_ref<const std::string&>(), memberPath(path, "answersAs"));
+        return {tag, readValue(value.at("value"), PROP_TYPE(answered), memberPath(path, "value")), answered};
     }
     return {tag, readValue(value, PROP_TYPE(tag), path)};
 }
@@ -236,8 +251,6 @@ template <class Read>
 
 void readProperties(const Json& value, const std::string& path, NameMapping* names, PropertySet& into)
 {
-    if (!value.is_object())
-        failAt(path, "must be an object");
     for (const auto& [key, said] : value.items())
     {
         const std::string place = memberPath(path, key);
@@ -263,9 +276,9 @@ ULONG readTag(std::string_view text, const std::string& path)
 
 HRESULT readResult(const Json& value, const std::string& path)
 {
-    const std::optional<HRESULT> result = resultOf(requireText(value, path));
+    const std::optional<HRESULT> result = resultOf(value.get_ref<const std::string&>());
     if (!result)
-        failAt(path, "must be a result: a published name, or 0x and up to eight digits");
+        failAt(path, "no result has this name; others can be written as 0x and up to eight digits");
     return *result;
 }
 } // namespace sandbox

@@ -3,9 +3,9 @@
 
 #include <string>
 
-#include "sandbox/mailbox/reading/JsonObject.h"
 #include "sandbox/mailbox/model/NameMapping.h"
 #include "sandbox/mailbox/model/Property.h"
+#include "sandbox/mailbox/reading/JsonObject.h"
 
 namespace sandbox
 {
@@ -17,6 +17,6 @@ void readProperties(const Json& value, const std::string& path, NameMapping* nam
 /// A tag written as 0x and up to eight digits, of a type that the sandbox serves.
 [[nodiscard]] ULONG readTag(std::string_view text, const std::string& path);
 
-/// A result written by its name or as 0x and up to eight digits.
+/// A result as the schema has it.
 [[nodiscard]] HRESULT readResult(const Json& value, const std::string& path);
 } // namespace sandbox

@@ -39,7 +39,7 @@ constexpr NamedTag time(std::string_view name, ULONG id)
     return {name, PROP_TAG(PT_SYSTIME, id)};
 }
 
-constexpr NamedTag s_properties[] = {
+constexpr NamedTag publishedProperties[] = {
     // any object
     text("PR_MESSAGE_CLASS", 0x001A),
     text("PR_SUBJECT", 0x0037),
@@ -160,7 +160,7 @@ struct NamedLid
     ULONG type;
 };
 
-constexpr NamedLid s_namedProperties[] = {
+constexpr NamedLid publishedNamedProperties[] = {
     {"PidLidFileUnder", 0x8005, PT_UNICODE},
     {"PidLidWorkAddressStreet", 0x8045, PT_UNICODE},
     {"PidLidWorkAddressCity", 0x8046, PT_UNICODE},
@@ -192,7 +192,7 @@ struct NamedSet
     std::uint32_t number; // the first field of {xxxxxxxx-0000-0000-C000-000000000046}
 };
 
-constexpr NamedSet s_sets[] = {
+constexpr NamedSet publishedSets[] = {
     {"PSETID_Appointment", 0x00062002}, {"PSETID_Task", 0x00062003}, {"PSETID_Address", 0x00062004},
     {"PSETID_Common", 0x00062008},      {"PS_MAPI", 0x00020328},     {"PS_PUBLIC_STRINGS", 0x00020329},
 };
@@ -203,7 +203,7 @@ struct NamedResult
     ULONG pattern;
 };
 
-constexpr NamedResult s_results[] = {
+constexpr NamedResult publishedResults[] = {
     {"S_OK", 0x00000000},
     {"S_FALSE", 0x00000001},
     {"MAPI_W_NO_SERVICE", 0x00040203},
@@ -284,17 +284,17 @@ template <class Entry, std::size_t Count>
 std::optional<ULONG> propertyTagOf(std::string_view name)
 {
     constexpr std::string_view wideSuffix = "_W";
-    if (const NamedTag* plain = findByName(s_properties, name))
+    if (const NamedTag* plain = findByName(publishedProperties, name))
         return plain->tag;
     if (!name.ends_with(wideSuffix))
         return std::nullopt;
-    const NamedTag* wide = findByName(s_properties, name.substr(0, name.size() - wideSuffix.size()));
+    const NamedTag* wide = findByName(publishedProperties, name.substr(0, name.size() - wideSuffix.size()));
     return wide != nullptr && PROP_TYPE(wide->tag) == PT_UNICODE ? std::optional(wide->tag) : std::nullopt;
 }
 
 std::optional<KnownNamedProperty> namedPropertyOf(std::string_view name)
 {
-    const NamedLid* entry = findByName(s_namedProperties, name);
+    const NamedLid* entry = findByName(publishedNamedProperties, name);
     if (entry == nullptr)
         return std::nullopt;
     return KnownNamedProperty{{PSETID_Address, entry->number}, entry->type};
@@ -302,7 +302,7 @@ std::optional<KnownNamedProperty> namedPropertyOf(std::string_view name)
 
 std::optional<GUID> propertySetOf(std::string_view text)
 {
-    if (const NamedSet* entry = findByName(s_sets, text))
+    if (const NamedSet* entry = findByName(publishedSets, text))
         return GUID{entry->number, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
     return guidOf(text);
 }
@@ -331,7 +331,7 @@ std::optional<GUID> guidOf(std::string_view text)
 
 std::optional<HRESULT> resultOf(std::string_view text)
 {
-    if (const NamedResult* entry = findByName(s_results, text))
+    if (const NamedResult* entry = findByName(publishedResults, text))
         return mapiResult(entry->pattern);
     const std::optional<ULONG> pattern = hexNumberOf(text);
     return pattern ? std::optional(mapiResult(*pattern)) : std::nullopt;

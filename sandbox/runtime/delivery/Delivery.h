@@ -12,8 +12,8 @@
 #include <vector>
 
 #include "mapiabi/MapiInterfaces.h"
-#include "sandbox/mailbox/edits/StoreEvent.h"
 #include "sandbox/mailbox/model/Store.h"
+#include "sandbox/mailbox/model/StoreEvent.h"
 
 namespace sandbox
 {

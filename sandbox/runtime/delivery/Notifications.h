@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "mapiabi/MapiTypes.h"
-#include "sandbox/mailbox/edits/StoreEvent.h"
+#include "sandbox/mailbox/model/StoreEvent.h"
 #include "sandbox/runtime/delivery/SinkGate.h"
 #include "sandbox/runtime/record/Memory.h"
 

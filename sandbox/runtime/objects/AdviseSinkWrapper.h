@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "sandbox/mailbox/edits/StoreEvent.h"
+#include "sandbox/mailbox/model/StoreEvent.h"
 #include "sandbox/runtime/delivery/SinkGate.h"
 #include "sandbox/runtime/delivery/ThreadQueue.h"
 #include "sandbox/runtime/objects/ComObject.h"

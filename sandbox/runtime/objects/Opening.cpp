@@ -75,7 +75,7 @@ protected:
 
 Bytes entryIdOf(ULONG size, const ENTRYID* entryId)
 {
-    require(entryId != nullptr && size >= s_minimumEntryIdSize, MAPI_E_INVALID_ENTRYID);
+    require(entryId != nullptr && size >= minimumEntryIdSize, MAPI_E_INVALID_ENTRYID);
     const auto* bytes = reinterpret_cast<const std::uint8_t*>(entryId);
     return Bytes(bytes, bytes + size);
 }
@@ -87,10 +87,9 @@ std::shared_ptr<MailboxObject> objectOfStore(const Mailbox& mailbox, const Store
     return object;
 }
 
-HRESULT openObject(const std::shared_ptr<SessionState>& session, const std::shared_ptr<MailboxObject>& object,
-                   const IID* iid, ULONG* objectType, IUnknown** opened)
+void openObject(const std::shared_ptr<SessionState>& session, const std::shared_ptr<MailboxObject>& object,
+                const IID* iid, ULONG* objectType, IUnknown** opened)
 {
-    require(SUCCEEDED(object->openResult()), object->openResult());
     const Reference<IUnknown> made = makeObject(session, object);
     if (iid == nullptr)
     {
@@ -105,7 +104,6 @@ HRESULT openObject(const std::shared_ptr<SessionState>& session, const std::shar
     }
     if (objectType != nullptr)
         *objectType = object->type();
-    return object->openResult();
 }
 
 HRESULT openEntryOfStore(const std::shared_ptr<SessionState>& session, const Store& store, ULONG size,
@@ -117,7 +115,8 @@ HRESULT openEntryOfStore(const std::shared_ptr<SessionState>& session, const Sto
     const std::shared_ptr<MailboxObject> object =
         size == 0 && entryId == nullptr ? store.root()
                                         : objectOfStore(session->mailbox(), store, entryIdOf(size, entryId));
-    return openObject(session, object, iid, objectType, opened);
+    openObject(session, object, iid, objectType, opened);
+    return S_OK;
 }
 
 void requireOpenEntryFlags(ULONG flags)

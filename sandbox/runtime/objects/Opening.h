@@ -17,12 +17,11 @@ namespace sandbox
 [[nodiscard]] std::shared_ptr<MailboxObject> objectOfStore(const Mailbox& mailbox, const Store& store,
                                                            const Bytes& entryId);
 
-/// Opens an object of the mailbox. Its result is S_OK, or the warning that the mailbox plans for its opening.
+/// Opens an object of the mailbox.
 /// @param iid         null for the object's own interface.
 /// @param objectType  receives the object's type; may be null.
-[[nodiscard]] HRESULT openObject(const std::shared_ptr<SessionState>& session,
-                                 const std::shared_ptr<MailboxObject>& object, const IID* iid, ULONG* objectType,
-                                 IUnknown** opened);
+void openObject(const std::shared_ptr<SessionState>& session, const std::shared_ptr<MailboxObject>& object,
+                const IID* iid, ULONG* objectType, IUnknown** opened);
 
 /// OpenEntry of a store and of its folders. An empty identifier stands for the store's root folder.
 [[nodiscard]] HRESULT openEntryOfStore(const std::shared_ptr<SessionState>& session, const Store& store, ULONG size,

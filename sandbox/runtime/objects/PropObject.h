@@ -83,7 +83,7 @@ protected:
     template <class Describe, class Work>
     [[nodiscard]] HRESULT served(const char* name, Describe&& describe, Work&& work) noexcept
     {
-        return this->serveCall(name, describe, [&] { return m_session->locked(plannedFor(name), work); });
+        return this->serveCall(name, describe, [&] { return m_session->locked(work); });
     }
 
     /// The same for OpenEntry of a store and of its folders.
@@ -93,27 +93,19 @@ protected:
     {
         return this->serveOpening(
             name, [&] { return m_session->openedId(&store, size, entryId); }, describe,
-            [&] { return m_session->locked(plannedFor(name), work); });
+            [&] { return m_session->locked(work); });
     }
 
     /// As `served`, but without the lock, for what calls a client.
     template <class Describe, class Work>
     [[nodiscard]] HRESULT servedUnlocked(const char* name, Describe&& describe, Work&& work) noexcept
     {
-        return this->serveCall(name, describe, [&] { return m_session->unlocked(plannedFor(name), work); });
+        return this->serveCall(name, describe, [&] { return m_session->unlocked(work); });
     }
 
     [[nodiscard]] const std::shared_ptr<SessionState>& session() const noexcept { return m_session; }
 
 private:
-    [[nodiscard]] auto plannedFor(const char* name) const noexcept
-    {
-        return [this, name]
-        {
-            return m_object->results().find({}, bareName(name));
-        };
-    }
-
     const std::shared_ptr<SessionState> m_session;
     const std::shared_ptr<MailboxObject> m_object;
     NameMapping* const m_names; // borrowed from the store, which the session's mailbox owns

@@ -24,23 +24,15 @@ template <class Describe, class Work>
 HRESULT SessionObject::servedOpening(const char* name, ULONG size, const ENTRYID* entryId, Describe&& describe,
                                      Work&& work) noexcept
 {
-    const auto findPlanned = [&]
-    {
-        return m_state->mailbox().results().find({}, bareName(name));
-    };
     return serveOpening(
         name, [&] { return m_state->openedId(nullptr, size, entryId); }, describe,
-        [&] { return m_state->locked(findPlanned, work); });
+        [&] { return m_state->locked(work); });
 }
 
 template <class Describe, class Work>
 HRESULT SessionObject::served(const char* name, Describe&& describe, Work&& work) noexcept
 {
-    const auto findPlanned = [&]
-    {
-        return m_state->mailbox().results().find({}, bareName(name));
-    };
-    return serveCall(name, describe, [&] { return m_state->locked(findPlanned, work); });
+    return serveCall(name, describe, [&] { return m_state->locked(work); });
 }
 
 HRESULT STDMETHODCALLTYPE SessionObject::GetMsgStoresTable(ULONG flags, IMAPITable** table)
@@ -77,9 +69,9 @@ HRESULT STDMETHODCALLTYPE SessionObject::OpenMsgStore(ULONG_PTR window, ULONG en
             const std::shared_ptr<MailboxObject> object = m_state->mailbox().find(entryIdOf(entryIdSize, entryId));
             require(object != nullptr && object->type() == MAPI_STORE, MAPI_E_UNKNOWN_ENTRYID);
             IUnknown* opened = nullptr;
-            const HRESULT result = openObject(m_state, object, iid, nullptr, &opened);
+            openObject(m_state, object, iid, nullptr, &opened);
             *store = static_cast<IMsgStore*>(opened); // every interface of a store is this one
-            return result;
+            return S_OK;
         });
 }
 
@@ -96,7 +88,8 @@ HRESULT STDMETHODCALLTYPE SessionObject::OpenEntry(ULONG entryIdSize, ENTRYID* e
             requireOpenEntryFlags(flags);
             const std::shared_ptr<MailboxObject> found = m_state->mailbox().find(entryIdOf(entryIdSize, entryId));
             require(found != nullptr, MAPI_E_UNKNOWN_ENTRYID);
-            return openObject(m_state, found, iid, objectType, object);
+            openObject(m_state, found, iid, objectType, object);
+            return S_OK;
         });
 }
 

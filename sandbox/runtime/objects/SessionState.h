@@ -22,22 +22,19 @@ public:
     [[nodiscard]] bool hasEnded() const noexcept { return m_ended; }
 
     /// Does the work of a method of a session that is not over, with the mailbox locked.
-    /// @param findPlanned  finds what the mailbox plans as the answer; called with the mailbox locked.
-    template <class FindPlanned, class Work>
-    [[nodiscard]] HRESULT locked(FindPlanned&& findPlanned, Work&& work)
+    template <class Work>
+    [[nodiscard]] HRESULT locked(Work&& work)
     {
         const std::lock_guard lock(m_mailbox->mutex());
-        return answerAs(findPlanned(), [&] { return whileGoingOn(work); });
+        return unlocked(work);
     }
 
-    /// The same, but the work is done without the lock.
-    template <class FindPlanned, class Work>
-    [[nodiscard]] HRESULT unlocked(FindPlanned&& findPlanned, Work&& work)
+    /// The same without the lock.
+    template <class Work>
+    [[nodiscard]] HRESULT unlocked(Work&& work) const
     {
-        std::unique_lock lock(m_mailbox->mutex());
-        const std::optional<HRESULT> planned = findPlanned();
-        lock.unlock();
-        return answerAs(planned, [&] { return whileGoingOn(work); });
+        require(!m_ended, MAPI_E_END_OF_SESSION);
+        return work();
     }
 
     /// The long-term identifier of what a client's identifier opens, empty if that is nothing. Locks the mailbox.
@@ -55,13 +52,6 @@ public:
     }
 
 private:
-    template <class Work>
-    [[nodiscard]] HRESULT whileGoingOn(Work&& work) const
-    {
-        require(!m_ended, MAPI_E_END_OF_SESSION);
-        return work();
-    }
-
     const std::shared_ptr<Mailbox> m_mailbox;
     std::atomic<bool> m_ended{false};
 };

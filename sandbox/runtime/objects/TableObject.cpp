@@ -12,20 +12,6 @@ namespace sandbox
 {
 namespace
 {
-/// The name that planned answers have for the table, with its dot.
-[[nodiscard]] std::string_view nameOf(TableKind kind) noexcept
-{
-    switch (kind)
-    {
-    case TableKind::Stores:
-        return "StoresTable.";
-    case TableKind::Contents:
-        return "ContentsTable.";
-    default:
-        return "HierarchyTable.";
-    }
-}
-
 } // namespace
 
 TableObject::TableObject(std::shared_ptr<SessionState> session, TableSource source, Rows rows)
@@ -41,12 +27,7 @@ TableObject::TableObject(std::shared_ptr<SessionState> session, TableSource sour
 template <class Describe, class Work>
 HRESULT TableObject::served(const char* name, Describe&& describe, Work&& work) noexcept
 {
-    const auto findPlanned = [&]
-    {
-        const Results& results = m_source.owner ? m_source.owner->results() : m_session->mailbox().results();
-        return results.find(nameOf(m_source.kind), bareName(name));
-    };
-    return serveCall(name, describe, [&] { return m_session->locked(findPlanned, work); });
+    return serveCall(name, describe, [&] { return m_session->locked(work); });
 }
 
 CallTarget TableObject::target() const

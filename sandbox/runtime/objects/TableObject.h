@@ -11,7 +11,7 @@
 
 namespace sandbox
 {
-/// Where a table comes from: what it shows, and whose planned answers hold for it.
+/// Where a table comes from: what it shows, and whose it is.
 struct TableSource
 {
     TableKind kind;

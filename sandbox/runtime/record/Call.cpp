@@ -30,10 +30,4 @@ ClientCall::~ClientCall()
 {
     s_current = m_suspended;
 }
-
-std::string_view bareName(std::string_view name) noexcept
-{
-    const std::size_t colons = name.rfind("::");
-    return colons == std::string_view::npos ? name : name.substr(colons + 2);
-}
 } // namespace sandbox

@@ -8,7 +8,6 @@
 #include <utility>
 
 #include "mapiabi/MapiTypes.h"
-#include "sandbox/mailbox/reading/Results.h"
 #include "sandbox/runtime/record/Journal.h"
 #include "sandbox/runtime/record/MapiFailure.h"
 #include "sandbox/runtime/record/Plans.h"
@@ -48,9 +47,6 @@ public:
 private:
     const char* const m_suspended;
 };
-
-/// The bare name of a function or method: what stands behind the last "::".
-[[nodiscard]] std::string_view bareName(std::string_view name) noexcept;
 
 /// Does the work of a call that is to give this answer: a planned failure instead of the work, any other planned result
 /// instead of the work's success.

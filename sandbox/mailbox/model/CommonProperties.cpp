@@ -1,4 +1,4 @@
-#include "sandbox/mailbox/reading/PlaceProperties.h"
+#include "sandbox/mailbox/model/CommonProperties.h"
 
 #include "mapiabi/MapiTags.h"
 #include "sandbox/mailbox/model/Store.h"
@@ -7,8 +7,8 @@ namespace sandbox
 {
 namespace
 {
-constexpr std::int32_t s_readAccess = 2;      // MAPI_ACCESS_READ
-constexpr std::int32_t s_readOnlyOpening = 0; // PR_ACCESS_LEVEL without MAPI_MODIFY
+constexpr std::int32_t readAccess = 2;      // MAPI_ACCESS_READ
+constexpr std::int32_t readOnlyOpening = 0; // PR_ACCESS_LEVEL without MAPI_MODIFY
 
 [[nodiscard]] Bytes uidOf(const Store& store)
 {
@@ -16,7 +16,7 @@ constexpr std::int32_t s_readOnlyOpening = 0; // PR_ACCESS_LEVEL without MAPI_MO
 }
 } // namespace
 
-std::optional<Property> placeProperty(ULONG id, const MailboxObject& object, const Store& store)
+std::optional<Property> commonProperty(ULONG id, const MailboxObject& object, const Store& store)
 {
     switch (id)
     {
@@ -33,15 +33,15 @@ std::optional<Property> placeProperty(ULONG id, const MailboxObject& object, con
     case PROP_ID(PR_MAPPING_SIGNATURE):
         return Property{PR_MAPPING_SIGNATURE, uidOf(store)};
     case PROP_ID(PR_ACCESS):
-        return Property{PR_ACCESS, s_readAccess};
+        return Property{PR_ACCESS, readAccess};
     case PROP_ID(PR_ACCESS_LEVEL):
-        return Property{PR_ACCESS_LEVEL, s_readOnlyOpening};
+        return Property{PR_ACCESS_LEVEL, readOnlyOpening};
     default:
         return std::nullopt;
     }
 }
 
-std::vector<ULONG> placePropertyIds()
+std::vector<ULONG> commonPropertyIds()
 {
     return {PROP_ID(PR_ENTRYID),       PROP_ID(PR_RECORD_KEY),       PROP_ID(PR_OBJECT_TYPE),
             PROP_ID(PR_STORE_ENTRYID), PROP_ID(PR_STORE_RECORD_KEY), PROP_ID(PR_MAPPING_SIGNATURE),

@@ -1,4 +1,4 @@
-#include "sandbox/mailbox/edits/EditNews.h"
+#include "sandbox/mailbox/edits/EditEvents.h"
 
 #include <algorithm>
 #include <utility>
@@ -40,25 +40,25 @@ ObjectPlace placeOf(const MailboxObject& object)
     return {object.entryId(), parent ? parent->entryId() : object.entryId()};
 }
 
-void EditNews::tell(const Store& store, ULONG eventType, const MailboxObject& object, const ObjectPlace& place,
-                    const ObjectPlace& former)
+void EditEvents::add(const Store& store, ULONG eventType, const MailboxObject& object, const ObjectPlace& place,
+                     const ObjectPlace& former)
 {
     m_items.push_back({store.number(), eventOf(eventType, object.type(), place, former)});
 }
 
-void EditNews::inject(const Store& store, StoreEvent event)
+void EditEvents::inject(const Store& store, StoreEvent event)
 {
     event.heedsMasks = false;
     m_items.push_back({store.number(), std::move(event)});
 }
 
-void EditNews::contentsChanged(const std::shared_ptr<Folder>& folder)
+void EditEvents::contentsChanged(const std::shared_ptr<Folder>& folder)
 {
     if (std::ranges::find(m_changed, folder) == m_changed.end())
         m_changed.push_back(folder);
 }
 
-std::vector<StoreBatch> EditNews::batches(const Mailbox& mailbox) const
+std::vector<StoreBatch> EditEvents::batches(const Mailbox& mailbox) const
 {
     std::vector<StoreBatch> batches;
     for (const Item& item : m_items)

@@ -1,4 +1,4 @@
-#include "sandbox/mailbox/reading/Places.h"
+#include "sandbox/mailbox/reading/ObjectPaths.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -10,7 +10,7 @@ using namespace sandbox;
 
 namespace
 {
-class PlacesTest : public testing::Test
+class ObjectPathsTest : public testing::Test
 {
 protected:
     template <class Find>
@@ -18,7 +18,7 @@ protected:
     {
         try
         {
-            (void)find(*mailbox, place, "/place");
+            (void)find(*mailbox, place, "/path");
             return "(none)";
         }
         catch (const MailboxError& error)
@@ -48,7 +48,7 @@ protected:
 }
 } // namespace
 
-TEST_F(PlacesTest, FollowsThePathOfNames)
+TEST_F(ObjectPathsTest, FollowsThePathOfNames)
 {
     EXPECT_EQ(idOf(folderAt(*mailbox, "Mailbox/Contacts", "")), "0000000002");
     EXPECT_EQ(idOf(messageAt(*mailbox, "Mailbox/Contacts/Mara", "")), "0000000003");
@@ -57,24 +57,24 @@ TEST_F(PlacesTest, FollowsThePathOfNames)
     EXPECT_EQ(idOf(folderAt(*mailbox, "Same/Only here", "")), "0000000032") << "one of two stores of the name has it";
 }
 
-TEST_F(PlacesTest, TakesAStoresNameForWhatIsWanted)
+TEST_F(ObjectPathsTest, TakesAStoresNameForWhatIsWanted)
 {
     EXPECT_EQ(idOf(storeAt(*mailbox, "Mailbox", "")), "0000000001");
     EXPECT_EQ(idOf(objectAt(*mailbox, "Mailbox", "")), "0000000001");
     EXPECT_EQ(folderAt(*mailbox, "Mailbox", ""), mailbox->stores().at(0)->ipmSubtree());
 }
 
-TEST_F(PlacesTest, UnderstandsEscapes)
+TEST_F(ObjectPathsTest, UnderstandsEscapes)
 {
     EXPECT_EQ(idOf(messageAt(*mailbox, "Mailbox/Contacts/A\\/B\\\\C", "")), "0000000006");
     EXPECT_EQ(idOf(storeAt(*mailbox, "\\#Odd", "")), "0000000020");
     EXPECT_EQ(complaint(storeAt, "Mail\\box"),
-              "/place: in a place, '\\' stands before '/' or '\\' (or before '#' and '@' at the start)");
+              "/path: in a path, '\\' stands before '/' or '\\' (or before '#' and '@' at the start)");
     EXPECT_EQ(complaint(storeAt, "Mailbox\\"),
-              "/place: in a place, '\\' stands before '/' or '\\' (or before '#' and '@' at the start)");
+              "/path: in a path, '\\' stands before '/' or '\\' (or before '#' and '@' at the start)");
 }
 
-TEST_F(PlacesTest, TakesIdentifiersOfEveryForm)
+TEST_F(ObjectPathsTest, TakesIdentifiersOfEveryForm)
 {
     EXPECT_EQ(idOf(messageAt(*mailbox, "#0000000003", "")), "0000000003");
     EXPECT_EQ(idOf(messageAt(*mailbox, "#80 00 00 00 33", "")), "0000000003");
@@ -84,43 +84,40 @@ TEST_F(PlacesTest, TakesIdentifiersOfEveryForm)
     EXPECT_EQ(objectAt(*mailbox, "#0000000050", "")->type(), MAPI_MAILUSER);
 }
 
-TEST_F(PlacesTest, DecidesByTheKindThatIsWanted)
+TEST_F(ObjectPathsTest, DecidesByTheKindThatIsWanted)
 {
     EXPECT_EQ(idOf(folderAt(*mailbox, "Mailbox/Contacts/Both", "")), "0000000009");
     EXPECT_EQ(idOf(messageAt(*mailbox, "Mailbox/Contacts/Both", "")), "0000000008");
     EXPECT_EQ(complaint(objectAt, "Mailbox/Contacts/Both"),
-              "/place: 'Mailbox/Contacts/Both' fits 2 objects: #0000000009, #0000000008");
+              "/path: 'Mailbox/Contacts/Both' fits 2 objects: #0000000009, #0000000008");
 }
 
-TEST_F(PlacesTest, RefusesWhatFitsSeveral)
+TEST_F(ObjectPathsTest, RefusesWhatFitsSeveral)
 {
     EXPECT_EQ(complaint(messageAt, "Mailbox/Contacts/Twin"),
-              "/place: 'Mailbox/Contacts/Twin' fits 2 objects: #0000000004, #0000000005");
-    EXPECT_EQ(complaint(folderAt, "Same/F"), "/place: 'Same/F' fits 2 objects: #0000000031, #0000000041");
+              "/path: 'Mailbox/Contacts/Twin' fits 2 objects: #0000000004, #0000000005");
+    EXPECT_EQ(complaint(folderAt, "Same/F"), "/path: 'Same/F' fits 2 objects: #0000000031, #0000000041");
 }
 
-TEST_F(PlacesTest, RefusesWhatIsNotThere)
+TEST_F(ObjectPathsTest, RefusesWhatIsNotThere)
 {
-    EXPECT_EQ(complaint(storeAt, "Nobody"), "/place: there is no store 'Nobody'");
-    EXPECT_EQ(complaint(folderAt, "Nobody/Contacts"), "/place: there is no store 'Nobody'");
+    EXPECT_EQ(complaint(storeAt, "Nobody"), "/path: there is no store 'Nobody'");
+    EXPECT_EQ(complaint(folderAt, "Nobody/Contacts"), "/path: there is no store 'Nobody'");
     EXPECT_EQ(complaint(messageAt, "Mailbox/Kontakte/Mara"),
-              "/place: there is no 'Kontakte' where 'Mailbox/Kontakte/Mara' has it");
+              "/path: there is no 'Kontakte' where 'Mailbox/Kontakte/Mara' has it");
     EXPECT_EQ(complaint(messageAt, "Mailbox/Contacts/Mara/x"),
-              "/place: there is no 'x' where 'Mailbox/Contacts/Mara/x' has it");
-    EXPECT_EQ(complaint(objectAt, "Mailbox/Contacts/"), "/place: there is no '' where 'Mailbox/Contacts/' has it");
-    EXPECT_EQ(complaint(objectAt, "#0000000077"), "/place: nothing has the entry identifier #0000000077");
+              "/path: there is no 'x' where 'Mailbox/Contacts/Mara/x' has it");
+    EXPECT_EQ(complaint(objectAt, "Mailbox/Contacts/"), "/path: there is no '' where 'Mailbox/Contacts/' has it");
+    EXPECT_EQ(complaint(objectAt, "#0000000077"), "/path: nothing has the entry identifier #0000000077");
 }
 
-TEST_F(PlacesTest, RefusesWhatIsNoPlaceOrOfAnotherKind)
+TEST_F(ObjectPathsTest, RefusesWhatIsOfAnotherKind)
 {
-    EXPECT_EQ(complaint(objectAt, ""),
-              "/place: must be a path of names, '#' and an entry identifier, or '@' and a key of the address book");
-    EXPECT_EQ(complaint(objectAt, 5), "/place: must be a text");
-    EXPECT_EQ(complaint(objectAt, "#12x"), "/place: behind '#' must be hexadecimal digits in pairs");
+    EXPECT_EQ(complaint(objectAt, "#12x"), "/path: behind '#' must be hexadecimal digits in pairs");
     EXPECT_EQ(complaint(folderAt, "Mailbox/Contacts/Mara"),
-              "/place: 'Mailbox/Contacts/Mara' is a message, and not a folder");
-    EXPECT_EQ(complaint(messageAt, "Mailbox"), "/place: 'Mailbox' is a store, and not a message");
-    EXPECT_EQ(complaint(storeAt, "Mailbox/Contacts"), "/place: 'Mailbox/Contacts' is a folder, and not a store");
+              "/path: 'Mailbox/Contacts/Mara' is a message, and not a folder");
+    EXPECT_EQ(complaint(messageAt, "Mailbox"), "/path: 'Mailbox' is a store, and not a message");
+    EXPECT_EQ(complaint(storeAt, "Mailbox/Contacts"), "/path: 'Mailbox/Contacts' is a folder, and not a store");
     EXPECT_EQ(complaint(folderAt, "#0000000050"),
-              "/place: '#0000000050' is a user of the address book, and not a folder");
+              "/path: '#0000000050' is a user of the address book, and not a folder");
 }

@@ -1,4 +1,4 @@
-// PlaceProperties.h: the properties that every folder and message has by being in a store.
+// CommonProperties.h: the properties that every folder and message has.
 #pragma once
 
 #include <optional>
@@ -12,8 +12,8 @@ class MailboxObject;
 class Store;
 
 /// PR_ENTRYID, PR_OBJECT_TYPE, PR_STORE_ENTRYID and their like; none for any other property.
-[[nodiscard]] std::optional<Property> placeProperty(ULONG id, const MailboxObject& object, const Store& store);
+[[nodiscard]] std::optional<Property> commonProperty(ULONG id, const MailboxObject& object, const Store& store);
 
 /// The identifiers of those properties.
-[[nodiscard]] std::vector<ULONG> placePropertyIds();
+[[nodiscard]] std::vector<ULONG> commonPropertyIds();
 } // namespace sandbox

@@ -1,4 +1,4 @@
-// EditNews.h: what edits of a mailbox tell those who watch it, in the order and the batches of docs/sandbox-control.md.
+// EditEvents.h: what edits of a mailbox tell those who watch it, in the order and the batches of docs/sandbox-control.md.
 #pragma once
 
 #include <memory>
@@ -6,7 +6,7 @@
 
 #include "sandbox/mailbox/model/Folder.h"
 #include "sandbox/mailbox/model/Mailbox.h"
-#include "sandbox/mailbox/edits/StoreEvent.h"
+#include "sandbox/mailbox/model/StoreEvent.h"
 
 namespace sandbox
 {
@@ -22,13 +22,13 @@ struct ObjectPlace
 [[nodiscard]] ObjectPlace placeOf(const MailboxObject& object);
 
 /// Collects what the edits of one request tell.
-class EditNews
+class EditEvents
 {
 public:
     /// @param store   the store that tells it; borrowed, and owned by the mailbox that `batches` is given.
     /// @param former  where the object was before, or where the original of a copy is.
-    void tell(const Store& store, ULONG eventType, const MailboxObject& object, const ObjectPlace& place,
-              const ObjectPlace& former = {});
+    void add(const Store& store, ULONG eventType, const MailboxObject& object, const ObjectPlace& place,
+             const ObjectPlace& former = {});
     /// A raw notification.
     void inject(const Store& store, StoreEvent event);
     /// A message came or went; to be told once, after all else.

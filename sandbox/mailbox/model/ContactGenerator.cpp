@@ -1,11 +1,10 @@
-#include "sandbox/mailbox/reading/ContactGenerator.h"
+#include "sandbox/mailbox/model/ContactGenerator.h"
 
 #include <array>
 #include <string>
 #include <string_view>
 
 #include "mapiabi/MapiTags.h"
-#include "sandbox/mailbox/reading/ContactNames.h"
 #include "sandbox/mailbox/model/MailboxError.h"
 
 namespace sandbox
@@ -13,26 +12,26 @@ namespace sandbox
 namespace
 {
 // Written as escapes where they leave ASCII, so that no compiler has to guess the file's encoding.
-constexpr std::array<std::wstring_view, 16> s_givenNames = {L"Ada",
-                                                            L"Bj\u00F6rn",
-                                                            L"Chlo\u00E9",
-                                                            L"\u0414\u0430\u0440\u044C\u044F",
-                                                            L"Eleni",
-                                                            L"Farid",
-                                                            L"\u0393\u03B9\u03CE\u03C1\u03B3\u03BF\u03C2",
-                                                            L"\u6625\u5B50",
-                                                            L"\u0130pek",
-                                                            L"Jo\u00E3o",
-                                                            L"Katarzyna",
-                                                            L"\u0141ukasz",
-                                                            L"Mei",
-                                                            L"Noor",
-                                                            L"\u00D8ystein",
-                                                            L"\uC18C\uC5F0"};
-constexpr std::array<std::wstring_view, 16> s_surnames = {
-    L"Abara",       L"Brand\u00E3o", L"\u010Capek", L"D\u00EDaz", L"Eriksen",    L"Fontaine",
-    L"Gr\u00FCn",   L"Horv\u00E1th", L"Ivanova",    L"\uAE40",    L"Kova\u010D", L"L\u00F3pez",
-    L"M\u00FCller", L"Nguy\u1EC5n",  L"O'Shea",     L"Papadakis"};
+constexpr std::array<std::wstring_view, 16> givenNames = {L"Ada",
+                                                          L"Bj\u00F6rn",
+                                                          L"Chlo\u00E9",
+                                                          L"\u0414\u0430\u0440\u044C\u044F",
+                                                          L"Eleni",
+                                                          L"Farid",
+                                                          L"\u0393\u03B9\u03CE\u03C1\u03B3\u03BF\u03C2",
+                                                          L"\u6625\u5B50",
+                                                          L"\u0130pek",
+                                                          L"Jo\u00E3o",
+                                                          L"Katarzyna",
+                                                          L"\u0141ukasz",
+                                                          L"Mei",
+                                                          L"Noor",
+                                                          L"\u00D8ystein",
+                                                          L"\uC18C\uC5F0"};
+constexpr std::array<std::wstring_view, 16> surnames = {L"Abara",       L"Brand\u00E3o", L"\u010Capek", L"D\u00EDaz",
+                                                        L"Eriksen",     L"Fontaine",     L"Gr\u00FCn",  L"Horv\u00E1th",
+                                                        L"Ivanova",     L"\uAE40",       L"Kova\u010D", L"L\u00F3pez",
+                                                        L"M\u00FCller", L"Nguy\u1EC5n",  L"O'Shea",     L"Papadakis"};
 
 [[nodiscard]] std::wstring padded(std::uint32_t number, std::size_t width)
 {
@@ -65,8 +64,8 @@ ContactGenerator::ContactGenerator(std::uint32_t seed, NameMapping& names)
 std::optional<Property> ContactGenerator::property(std::uint32_t index, ULONG id) const
 {
     const std::uint64_t seeded = static_cast<std::uint64_t>(index) + m_seed;
-    const std::wstring_view givenName = s_givenNames[seeded % s_givenNames.size()];
-    const std::wstring_view surname = s_surnames[(static_cast<std::uint64_t>(index / 16) + m_seed) % s_surnames.size()];
+    const std::wstring_view givenName = givenNames[seeded % givenNames.size()];
+    const std::wstring_view surname = surnames[(static_cast<std::uint64_t>(index / 16) + m_seed) % surnames.size()];
     const auto text = [](ULONG tag, std::wstring value)
     {
         return Property{tag, std::move(value)};

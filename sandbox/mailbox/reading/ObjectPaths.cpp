@@ -1,4 +1,4 @@
-#include "sandbox/mailbox/reading/Places.h"
+#include "sandbox/mailbox/reading/ObjectPaths.h"
 
 #include <algorithm>
 #include <utility>
@@ -12,11 +12,11 @@ namespace
 {
 using Objects = std::vector<std::shared_ptr<MailboxObject>>;
 
-constexpr std::size_t s_mostTold = 10; // identifiers of objects between which a path doesn't decide
+constexpr std::size_t mostListed = 10; // identifiers of objects between which a path doesn't decide
 
-/// What is wanted at a place; 0 for whatever there is.
+/// What is wanted; 0 for whatever there is.
 using Wanted = ULONG;
-constexpr Wanted s_anything = 0;
+constexpr Wanted anything = 0;
 
 [[nodiscard]] const char* wordFor(ULONG type) noexcept
 {
@@ -50,7 +50,7 @@ constexpr Wanted s_anything = 0;
             const bool escapes = at < text.size() && (text[at] == '/' || text[at] == '\\' ||
                                                       ((text[at] == '#' || text[at] == '@') && at == 1));
             if (!escapes)
-                failAt(path, "in a place, '\\' stands before '/' or '\\' (or before '#' and '@' at the start)");
+                failAt(path, "in a path, '\\' stands before '/' or '\\' (or before '#' and '@' at the start)");
         }
         names.back() += text[at];
     }
@@ -150,21 +150,19 @@ constexpr Wanted s_anything = 0;
 [[nodiscard]] std::string identifiersOf(const Objects& objects)
 {
     std::string text;
-    for (std::size_t index = 0; index < std::min(objects.size(), s_mostTold); ++index)
+    for (std::size_t index = 0; index < std::min(objects.size(), mostListed); ++index)
         text += (index == 0 ? "#" : ", #") + toHex(objects[index]->entryId());
-    return objects.size() > s_mostTold ? text + ", ..." : text;
+    return objects.size() > mostListed ? text + ", ..." : text;
 }
 
-[[nodiscard]] std::shared_ptr<MailboxObject> findPlace(const Mailbox& mailbox, const Json& place,
-                                                       const std::string& path, Wanted wanted)
+[[nodiscard]] std::shared_ptr<MailboxObject> findObject(const Mailbox& mailbox, const Json& objectPath,
+                                                        const std::string& path, Wanted wanted)
 {
-    const std::string& text = requireText(place, path);
-    if (text.empty())
-        failAt(path, "must be a path of names, '#' and an entry identifier, or '@' and a key of the address book");
+    const auto& text = objectPath.get_ref<const std::string&>();
     const Objects found = objectsNamed(mailbox, text, wanted, path);
     Objects fit;
     std::ranges::copy_if(found, std::back_inserter(fit), [wanted](const std::shared_ptr<MailboxObject>& object)
-                         { return wanted == s_anything || object->type() == wanted; });
+                         { return wanted == anything || object->type() == wanted; });
     if (fit.empty())
         failAt(path, "'" + text + "' is " + wordFor(found.front()->type()) + ", and not " + wordFor(wanted));
     if (fit.size() > 1)
@@ -173,24 +171,24 @@ constexpr Wanted s_anything = 0;
 }
 } // namespace
 
-std::shared_ptr<Store> storeAt(const Mailbox& mailbox, const Json& place, const std::string& path)
+std::shared_ptr<Store> storeAt(const Mailbox& mailbox, const Json& objectPath, const std::string& path)
 {
-    return std::static_pointer_cast<Store>(findPlace(mailbox, place, path, MAPI_STORE));
+    return std::static_pointer_cast<Store>(findObject(mailbox, objectPath, path, MAPI_STORE));
 }
 
-std::shared_ptr<Folder> folderAt(const Mailbox& mailbox, const Json& place, const std::string& path)
+std::shared_ptr<Folder> folderAt(const Mailbox& mailbox, const Json& objectPath, const std::string& path)
 {
-    return std::static_pointer_cast<Folder>(findPlace(mailbox, place, path, MAPI_FOLDER));
+    return std::static_pointer_cast<Folder>(findObject(mailbox, objectPath, path, MAPI_FOLDER));
 }
 
-std::shared_ptr<Message> messageAt(const Mailbox& mailbox, const Json& place, const std::string& path)
+std::shared_ptr<Message> messageAt(const Mailbox& mailbox, const Json& objectPath, const std::string& path)
 {
-    return std::static_pointer_cast<Message>(findPlace(mailbox, place, path, MAPI_MESSAGE));
+    return std::static_pointer_cast<Message>(findObject(mailbox, objectPath, path, MAPI_MESSAGE));
 }
 
-std::shared_ptr<MailboxObject> objectAt(const Mailbox& mailbox, const Json& place, const std::string& path)
+std::shared_ptr<MailboxObject> objectAt(const Mailbox& mailbox, const Json& objectPath, const std::string& path)
 {
-    return findPlace(mailbox, place, path, s_anything);
+    return findObject(mailbox, objectPath, path, anything);
 }
 
 std::optional<std::wstring> nameInPath(const MailboxObject& object)
