@@ -279,7 +279,7 @@ protected:
         EXPECT_EQ(m_store->references(), 1);
     }
 
-    const support::Mocked<support::MockMsgStore> m_store;
+    const tests::Mocked<tests::MockMsgStore> m_store;
     EntryId m_opensToNothing;
     std::function<void()> m_whenUnadvised;
 };

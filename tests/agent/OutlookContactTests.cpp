@@ -5,7 +5,7 @@
 #include "agent/ContactLoading.h"
 #include "mapiabi/MapiTags.h"
 #include "tests/agent/AgentTest.h"
-#include "tests/support/MapiTest.h"
+#include "tests/support/MapiMocks.h"
 #include "tests/support/MapiValues.h"
 
 namespace
@@ -151,35 +151,35 @@ TEST_F(OutlookContactTest, HasNoAddressOfAnExchangeUserWithoutASession)
 // ---- What the sandbox never answers --------------------------------------------------------------------------------
 
 /// A message as a mock: no mailbox file gives texts without a pointer, or one tag to two names.
-class MalformedContactTest : public support::MapiTest
+class MalformedContactTest : public tests::AgentTest
 {
 protected:
     /// @param addressTag  what the second name of the e-mail slot gets; the first one gets 0x81010000.
-    void give(const support::Properties& values, ULONG addressTag = 0x81020000)
+    void give(const tests::Properties& values, ULONG addressTag = 0x81020000)
     {
         EXPECT_CALL(*m_message, GetIDsFromNames(3, _, MAPI_CREATE, _))
             .WillOnce(
                 [addressTag](ULONG, MAPINAMEID**, ULONG, SPropTagArray** tags)
                 {
-                    *tags = support::makeTags({0x81010000, addressTag, 0x81030000});
+                    *tags = tests::makeTags({0x81010000, addressTag, 0x81030000});
                     return S_OK;
                 });
-        support::giveProperties(m_message, values);
+        tests::giveProperties(m_message, values);
     }
 
-    const support::Mocked<support::MockProp> m_message;
+    const tests::Mocked<tests::MockProp> m_message;
 };
 
 TEST_F(MalformedContactTest, HasEmptyFieldsForTextsWithoutAPointer)
 {
-    give({support::Property::nullText(PR_DISPLAY_NAME_W), support::Property::nullText(0x8101001F),
-          support::Property::nullText(0x8102001F)});
+    give({tests::Property::nullText(PR_DISPLAY_NAME_W), tests::Property::nullText(0x8101001F),
+          tests::Property::nullText(0x8102001F)});
     EXPECT_EQ(loaded(m_message.pointer()), L";;;;;;;;;;;");
 }
 
 TEST_F(MalformedContactTest, ReadsTheTypeFirstWhenTwoNamesHaveOneTag)
 {
-    give({support::Property::text(0x8101001F, L"SMTP")}, 0x81010000);
+    give({tests::Property::text(0x8101001F, L"SMTP")}, 0x81010000);
     EXPECT_EQ(OutlookContact::resolveEmailAddress(m_message.pointer()), L"");
 }
 } // namespace

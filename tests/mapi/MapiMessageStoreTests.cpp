@@ -3,8 +3,8 @@
 
 #include "agent/mapi/MapiUtilities.h"
 #include "mapiabi/MapiTags.h"
-#include "tests/mapi/MapiMocks.h"
 #include "tests/mapi/MapiTest.h"
+#include "tests/support/MapiMocks.h"
 
 namespace
 {

@@ -3,8 +3,8 @@
 #include <sstream>
 #include <type_traits>
 
-#include "tests/mapi/MapiMocks.h"
 #include "tests/mapi/MapiTest.h"
+#include "tests/support/MapiMocks.h"
 
 namespace
 {

@@ -5,8 +5,8 @@
 #include <type_traits>
 #include <vector>
 
-#include "tests/mapi/MapiMocks.h"
 #include "tests/mapi/MapiTest.h"
+#include "tests/support/MapiMocks.h"
 
 namespace
 {

@@ -1,9 +1,9 @@
 #include "agent/mapi/PropReaders.h"
 
 #include "mapiabi/MapiTags.h"
-#include "tests/mapi/MapiMocks.h"
 #include "tests/mapi/MapiTest.h"
-#include "tests/mapi/MapiValues.h"
+#include "tests/support/MapiMocks.h"
+#include "tests/support/MapiValues.h"
 
 namespace
 {

@@ -4,7 +4,7 @@
 
 #include "mapiabi/MapiTags.h"
 #include "tests/mapi/MapiTest.h"
-#include "tests/mapi/MapiValues.h"
+#include "tests/support/MapiValues.h"
 
 namespace
 {

@@ -4,7 +4,7 @@
 #include <type_traits>
 
 #include "tests/mapi/MapiTest.h"
-#include "tests/mapi/MapiValues.h"
+#include "tests/support/MapiValues.h"
 
 namespace
 {

@@ -1,6 +1,6 @@
 #include "tests/support/MapiMocks.h"
 
-namespace support
+namespace tests
 {
 template class Mocked<MockProp>;
 template class Mocked<MockMsgStore>;
@@ -8,4 +8,4 @@ template class Mocked<MockFolder>;
 template class Mocked<MockTable>;
 template class Mocked<MockSession>;
 template class Mocked<MockClientShutdown>;
-} // namespace support
+} // namespace tests

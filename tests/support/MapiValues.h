@@ -1,18 +1,18 @@
-// MapiValues.h: property values, rows and tag lists as tests write them, put into MAPI memory as a provider does it.
-// All blocks are those of the current TestRuntime.
+// MapiValues.h: property values, rows and tag lists as tests write them, put into the runtime's memory as a provider does.
 #pragma once
-
-#include "mapiabi/MapiTypes.h"
 
 #include <optional>
 #include <string>
+#include <utility>
 #include <variant>
 #include <vector>
 
-#include "agent/mapi/EntryId.h"
-#include "tests/support/MapiMocks.h"
+#include <gmock/gmock.h>
 
-namespace support
+#include "agent/mapi/EntryId.h"
+#include "mapiabi/MapiTypes.h"
+
+namespace tests
 {
 /// One property of an object, or one value of a row.
 class Property
@@ -27,6 +27,7 @@ public:
     static Property error(ULONG tag, SCODE code = MAPI_E_NOT_FOUND) { return {tag, Error{code}}; }
 
     [[nodiscard]] ULONG tag() const noexcept { return m_tag; }
+    [[nodiscard]] bool isError() const noexcept { return std::holds_alternative<Error>(m_content); }
     /// Fills `value`; what hangs on it is chained to `root`.
     void writeTo(SPropValue& value, void* root) const;
 
@@ -43,6 +44,8 @@ private:
 };
 using Properties = std::vector<Property>;
 
+/// A block of the runtime with room for so many; with a root it is chained to it.
+[[nodiscard]] void* makeBlock(std::size_t size, void* root = nullptr);
 /// A block with these values in this order; null for none.
 [[nodiscard]] SPropValue* makeValues(const Properties& properties);
 /// A block with these tags.
@@ -53,45 +56,43 @@ using Properties = std::vector<Property>;
 /// The tags of an array.
 [[nodiscard]] std::vector<ULONG> tagsOf(const SPropTagArray* tags);
 
-/// The result that TestRuntime has planned for the next call of an interface: a fault, or S_OK.
-[[nodiscard]] HRESULT interfaceFault();
-
-/// What GetPropList gives: the tags of the properties.
-[[nodiscard]] HRESULT getPropList(const Properties& properties, SPropTagArray** tags);
 /// What GetProps gives for the tags asked for: the properties, or an error for those that are missing.
-[[nodiscard]] HRESULT getProps(const Properties& properties, const SPropTagArray* tags, ULONG* count,
-                               SPropValue** values);
+HRESULT getProps(const Properties& properties, const SPropTagArray* tags, ULONG* count, SPropValue** values);
 
-/// Expects any number of calls of GetPropList and GetProps, and answers them from these properties. Calls that the test
-/// expects later on take precedence.
+/// Has a mock answer GetPropList and GetProps from these properties.
 template <class Mock>
-void giveProperties(const Mocked<Mock>& mock, const Properties& properties)
+void giveProperties(const Mock& mock, const Properties& properties)
 {
     using testing::_;
-    EXPECT_CALL(*mock, GetPropList(_, _))
-        .Times(testing::AnyNumber())
-        .WillRepeatedly([properties](ULONG, SPropTagArray** tags) { return getPropList(properties, tags); });
-    EXPECT_CALL(*mock, GetProps(_, _, _, _))
-        .Times(testing::AnyNumber())
-        .WillRepeatedly([properties](SPropTagArray* tags, ULONG, ULONG* count, SPropValue** values)
-                        { return getProps(properties, tags, count, values); });
+    ON_CALL(*mock, GetPropList(_, _))
+        .WillByDefault(
+            [properties](ULONG, SPropTagArray** tags)
+            {
+                std::vector<ULONG> list;
+                for (const Property& property : properties)
+                    list.push_back(property.tag());
+                *tags = makeTags(list);
+                return S_OK;
+            });
+    ON_CALL(*mock, GetProps(_, _, _, _))
+        .WillByDefault([properties](SPropTagArray* tags, ULONG, ULONG* count, SPropValue** values)
+                       { return getProps(properties, tags, count, values); });
 }
 
-/// Expects the calls by which a table is read, any number of times, and answers them: for each row the columns that were
-/// set, in their order, with an error for a value that the row lacks.
-void giveRows(const Mocked<MockTable>& table, const std::vector<Properties>& rows);
-
-/// An action for IMAPITable::QueryRows: gives these rows as they are, whatever the columns.
-[[nodiscard]] inline auto givesRows(std::vector<Properties> rows, HRESULT result = S_OK)
+/// Has a mock of a table give these rows as they are, whatever the columns.
+template <class Mock>
+void giveRows(const Mock& table, const std::vector<Properties>& rows, HRESULT result = S_OK)
 {
-    return [rows = std::move(rows), result](LONG, ULONG, SRowSet** set)
-    {
-        *set = makeRows(rows);
-        return result;
-    };
+    using testing::_;
+    ON_CALL(*table, GetRowCount(_, _))
+        .WillByDefault(testing::DoAll(testing::SetArgPointee<1>(static_cast<ULONG>(rows.size())),
+                                      testing::Return(result < 0 ? S_OK : result)));
+    ON_CALL(*table, QueryRows(_, _, _))
+        .WillByDefault(
+            [rows, result](LONG, ULONG, SRowSet** set)
+            {
+                *set = makeRows(rows);
+                return result;
+            });
 }
-
-/// Expects any number of comparisons; identifiers are the same when their bytes are, or when `aliases` holds them as a
-/// pair.
-void giveComparisons(const Mocked<MockSession>& session, std::vector<std::pair<EntryId, EntryId>> aliases = {});
-} // namespace support
+} // namespace tests
