@@ -358,6 +358,14 @@ TEST_F(RuntimeSearchTest, ExpandsTo260CharactersAtMost)
     EXPECT_THAT(m_machine.calls(), ElementsAre("expand 260"));
 }
 
+TEST_F(RuntimeSearchTest, LoadsAPlainPathOf259CharactersWhole)
+{
+    makeDefaultClient();
+    setValue(ex, std::wstring(259, L'n')); // and the terminator
+    EXPECT_EQ(loadClientModule(), "none");
+    EXPECT_THAT(m_machine.calls(), ElementsAre("load " + std::string(259, 'n')));
+}
+
 TEST_F(RuntimeSearchTest, LoadsWhatIsInTheBufferWhenAValueIsNoText)
 {
     makeDefaultClient();

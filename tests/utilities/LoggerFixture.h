@@ -29,7 +29,7 @@ protected:
     }
 
     static constexpr std::size_t limit = 1048576;
-    const std::string m_stamp = "05.03.2024 14:07:09.042  ";
+    const std::string m_stamp = "05.03.2024 04:07:09.042  ";
     const std::string m_header = m_stamp + std::string(support::logHeader);
     const std::string m_footer = m_stamp + std::string(support::logFooter);
 
@@ -39,7 +39,7 @@ protected:
     utilities::Logger& m_log = utilities::Logger::instance();
 
 private:
-    static inline const SYSTEMTIME s_now{2024, 3, 2, 5, 14, 7, 9, 42};
+    static inline const SYSTEMTIME s_now{2024, 3, 2, 5, 4, 7, 9, 42}; // all but the year need zeros
     decltype(support::hookImport<"GetLocalTime">(GetLocalTime, nullptr)) m_clock =
         support::hookImport<"GetLocalTime">(GetLocalTime, [](auto, SYSTEMTIME* time) { *time = s_now; });
 };

@@ -24,7 +24,7 @@ TEST_F(LoggerTest, EndsWithTheFooter)
 {
     m_log.init(m_file);
     m_log.finish();
-    EXPECT_EQ(bytes(), m_header + "\r\n05.03.2024 14:07:09.042  Logging finished  --------------------------------");
+    EXPECT_EQ(bytes(), m_header + "\r\n05.03.2024 04:07:09.042  Logging finished  --------------------------------");
 }
 
 TEST_F(LoggerTest, KeepsWhatItOwesWhenATextIsEmpty)
