@@ -10,6 +10,7 @@
 #include <sstream>
 
 #include "tests/agent/AgentTest.h"
+#include "tests/agent/RecordingManager.h"
 
 namespace
 {
@@ -17,7 +18,7 @@ using namespace tests;
 using testing::ElementsAre;
 using testing::UnorderedElementsAre;
 
-constexpr const char* mailbox = R"({"stores": [
+constexpr const char* faultedMailbox = R"({"stores": [
     {"name": "Shared", "public": true, "folders": [{"name": "Team", "entryId": "00000000C1", "messages": [
         {"displayName": "Eve", "entryId": "00000000A1", "email": "eve@example.com"}]}]},
     {"name": "Own", "default": true, "ipmSubtree": {"class": "IPF.Note"}, "folders": [
@@ -48,15 +49,6 @@ const std::vector<std::wstring> allMessages = {
     L"2;add;contact;0;1\nJoe;;;;;;;;;;00000000A4;00000000C4",
     L"2;change;contact;0;1\nAnn;;;;Example;ann@example.com;;;;;00000000A2;00000000C2",
     L"2;delete;contact;0;1\n;;;;;;;;;;00000000A3;"};
-
-class RecordingManager : public SyncManager
-{
-public:
-    std::vector<std::wstring> m_messages;
-
-protected:
-    void send(const std::wstring& text) override { m_messages.push_back(text); }
-};
 
 /// A call of the fault-free run: the `number`th to this method.
 struct Call
@@ -96,7 +88,7 @@ protected:
     std::vector<std::wstring> run(const std::optional<Json>& failure = {})
     {
         m_isReported = false;
-        m_sandbox.serve(mailbox);
+        m_sandbox.serve(faultedMailbox);
         if (failure)
             sandbox().plan(*failure);
         std::vector<std::wstring> messages;

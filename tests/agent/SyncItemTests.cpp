@@ -6,7 +6,7 @@
 
 namespace
 {
-const EntryId contactId = {0x00, 0x00, 0x00, 0x00, 0xA1, 0xB2, 0xC3, 0xD4};
+const EntryId itemId = {0x00, 0x00, 0x00, 0x00, 0xA1, 0xB2, 0xC3, 0xD4};
 const EntryId folderId = {0x00, 0x00, 0x00, 0x00, 0xE5, 0xF6, 0x07, 0x18};
 
 std::wstring join(const std::vector<std::wstring>& texts)
@@ -22,7 +22,7 @@ TEST(SyncItemTest, HoldsTheIdentifierOfAFolderAndOfAContact)
     const SyncItem folder(folderId, true);
     EXPECT_TRUE(folder.isFolder);
     EXPECT_EQ(folder.text, L"00000000E5F60718");
-    const SyncItem contact(contactId, false);
+    const SyncItem contact(itemId, false);
     EXPECT_FALSE(contact.isFolder);
     EXPECT_EQ(contact.text, L";;;;;;;;;;00000000A1B2C3D4;");
 }

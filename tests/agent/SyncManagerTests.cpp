@@ -4,21 +4,12 @@
 #include <optional>
 
 #include "tests/agent/AgentTest.h"
+#include "tests/agent/RecordingManager.h"
 
 namespace
 {
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-/// Keeps messages in place of sending them.
-class RecordingManager : public SyncManager
-{
-public:
-    std::vector<std::wstring> m_messages;
-
-protected:
-    void send(const std::wstring& text) override { m_messages.push_back(text); }
-};
 
 SyncItem contact(const std::wstring& text)
 {
@@ -44,7 +35,7 @@ protected:
         return all;
     }
 
-    std::optional<RecordingManager> m_manager{std::in_place};
+    std::optional<tests::RecordingManager> m_manager{std::in_place};
 };
 
 // ---- Watchers ------------------------------------------------------------------------------------------------------

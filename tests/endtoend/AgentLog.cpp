@@ -23,7 +23,7 @@ constexpr std::size_t stampSize = 25; // "05.03.2024 14:07:09.042  "
 constexpr std::string_view lineEnd = "\r\n";
 constexpr std::string_view workerEnd = "MAPI thread finished";
 constexpr std::string_view threadClose = "WM_CLOSE for thread received, will quit";
-constexpr std::string_view message = "Sending data:\n";
+constexpr std::string_view sendingData = "Sending data:\n";
 constexpr std::string_view continued = "(continue logging)"; // begins a file that followed on a full one
 
 bool stampAt(std::string_view bytes, std::size_t position)
@@ -49,7 +49,7 @@ std::string withLineFeeds(std::string_view bytes)
 
 std::string withoutSourceLine(std::string text)
 {
-    if (text.starts_with(message)) // may be large, and may have anything in it
+    if (text.starts_with(sendingData)) // may be large, and may have anything in it
         return text;
     return support::withoutLineNumbers(std::vector{std::move(text)}).front();
 }

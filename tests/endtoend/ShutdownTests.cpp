@@ -12,7 +12,7 @@ namespace
 {
 using support::PipeReply;
 
-constexpr std::string_view ended = "80040200"; // what MAPI's objects answer when the session is over
+constexpr std::string_view sessionEnded = "80040200"; // what MAPI's objects answer when the session is over
 
 const Records closeRequest = {"WM_CLOSE received", "Shutdown..."};
 /// What the main thread writes when the worker needs longer, and what it writes behind that when MAPI goes along.
@@ -180,9 +180,9 @@ protected:
     /// notification, so the host has its due.
     [[nodiscard]] Records finishedWithoutMapi() const
     {
-        return joined({notifiedUnopened(8, nobody, messageType, ended),
+        return joined({notifiedUnopened(8, nobody, messageType, sessionEnded),
                        m_sent,
-                       {"Unadvise hr = " + std::string(ended)},
+                       {"Unadvise hr = " + std::string(sessionEnded)},
                        workerDone,
                        done});
     }
@@ -199,11 +199,11 @@ TEST_F(HeldBatchTest, IsLostAfterAFastShutdownWhenItGoesOn)
     startHeld({m_deletion, m_deletion});
     expectEndAfter("MAPI session closed", joined({tryFast,
                                                   sessionClosed,
-                                                  notifiedUnopened(8, nobody, messageType, ended),
+                                                  notifiedUnopened(8, nobody, messageType, sessionEnded),
                                                   {caught("AdviseSinkImpl::OnNotify",
                                                           "condition \"s_session\" failed "
                                                           "(mapi::Session::isSameObject in MapiSession.cpp, line N)"),
-                                                   "Unadvise hr = " + std::string(ended)},
+                                                   "Unadvise hr = " + std::string(sessionEnded)},
                                                   workerDone,
                                                   done}));
 }
