@@ -11,7 +11,6 @@ using mapi::MessageStore;
 using mapi::Session;
 using testing::ElementsAre;
 
-const std::wstring missing = L"mapi::PropValue::read, line N: hr = 0x8004010f(MAPI call failed)";
 
 std::string line(const std::string& text)
 {

@@ -20,7 +20,6 @@ const EntryId someId = {1, 2, 3};
 const std::string noContainer =
     "HRESULT logged: mapi::impl::openEntry, line N: hr = 0x80070057(container is not specified)";
 const std::string emptyId = "HRESULT logged: mapi::impl::openEntry, line N: hr = 0x80070057(an empty entryId passed)";
-const std::wstring missing = L"mapi::PropValue::read, line N: hr = 0x8004010f(MAPI call failed)";
 
 class MessageStoreTest : public MapiTest
 {

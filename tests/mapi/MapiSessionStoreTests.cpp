@@ -20,7 +20,6 @@ using testing::IsEmpty;
 using testing::Return;
 using testing::SetArgPointee;
 
-constexpr HRESULT warning = MAPI_W_ERRORS_RETURNED;
 const std::wstring notActive = L"MAPI session is not active (mapi::Session::";
 
 class SessionStoresTest : public MapiTest

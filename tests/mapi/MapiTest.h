@@ -16,6 +16,11 @@
 
 namespace tests
 {
+/// A success with something to say.
+constexpr HRESULT warning = MAPI_W_ERRORS_RETURNED;
+/// The failure of reading a property that the object does not have.
+inline const std::wstring missing = L"mapi::PropValue::read, line N: hr = 0x8004010f(MAPI call failed)";
+
 /// A test on a sandbox with an empty mailbox, and with MAPI initialised. When it ends there is no session, `stopRequested` is
 /// false, and the sandbox and the fakes must be held by nobody.
 class MapiTest : public testing::Test

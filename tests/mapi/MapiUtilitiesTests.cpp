@@ -16,7 +16,6 @@ using testing::IsEmpty;
 using testing::Return;
 using testing::SetArgPointee;
 
-constexpr HRESULT warning = MAPI_W_ERRORS_RETURNED;
 const std::wstring listFailed = L"mapi::hasProperty, line N: hr = 0x80004005(MAPI call failed)";
 const std::string caughtInMaybe = "An exception has been caught in mapi::maybeContactFolder : ";
 
@@ -216,7 +215,6 @@ TEST_F(ObjectTest, GivesItsIdentifiers)
 
 TEST_F(ObjectTest, LogsAndThrowsWhenAnIdentifierCannotBeRead)
 {
-    const std::wstring missing = L"mapi::PropValue::read, line N: hr = 0x8004010f(MAPI call failed)";
     const std::string rethrown = ": Exception has been caught and will be rethrown: "
                                  "mapi::PropValue::read, line N: hr = 0x8004010f(MAPI call failed)";
     give({});

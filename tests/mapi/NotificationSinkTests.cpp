@@ -20,7 +20,6 @@ using testing::Return;
 static_assert(!std::is_copy_constructible_v<NotificationSink>);
 static_assert(std::has_virtual_destructor_v<NotificationSink>);
 
-constexpr HRESULT warning = MAPI_W_ERRORS_RETURNED;
 const std::string adviseInternal = "HRESULT logged: mapi::NotificationSink::adviseInternal, line N: hr = 0x";
 
 /// Calls a function at the end of its life.

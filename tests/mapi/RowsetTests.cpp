@@ -23,7 +23,6 @@ using testing::IsEmpty;
 using testing::Return;
 using testing::SetArgPointee;
 
-constexpr HRESULT warning = MAPI_W_ERRORS_RETURNED;
 constexpr ULONG numberTag = PROP_TAG(PT_LONG, 0x6701);
 
 // That all rows are freed is seen at the end of each test.
