@@ -8,7 +8,7 @@ using testing::IsEmpty;
 namespace
 {
 // Message by message; each property is missing somewhere.
-const char* const mailbox = R"({"stores":[{"name":"S","ipmSubtree":{"messages":[
+const char* const filteredMailbox = R"({"stores":[{"name":"S","ipmSubtree":{"messages":[
     {"displayName":"Anna","givenName":"anna","properties":{"PR_ATTR_HIDDEN":true}},
     {"displayName":"Bj\u00F6rn","givenName":"Bj\u00F6rn","properties":{"PR_ATTR_HIDDEN":false}},
     {"displayName":"Carl"},
@@ -69,7 +69,9 @@ class FilterTest : public SandboxTest
 {
 protected:
     FilterTest()
-        : m_session(logonTo(mailbox)), m_store(openStore(m_session)), m_table(contentsTable(openIpmSubtree(m_store)))
+        : m_session(logonTo(filteredMailbox)),
+          m_store(openStore(m_session)),
+          m_table(contentsTable(openIpmSubtree(m_store)))
     {
         checkOk(m_table->SetColumns(Tags({PR_DISPLAY_NAME_W}), 0));
     }

@@ -10,7 +10,7 @@ using testing::StartsWith;
 
 namespace
 {
-constexpr const char* mailbox =
+constexpr const char* journaledMailbox =
     R"({"stores":[{"name":"A","entryId":"00000000AA","folders":[
         {"name":"F","entryId":"00000000F0","messages":[{"entryId":"00000000A1"}]}]}]})";
 
@@ -19,7 +19,7 @@ class JournalTest : public NotifyTest
 protected:
     JournalTest()
     {
-        openOn(mailbox);
+        openOn(journaledMailbox);
         m_folder = IMAPIFolderPtr(openEntry(m_store.GetInterfacePtr(), Bytes{0, 0, 0, 0, 0xF0}));
         m_table = contentsTable(m_folder);
         dll.startJournal();

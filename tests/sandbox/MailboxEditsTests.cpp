@@ -14,7 +14,7 @@ using testing::IsEmpty;
 
 namespace
 {
-const char* const s_mailbox = R"({
+const char* const editedMailbox = R"({
   "addressBook":{"mara":{"smtpAddress":"mara@example.com"}},
   "stores":[
     {"name":"One","folders":[
@@ -26,7 +26,7 @@ const char* const s_mailbox = R"({
 class MailboxEditsTest : public testing::Test
 {
 protected:
-    MailboxEditsTest() : box(s_mailbox) {}
+    MailboxEditsTest() : box(editedMailbox) {}
 
     EditedMailbox box;
 };

@@ -15,7 +15,7 @@ using testing::IsEmpty;
 namespace
 {
 // The second store knows other named properties before those of the first one.
-const char* const s_mailbox = R"({"stores":[
+const char* const movedMailbox = R"({"stores":[
     {"name":"One","folders":[
       {"name":"A","messages":[{"displayName":"a1","aliases":["0000000099"],"entryId":"0000000098",
                                "email":"a1@example.com","row":{"PidLidEmail1AddressType":"ROW"}},{"displayName":"a2"}],
@@ -26,7 +26,7 @@ const char* const s_mailbox = R"({"stores":[
 class MailboxMovesTest : public testing::Test
 {
 protected:
-    MailboxMovesTest() : box(s_mailbox) {}
+    MailboxMovesTest() : box(movedMailbox) {}
 
     Batches move(const std::string& message, const std::string& target, bool keepId = false)
     {

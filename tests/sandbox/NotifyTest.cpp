@@ -7,7 +7,7 @@ namespace sandboxtest
 {
 namespace
 {
-[[nodiscard]] std::string wordsOf(ULONG size, const ENTRYID* id)
+[[nodiscard]] std::string notificationText(ULONG size, const ENTRYID* id)
 {
     const auto* bytes = reinterpret_cast<const std::uint8_t*>(id);
     if (bytes == nullptr)
@@ -15,7 +15,7 @@ namespace
     return size == 0 ? "no byte of something" : sandbox::toHex(sandbox::BytesView(bytes, size));
 }
 
-[[nodiscard]] std::string wordOf(ULONG type)
+[[nodiscard]] std::string eventText(ULONG type)
 {
     const std::map<ULONG, std::string> words{{fnevObjectCreated, "created"},
                                              {fnevObjectDeleted, "deleted"},
@@ -26,19 +26,19 @@ namespace
     return word != words.end() ? word->second : "event " + std::to_string(type);
 }
 
-[[nodiscard]] std::string wordsOf(const NOTIFICATION& notification)
+[[nodiscard]] std::string notificationText(const NOTIFICATION& notification)
 {
     const OBJECT_NOTIFICATION& object = notification.info.obj;
-    std::string words = wordOf(notification.ulEventType) + ' ' + std::to_string(object.ulObjType);
+    std::string words = eventText(notification.ulEventType) + ' ' + std::to_string(object.ulObjType);
     const auto add = [&words](const char* word, const std::string& id)
     {
         if (!id.empty())
             words += word + id;
     };
-    add(" ", wordsOf(object.cbEntryID, object.lpEntryID));
-    add(" in ", wordsOf(object.cbParentID, object.lpParentID));
-    add(" from ", wordsOf(object.cbOldID, object.lpOldID));
-    add(" in ", wordsOf(object.cbOldParentID, object.lpOldParentID));
+    add(" ", notificationText(object.cbEntryID, object.lpEntryID));
+    add(" in ", notificationText(object.cbParentID, object.lpParentID));
+    add(" from ", notificationText(object.cbOldID, object.lpOldID));
+    add(" in ", notificationText(object.cbOldParentID, object.lpOldParentID));
     if (object.lpPropTagArray != nullptr)
         words += " with " + std::to_string(object.lpPropTagArray->cValues) + " tag(s)";
     return words;
@@ -178,7 +178,7 @@ void NotifyTest::watch(ULONG mask)
         if (!m_events.empty())
             m_events.emplace_back("|");
         for (ULONG index = 0; index < count; ++index)
-            m_events.push_back(wordsOf(notifications[index]));
+            m_events.push_back(notificationText(notifications[index]));
     };
     m_connections.push_back(advise(sink, mask));
 }

@@ -42,7 +42,7 @@ protected:
         {"name":"Same","folders":[{"name":"F","entryId":"0000000041"}]}]})");
 };
 
-[[nodiscard]] std::string idOf(const std::shared_ptr<MailboxObject>& object)
+[[nodiscard]] std::string foundId(const std::shared_ptr<MailboxObject>& object)
 {
     return toHex(object->entryId());
 }
@@ -50,24 +50,25 @@ protected:
 
 TEST_F(ObjectPathsTest, FollowsThePathOfNames)
 {
-    EXPECT_EQ(idOf(folderAt(*mailbox, "Mailbox/Contacts", "")), "0000000002");
-    EXPECT_EQ(idOf(messageAt(*mailbox, "Mailbox/Contacts/Mara", "")), "0000000003");
-    EXPECT_EQ(idOf(messageAt(*mailbox, "Mailbox/Contacts/Łukasz", "")), "0000000010");
-    EXPECT_EQ(idOf(objectAt(*mailbox, "Mailbox/Contacts/Mara", "")), "0000000003");
-    EXPECT_EQ(idOf(folderAt(*mailbox, "Same/Only here", "")), "0000000032") << "one of two stores of the name has it";
+    EXPECT_EQ(foundId(folderAt(*mailbox, "Mailbox/Contacts", "")), "0000000002");
+    EXPECT_EQ(foundId(messageAt(*mailbox, "Mailbox/Contacts/Mara", "")), "0000000003");
+    EXPECT_EQ(foundId(messageAt(*mailbox, "Mailbox/Contacts/Łukasz", "")), "0000000010");
+    EXPECT_EQ(foundId(objectAt(*mailbox, "Mailbox/Contacts/Mara", "")), "0000000003");
+    EXPECT_EQ(foundId(folderAt(*mailbox, "Same/Only here", "")), "0000000032")
+        << "one of two stores of the name has it";
 }
 
 TEST_F(ObjectPathsTest, TakesAStoresNameForWhatIsWanted)
 {
-    EXPECT_EQ(idOf(storeAt(*mailbox, "Mailbox", "")), "0000000001");
-    EXPECT_EQ(idOf(objectAt(*mailbox, "Mailbox", "")), "0000000001");
+    EXPECT_EQ(foundId(storeAt(*mailbox, "Mailbox", "")), "0000000001");
+    EXPECT_EQ(foundId(objectAt(*mailbox, "Mailbox", "")), "0000000001");
     EXPECT_EQ(folderAt(*mailbox, "Mailbox", ""), mailbox->stores().at(0)->ipmSubtree());
 }
 
 TEST_F(ObjectPathsTest, UnderstandsEscapes)
 {
-    EXPECT_EQ(idOf(messageAt(*mailbox, "Mailbox/Contacts/A\\/B\\\\C", "")), "0000000006");
-    EXPECT_EQ(idOf(storeAt(*mailbox, "\\#Odd", "")), "0000000020");
+    EXPECT_EQ(foundId(messageAt(*mailbox, "Mailbox/Contacts/A\\/B\\\\C", "")), "0000000006");
+    EXPECT_EQ(foundId(storeAt(*mailbox, "\\#Odd", "")), "0000000020");
     EXPECT_EQ(complaint(storeAt, "Mail\\box"),
               "/path: in a path, '\\' stands before '/' or '\\' (or before '#' and '@' at the start)");
     EXPECT_EQ(complaint(storeAt, "Mailbox\\"),
@@ -76,18 +77,18 @@ TEST_F(ObjectPathsTest, UnderstandsEscapes)
 
 TEST_F(ObjectPathsTest, TakesIdentifiersOfEveryForm)
 {
-    EXPECT_EQ(idOf(messageAt(*mailbox, "#0000000003", "")), "0000000003");
-    EXPECT_EQ(idOf(messageAt(*mailbox, "#80 00 00 00 33", "")), "0000000003");
+    EXPECT_EQ(foundId(messageAt(*mailbox, "#0000000003", "")), "0000000003");
+    EXPECT_EQ(foundId(messageAt(*mailbox, "#80 00 00 00 33", "")), "0000000003");
     const Bytes shortTermId = folderAt(*mailbox, "Mailbox/Contacts", "")->shortTermId();
-    EXPECT_EQ(idOf(folderAt(*mailbox, "#" + toHex(shortTermId), "")), "0000000002");
-    EXPECT_EQ(idOf(storeAt(*mailbox, "#0000000001", "")), "0000000001");
+    EXPECT_EQ(foundId(folderAt(*mailbox, "#" + toHex(shortTermId), "")), "0000000002");
+    EXPECT_EQ(foundId(storeAt(*mailbox, "#0000000001", "")), "0000000001");
     EXPECT_EQ(objectAt(*mailbox, "#0000000050", "")->type(), MAPI_MAILUSER);
 }
 
 TEST_F(ObjectPathsTest, DecidesByTheKindThatIsWanted)
 {
-    EXPECT_EQ(idOf(folderAt(*mailbox, "Mailbox/Contacts/Both", "")), "0000000009");
-    EXPECT_EQ(idOf(messageAt(*mailbox, "Mailbox/Contacts/Both", "")), "0000000008");
+    EXPECT_EQ(foundId(folderAt(*mailbox, "Mailbox/Contacts/Both", "")), "0000000009");
+    EXPECT_EQ(foundId(messageAt(*mailbox, "Mailbox/Contacts/Both", "")), "0000000008");
     EXPECT_EQ(complaint(objectAt, "Mailbox/Contacts/Both"),
               "/path: 'Mailbox/Contacts/Both' fits 2 objects: #0000000009, #0000000008");
 }

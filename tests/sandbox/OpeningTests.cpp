@@ -9,7 +9,7 @@ using testing::HasSubstr;
 
 namespace
 {
-const char* const mailbox = R"({
+const char* const openedMailbox = R"({
   "addressBook": {"u": {"entryId": "0000000077", "displayName": "User", "smtpAddress": "u@example.com"},
                   "gone": {"entryId": "0000000078"}},
   "stores": [
@@ -32,7 +32,7 @@ const char* const mailbox = R"({
 class OpeningTest : public SandboxTest
 {
 protected:
-    OpeningTest() : m_session(logonTo(mailbox)), m_store(openStore(m_session)) {}
+    OpeningTest() : m_session(logonTo(openedMailbox)), m_store(openStore(m_session)) {}
 
     struct Opened
     {

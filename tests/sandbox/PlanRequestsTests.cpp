@@ -11,13 +11,13 @@ using namespace sandboxtest;
 
 namespace
 {
-const char* const mailbox = R"({"stores":[{"name":"Mailbox","entryId":"0000000001","folders":[
+const char* const plannedMailbox = R"({"stores":[{"name":"Mailbox","entryId":"0000000001","folders":[
     {"name":"A","messages":[{"displayName":"a"}]},{"name":"B","messages":[{"displayName":"b"}]}]}]})";
 
 class PlanRequestsTest : public NotifyTest
 {
 protected:
-    PlanRequestsTest() { openOn(mailbox); }
+    PlanRequestsTest() { openOn(plannedMailbox); }
     ~PlanRequestsTest() override { dll.clearPlans(); }
 
     [[nodiscard]] HRESULT resultOfGetProps(IMAPIProp* object)

@@ -12,7 +12,7 @@ using testing::StartsWith;
 
 namespace
 {
-const char* const mailbox = R"({"stores":[
+const char* const requestedMailbox = R"({"stores":[
     {"name":"Mailbox","default":true,"entryId":"0000000001","folders":[
       {"name":"Contacts","class":"IPF.Contact","entryId":"0000000002",
        "messages":[{"displayName":"Mara","email":"mara@example.com","entryId":"0000000003"},
@@ -23,7 +23,7 @@ const char* const mailbox = R"({"stores":[
 class EditRequestsTest : public NotifyTest
 {
 protected:
-    EditRequestsTest() { openOn(mailbox); }
+    EditRequestsTest() { openOn(requestedMailbox); }
 
     [[nodiscard]] std::vector<std::wstring> namesIn(ULONG folder = 0)
     {

@@ -8,7 +8,7 @@ using testing::SizeIs;
 
 namespace
 {
-const char* const mailbox = R"({"stores":[{"name":"S","folders":[
+const char* const tabledMailbox = R"({"stores":[{"name":"S","folders":[
     {"name":"F","class":"IPF.Contact","messages":[
       {"displayName":"d","company":"x"},{"displayName":"b"},{"displayName":"A","company":"y"},
       {"displayName":"c","company":"X"},{"displayName":"E","row":{"PR_DISPLAY_NAME":null}}],
@@ -19,7 +19,7 @@ class TableObjectTest : public SandboxTest
 {
 protected:
     TableObjectTest()
-        : m_session(logonTo(mailbox)),
+        : m_session(logonTo(tabledMailbox)),
           m_folder(openSubfolder(openIpmSubtree(openStore(m_session)))),
           m_table(contentsTable(m_folder))
     {
