@@ -31,8 +31,8 @@ function(linkwell_compile_tests target)
     else()
         target_compile_options(${target} PRIVATE -Og -Wa,-mbig-obj)
         if(LINKWELL_UNITY)
-            # Sources that are compiled together see each other's unnamed namespaces, and what they hide of them.
-            target_compile_options(${target} PRIVATE -Wno-subobject-linkage -Wshadow=local)
+            # A class of one source may well have members of its unnamed namespace.
+            target_compile_options(${target} PRIVATE -Wno-subobject-linkage)
         endif()
     endif()
     if(target STREQUAL "linkwell_test_support")

@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "sandbox/mailbox/model/StoreEvent.h"
 #include "sandbox/mailbox/model/Mailbox.h"
+#include "sandbox/mailbox/model/StoreEvent.h"
 #include "sandbox/mailbox/reading/JsonObject.h"
 
 namespace sandbox

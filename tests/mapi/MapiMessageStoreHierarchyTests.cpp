@@ -11,7 +11,6 @@ using mapi::MessageStore;
 using mapi::Session;
 using testing::ElementsAre;
 
-
 std::string line(const std::string& text)
 {
     return "mapi::MessageStore::testHierarchy: " + text;

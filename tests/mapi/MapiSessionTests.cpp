@@ -17,7 +17,6 @@ using testing::Return;
 static_assert(std::is_empty_v<Session>);
 static_assert(!std::is_copy_constructible_v<Session>);
 
-
 class SessionTest : public MapiTest
 {
 };

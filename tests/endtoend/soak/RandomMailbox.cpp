@@ -47,10 +47,10 @@ Json randomMessageClass(Choices& choices)
 
 Json randomContacts(Choices& choices, std::size_t most)
 {
-    Json contacts = Json::array();
+    Json drawn = Json::array();
     for (std::size_t count = choices.below(most + 1); count > 0; --count)
-        contacts.push_back(randomContact(choices));
-    return contacts;
+        drawn.push_back(randomContact(choices));
+    return drawn;
 }
 
 Json randomFolders(Choices& choices, std::size_t most, unsigned levelsBelow)
