@@ -7,9 +7,7 @@
 
 // ---- Any object ----------------------------------------------------------------------------------------------------
 
-constexpr ULONG PR_NULL = PROP_TAG(PT_NULL, 0x0000);
 constexpr ULONG PR_MESSAGE_CLASS_W = PROP_TAG(PT_UNICODE, 0x001A);
-constexpr ULONG PR_SUBJECT_W = PROP_TAG(PT_UNICODE, 0x0037);
 constexpr ULONG PR_PARENT_ENTRYID = PROP_TAG(PT_BINARY, 0x0E09);
 constexpr ULONG PR_MESSAGE_FLAGS = PROP_TAG(PT_LONG, 0x0E07);
 constexpr ULONG PR_ACCESS = PROP_TAG(PT_LONG, 0x0FF4);

@@ -43,13 +43,9 @@ constexpr ULONG MNID_STRING = 1;
 // ---- Property tags and types ---------------------------------------------------------------------------------------
 
 constexpr ULONG PT_UNSPECIFIED = 0;
-constexpr ULONG PT_NULL = 1;
 constexpr ULONG PT_I2 = 2;
 constexpr ULONG PT_LONG = 3;
-constexpr ULONG PT_R4 = 4;
 constexpr ULONG PT_DOUBLE = 5;
-constexpr ULONG PT_CURRENCY = 6;
-constexpr ULONG PT_APPTIME = 7;
 constexpr ULONG PT_ERROR = 10;
 constexpr ULONG PT_BOOLEAN = 11;
 constexpr ULONG PT_OBJECT = 13;
@@ -460,10 +456,6 @@ constexpr ULONG FOLDER_ROOT = 0; // PR_FOLDER_TYPE
 constexpr ULONG FOLDER_GENERIC = 1;
 
 constexpr BYTE MAPI_SHORTTERM = 0x80; // ENTRYID::abFlags[0]
-constexpr BYTE MAPI_NOTRECIP = 0x40;
-constexpr BYTE MAPI_THISSESSION = 0x20;
-constexpr BYTE MAPI_NOW = 0x10;
-constexpr BYTE MAPI_NOTRESERVED = 0x08;
 
 // ---- Results -------------------------------------------------------------------------------------------------------
 
