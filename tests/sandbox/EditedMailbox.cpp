@@ -39,7 +39,7 @@ namespace
     return id.bytes.empty() && !id.size ? "" : word + toHex(id.bytes);
 }
 
-/// A value as text, exact enough to tell any two apart.
+/// A value as text, exact enough to keep any two apart.
 [[nodiscard]] std::string wordsOf(const std::optional<Property>& property)
 {
     if (!property)

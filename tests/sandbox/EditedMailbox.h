@@ -1,4 +1,4 @@
-// EditedMailbox.h: a mailbox under a test of its edits, with short ways to what lies in it and words for what it tells.
+// EditedMailbox.h: a mailbox under a test of its edits, with short ways to what lies in it and words for its events.
 #pragma once
 
 #include <functional>
@@ -10,7 +10,7 @@
 
 namespace sandboxtest
 {
-/// What was told, an event each: "One: moved message <id> in <parent> from <old id> in <old parent>".
+/// The events, one a line: "One: moved message <id> in <parent> from <old id> in <old parent>".
 using Batches = std::vector<std::string>;
 
 [[nodiscard]] Batches wordsOf(const std::vector<sandbox::StoreBatch>& batches);
@@ -40,7 +40,7 @@ public:
     [[nodiscard]] bool hasNamed(const sandbox::Message& message, LONG number) const;
 
     using Edit = std::function<void(sandbox::MailboxEdits&)>;
-    /// Makes the edit, keeps it and tells what it tells.
+    /// Makes the edit, keeps it and gives its events.
     [[nodiscard]] std::vector<sandbox::StoreBatch> editRaw(const Edit& edit);
     [[nodiscard]] Batches edit(const Edit& edit) { return wordsOf(editRaw(edit)); }
     /// Tries the edit, which must be refused and change nothing; gives the complaint, or what went wrong instead.

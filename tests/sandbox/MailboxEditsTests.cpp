@@ -37,7 +37,7 @@ protected:
 TEST_F(MailboxEditsTest, AddsAContactAtTheEndOfItsFolder)
 {
     std::shared_ptr<Message> added;
-    const Batches told = box.edit(
+    const Batches events = box.edit(
         [&](MailboxEdits& edits)
         {
             added =
@@ -47,8 +47,8 @@ TEST_F(MailboxEditsTest, AddsAContactAtTheEndOfItsFolder)
     EXPECT_THAT(box.namesIn("One/A"), ElementsAre("a1", "a2", "new"));
     EXPECT_EQ(box.find(added->entryId()), added);
     EXPECT_EQ(box.find(added->shortTermId()), added);
-    EXPECT_THAT(told, ElementsAre("One: created message " + idOf(*added) + " in " + box.id("One/A"),
-                                  "One: modified folder " + box.id("One/A")));
+    EXPECT_THAT(events, ElementsAre("One: created message " + idOf(*added) + " in " + box.id("One/A"),
+                                    "One: modified folder " + box.id("One/A")));
 }
 
 TEST_F(MailboxEditsTest, KnowsTheAddressBookOfTheFile)
@@ -63,7 +63,7 @@ TEST_F(MailboxEditsTest, KnowsTheAddressBookOfTheFile)
 TEST_F(MailboxEditsTest, EditsOnlyWhatIsSaidOfAContact)
 {
     const std::shared_ptr<Message> message = box.message("One/A/a1");
-    const Batches told = box.edit(
+    const Batches events = box.edit(
         [&](MailboxEdits& edits)
         {
             edits.editContact(message,
@@ -77,7 +77,7 @@ TEST_F(MailboxEditsTest, EditsOnlyWhatIsSaidOfAContact)
     EXPECT_EQ(text(*message, PROP_TAG(PT_UNICODE, 0x3A4F)), L"Li");
     EXPECT_EQ(text(*message, PR_MESSAGE_CLASS_W), L"IPM.Contact");
     EXPECT_EQ(box.named(*message, PidLidEmail1EmailAddress), L"a1@example.com");
-    EXPECT_THAT(told, ElementsAre("One: modified message " + idOf(*message) + " in " + box.id("One/A")));
+    EXPECT_THAT(events, ElementsAre("One: modified message " + idOf(*message) + " in " + box.id("One/A")));
 }
 
 TEST_F(MailboxEditsTest, ReplacesTheWholeFirstAddress)
@@ -128,7 +128,7 @@ TEST_F(MailboxEditsTest, EditsGeneratedContactsLikeOthers)
 TEST_F(MailboxEditsTest, AddsAFolderWithAllInIt)
 {
     std::shared_ptr<Folder> added;
-    const Batches told = box.edit(
+    const Batches events = box.edit(
         [&](MailboxEdits& edits)
         {
             added = edits.addFolder(
@@ -137,7 +137,7 @@ TEST_F(MailboxEditsTest, AddsAFolderWithAllInIt)
                                                     "folders":[{"name":"Below","messages":[{"displayName":"b1"}]}]})"),
                 "");
         });
-    EXPECT_THAT(told, ElementsAre("Two: created folder " + idOf(*added) + " in " + box.id("Two")));
+    EXPECT_THAT(events, ElementsAre("Two: created folder " + idOf(*added) + " in " + box.id("Two")));
     EXPECT_EQ(added->messages().size(), 3U);
     EXPECT_THAT(box.namesIn("Two/New/Below"), ElementsAre("b1"));
 }
@@ -154,11 +154,11 @@ TEST_F(MailboxEditsTest, EditsAFolder)
     EXPECT_EQ(text(*folder, PR_DISPLAY_NAME_W), L"Z");
     EXPECT_EQ(text(*folder, PR_CONTAINER_CLASS_W), L"IPF.Contact");
     EXPECT_TRUE(std::get<bool>(folder->property(PROP_ID(PR_ATTR_HIDDEN))->value));
-    EXPECT_TRUE(folder->tellsShortTermIds());
+    EXPECT_TRUE(folder->givesShortTermIds());
     (void)set({{"class", nullptr}, {"hidden", nullptr}, {"shortTermIds", nullptr}});
     EXPECT_FALSE(folder->property(PROP_ID(PR_CONTAINER_CLASS_W)));
     EXPECT_FALSE(folder->property(PROP_ID(PR_ATTR_HIDDEN)));
-    EXPECT_FALSE(folder->tellsShortTermIds());
+    EXPECT_FALSE(folder->givesShortTermIds());
     EXPECT_EQ(folder->name(), L"Z");
 }
 
@@ -219,14 +219,14 @@ TEST_F(MailboxEditsTest, TellsAllEditsOfAStoreInOneBatchAndTheChangedFoldersOnce
 TEST_F(MailboxEditsTest, DoesNotTellOfTheContentsOfAFolderThatIsGone)
 {
     const std::string folder = box.id("One/A");
-    const Batches told = box.edit(
+    const Batches events = box.edit(
         [&](MailboxEdits& edits)
         {
             edits.addContact(box.folder("One/A"), Json::object(), "");
             edits.remove(box.folder("One/A"));
         });
-    EXPECT_THAT(told, testing::SizeIs(2));
-    EXPECT_THAT(told.back(), HasSubstr("deleted folder " + folder));
+    EXPECT_THAT(events, testing::SizeIs(2));
+    EXPECT_THAT(events.back(), HasSubstr("deleted folder " + folder));
 }
 
 TEST_F(MailboxEditsTest, TakesEverythingBackUnlessItIsKept)

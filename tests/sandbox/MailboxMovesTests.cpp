@@ -59,7 +59,7 @@ TEST_F(MailboxMovesTest, AMovedMessageGetsAnIdentifierAndLosesTheFormerOnes)
 {
     const std::shared_ptr<Message> message = box.message("One/A/a1");
     const Bytes shortTermId = message->shortTermId();
-    const Batches told = move("One/A/a1", "One/B");
+    const Batches events = move("One/A/a1", "One/B");
     EXPECT_THAT(box.namesIn("One/A"), ElementsAre("a2"));
     EXPECT_THAT(box.namesIn("One/B"), ElementsAre("a1"));
     EXPECT_NE(moved->entryId(), message->entryId());
@@ -67,7 +67,7 @@ TEST_F(MailboxMovesTest, AMovedMessageGetsAnIdentifierAndLosesTheFormerOnes)
     EXPECT_EQ(box.find(moved->shortTermId()), moved);
     for (const Bytes& id : {message->entryId(), shortTermId, Bytes{0, 0, 0, 0, 0x99}})
         EXPECT_EQ(box.find(id), nullptr);
-    EXPECT_THAT(told,
+    EXPECT_THAT(events,
                 ElementsAre("One: moved message " + idOf(*moved) + " in " + box.id("One/B") + " from 0000000098 in " +
                                 box.id("One/A"),
                             "One: modified folder " + box.id("One/A"), "One: modified folder " + box.id("One/B")));
@@ -77,27 +77,27 @@ TEST_F(MailboxMovesTest, AMovedMessageKeepsItsIdentifiersIfItIsSaid)
 {
     const std::shared_ptr<Message> message = box.message("One/A/a2");
     const Bytes id = message->entryId();
-    const Batches told = move("One/A/a2", "One/B", true);
+    const Batches events = move("One/A/a2", "One/B", true);
     EXPECT_EQ(moved, message);
     EXPECT_EQ(message->entryId(), id);
     EXPECT_EQ(box.find(id), message);
     EXPECT_EQ(box.find(message->shortTermId()), message);
     EXPECT_EQ(std::get<Bytes>(message->property(PROP_ID(PR_PARENT_ENTRYID))->value), box.folder("One/B")->entryId());
-    EXPECT_THAT(told, ElementsAre("One: moved message " + toHex(id) + " in " + box.id("One/B") + " from " + toHex(id) +
-                                      " in " + box.id("One/A"),
-                                  testing::_, testing::_));
+    EXPECT_THAT(events, ElementsAre("One: moved message " + toHex(id) + " in " + box.id("One/B") + " from " +
+                                        toHex(id) + " in " + box.id("One/A"),
+                                    testing::_, testing::_));
 }
 
 TEST_F(MailboxMovesTest, AMessageInAnotherStoreIsAnotherObject)
 {
-    const Batches told = move("One/A/a1", "Two/C");
+    const Batches events = move("One/A/a1", "Two/C");
     const auto& message = static_cast<const Message&>(*moved);
     EXPECT_EQ(&message.store(), box.mailbox().stores().at(1).get());
     EXPECT_EQ(box.named(message, PidLidEmail1EmailAddress), L"a1@example.com") << "under that store's own identifier";
     const ULONG typeId = message.store().names().find({PSETID_Address, PidLidEmail1AddressType}).value();
     EXPECT_EQ(std::get<std::wstring>(message.rowProperty(typeId)->value), L"ROW");
     EXPECT_EQ(message.tags(), message.tags());
-    EXPECT_THAT(told,
+    EXPECT_THAT(events,
                 ElementsAre("Two: created message " + idOf(*moved) + " in " + box.id("Two/C"),
                             "One: deleted message 0000000098 in " + box.id("One/A"),
                             "One: modified folder " + box.id("One/A"), "Two: modified folder " + box.id("Two/C")));
@@ -105,14 +105,14 @@ TEST_F(MailboxMovesTest, AMessageInAnotherStoreIsAnotherObject)
 
 TEST_F(MailboxMovesTest, ACopyHasNoIdentifierOfTheOriginal)
 {
-    const Batches told = copy("One/A/a1", "One/B");
+    const Batches events = copy("One/A/a1", "One/B");
     EXPECT_THAT(box.namesIn("One/A"), ElementsAre("a1", "a2"));
     EXPECT_THAT(box.namesIn("One/B"), ElementsAre("a1"));
     EXPECT_THAT(moved->explicitIds(), IsEmpty());
     EXPECT_EQ(box.find({0, 0, 0, 0, 0x99}), box.message("One/A/a1"));
-    EXPECT_THAT(told, ElementsAre("One: copied message " + idOf(*moved) + " in " + box.id("One/B") +
-                                      " from 0000000098 in " + box.id("One/A"),
-                                  "One: modified folder " + box.id("One/B")));
+    EXPECT_THAT(events, ElementsAre("One: copied message " + idOf(*moved) + " in " + box.id("One/B") +
+                                        " from 0000000098 in " + box.id("One/A"),
+                                    "One: modified folder " + box.id("One/B")));
 }
 
 TEST_F(MailboxMovesTest, GeneratedContactsMoveAndAreCopied)
@@ -145,36 +145,36 @@ TEST_F(MailboxMovesTest, ADeletedMessageAnswersThoseWhoHoldIt)
 TEST_F(MailboxMovesTest, AMovedFolderKeepsAllIdentifiers)
 {
     const std::shared_ptr<Folder> folder = box.folder("One/A/AA");
-    const Batches told = move("One/A/AA", "One/B");
+    const Batches events = move("One/A/AA", "One/B");
     EXPECT_EQ(moved, folder);
     EXPECT_EQ(box.folder("One/B/AA"), folder);
     EXPECT_EQ(box.find(folder->messages().at(0)->entryId()), folder->messages().at(0));
     EXPECT_EQ(std::get<Bytes>(folder->property(PROP_ID(PR_PARENT_ENTRYID))->value), box.folder("One/B")->entryId());
-    EXPECT_THAT(told, ElementsAre("One: moved folder " + idOf(*folder) + " in " + box.id("One/B") + " from " +
-                                  idOf(*folder) + " in " + box.id("One/A")));
+    EXPECT_THAT(events, ElementsAre("One: moved folder " + idOf(*folder) + " in " + box.id("One/B") + " from " +
+                                    idOf(*folder) + " in " + box.id("One/A")));
 }
 
 TEST_F(MailboxMovesTest, AFolderInAnotherStoreIsAnotherObjectWithAllBelow)
 {
     const std::shared_ptr<Folder> former = box.folder("One/A");
-    const Batches told = move("One/A", "Two");
+    const Batches events = move("One/A", "Two");
     EXPECT_EQ(box.folder("Two/A"), moved);
     EXPECT_EQ(box.folder("Two/A/AA")->messages().size(), 3U);
     EXPECT_EQ(box.named(*box.message("Two/A/a1"), PidLidEmail1EmailAddress), L"a1@example.com");
     EXPECT_EQ(box.find(former->entryId()), nullptr);
     EXPECT_EQ(box.find({0, 0, 0, 0, 0x97}), nullptr);
-    EXPECT_THAT(told, ElementsAre("Two: created folder " + idOf(*moved) + " in " + box.id("Two"),
-                                  "One: deleted folder " + idOf(*former) + " in " + box.id("One")));
+    EXPECT_THAT(events, ElementsAre("Two: created folder " + idOf(*moved) + " in " + box.id("Two"),
+                                    "One: deleted folder " + idOf(*former) + " in " + box.id("One")));
 }
 
 TEST_F(MailboxMovesTest, CopiesAFolderWithAllBelow)
 {
-    const Batches told = copy("One/A", "One/B");
+    const Batches events = copy("One/A", "One/B");
     EXPECT_THAT(box.namesIn("One/B/A"), ElementsAre("a1", "a2"));
     EXPECT_EQ(box.folder("One/B/A/AA")->messages().size(), 3U);
     EXPECT_EQ(box.folder("One/A/AA")->messages().size(), 3U);
-    EXPECT_THAT(told, ElementsAre("One: copied folder " + idOf(*moved) + " in " + box.id("One/B") + " from " +
-                                  box.id("One/A") + " in " + box.id("One")));
+    EXPECT_THAT(events, ElementsAre("One: copied folder " + idOf(*moved) + " in " + box.id("One/B") + " from " +
+                                    box.id("One/A") + " in " + box.id("One")));
 }
 
 TEST_F(MailboxMovesTest, ADeletedFolderTakesAllBelowWithIt)

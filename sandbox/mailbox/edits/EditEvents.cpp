@@ -9,7 +9,7 @@ namespace sandbox
 {
 namespace
 {
-/// Puts an event behind those that its store tells already, from batch number `first` on.
+/// Puts an event behind those that its store has already, from batch number `first` on.
 void append(std::vector<StoreBatch>& batches, std::size_t first, const std::shared_ptr<Store>& store, StoreEvent event)
 {
     const auto place = std::find_if(batches.begin() + static_cast<std::ptrdiff_t>(first), batches.end(),

@@ -1,4 +1,4 @@
-// EditEvents.h: what edits of a mailbox tell those who watch it, in the order and the batches of docs/sandbox-control.md.
+// EditEvents.h: the events by which edits of a mailbox notify those who watch it, in the order and the batches of docs/sandbox-control.md.
 #pragma once
 
 #include <memory>
@@ -21,17 +21,17 @@ struct ObjectPlace
 /// For a folder or a message.
 [[nodiscard]] ObjectPlace placeOf(const MailboxObject& object);
 
-/// Collects what the edits of one request tell.
+/// Collects the events of one request's edits.
 class EditEvents
 {
 public:
-    /// @param store   the store that tells it; borrowed, and owned by the mailbox that `batches` is given.
+    /// @param store   the store whose event it is; borrowed, and owned by the mailbox that `batches` is given.
     /// @param former  where the object was before, or where the original of a copy is.
     void add(const Store& store, ULONG eventType, const MailboxObject& object, const ObjectPlace& place,
              const ObjectPlace& former = {});
     /// A raw notification.
     void inject(const Store& store, StoreEvent event);
-    /// A message came or went; to be told once, after all else.
+    /// A message came or went; to be reported once, after all else.
     void contentsChanged(const std::shared_ptr<Folder>& folder);
 
     /// One batch for each store, and behind these one for each store with its folders whose contents changed, without

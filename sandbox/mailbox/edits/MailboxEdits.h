@@ -37,7 +37,7 @@ public:
 private:
     std::vector<std::function<void()>> m_steps;
 };
-/// Edits that go together: they all stay, with `keep`, or none does. What they are and what they tell stands in
+/// Edits that go together: they all stay, with `keep`, or none does. What they are and what they notify stands in
 /// docs/sandbox-control.md. What is deleted still answers those who hold it. Whoever makes one of these holds the mailbox's
 /// mutex for as long as it lives.
 ///
@@ -49,7 +49,7 @@ public:
     /// @param mailbox  borrowed.
     explicit MailboxEdits(Mailbox& mailbox);
 
-    /// @param path  the place of the JSON, as it is told in complaints; here and below.
+    /// @param path  the path of the JSON, as complaints have it; here and below.
     std::shared_ptr<Message> addContact(const std::shared_ptr<Folder>& folder, const Json& contact,
                                         const std::string& path);
     /// With all that the JSON says to lie in it.
@@ -69,10 +69,10 @@ public:
                                         const std::shared_ptr<Folder>& target);
     void remove(const std::shared_ptr<MailboxObject>& object);
 
-    /// A raw notification, told as it stands.
+    /// A raw notification, sent as it stands.
     void inject(const Store& store, StoreEvent event);
 
-    /// Makes all of it stay, and gives what is to be told, once the mailbox is no longer locked.
+    /// Makes all of it stay, and gives what is to be notified, once the mailbox is no longer locked.
     [[nodiscard]] std::vector<StoreBatch> keep();
 
 private:

@@ -1,4 +1,4 @@
-// ContactGenerator.h: large numbers of contacts by rule, told in docs/sandbox.md, so that a test knows each of them.
+// ContactGenerator.h: large numbers of contacts by the rule of docs/sandbox.md, so that a test knows each of them.
 #pragma once
 
 #include <cstdint>

@@ -1,6 +1,6 @@
 // EntryIds.h: the entry identifiers of objects to which the mailbox file gives none.
 //
-// They are the same in every run and tell what they stand for, so that a test can know them in advance and a person can
+// They are the same in every run and show what they stand for, so that a test can know them in advance and a person can
 // read them in a log. Their lengths are those of common message stores.
 #pragma once
 

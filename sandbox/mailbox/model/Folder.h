@@ -20,7 +20,7 @@ struct FolderDescription
     std::wstring name;
     std::optional<std::wstring> containerClass; // none: no PR_CONTAINER_CLASS_W
     std::optional<bool> hidden;                 // none: no PR_ATTR_HIDDEN
-    bool shortTermIds = false;                  // the contents table tells short-term identifiers
+    bool shortTermIds = false;                  // the contents table gives short-term identifiers
 };
 
 /// A folder: its messages and its subfolders, each in the order of the table that shows them.
@@ -40,7 +40,7 @@ public:
     [[nodiscard]] const std::wstring& name() const noexcept { return m_name; }
     /// Null for the root, and after the parent is gone.
     [[nodiscard]] std::shared_ptr<Folder> parent() const { return m_parent.lock(); }
-    [[nodiscard]] bool tellsShortTermIds() const noexcept { return m_shortTermIds; }
+    [[nodiscard]] bool givesShortTermIds() const noexcept { return m_shortTermIds; }
     [[nodiscard]] const std::vector<std::shared_ptr<Folder>>& folders() const noexcept { return m_folders; }
     [[nodiscard]] const std::vector<std::shared_ptr<Message>>& messages() const noexcept { return m_messages; }
 

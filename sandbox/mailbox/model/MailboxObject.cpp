@@ -78,6 +78,6 @@ std::optional<Property> MailboxObject::builtInOfRow(ULONG id) const
 {
     if (id != PROP_ID(PR_INSTANCE_KEY))
         return std::nullopt;
-    return Property{PR_INSTANCE_KEY, entryId()}; // any value that tells the rows of a table apart
+    return Property{PR_INSTANCE_KEY, entryId()}; // any value that is another one in each row of a table
 }
 } // namespace sandbox

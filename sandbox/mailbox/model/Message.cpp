@@ -76,7 +76,7 @@ std::optional<Property> Message::builtInOfRow(ULONG id) const
     if (id == PROP_ID(PR_ENTRYID))
     {
         const std::shared_ptr<Folder> folder = m_folder.lock();
-        if (folder && folder->tellsShortTermIds())
+        if (folder && folder->givesShortTermIds())
             return Property{PR_ENTRYID, shortTermId()};
     }
     return MailboxObject::builtInOfRow(id);

@@ -20,7 +20,7 @@ class Message final : public MailboxObject
 {
 public:
     /// @param number     the message's number within its store.
-    /// @param generator  null for a message that the description tells completely.
+    /// @param generator  null for a message that the description has whole.
     /// @param index      the generated contact's place in the rule.
     Message(const std::shared_ptr<Folder>& folder, std::uint64_t number, ObjectDescription description,
             std::shared_ptr<const ContactGenerator> generator = nullptr, std::uint32_t index = 0);

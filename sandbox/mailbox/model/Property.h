@@ -19,7 +19,7 @@ struct PropertyError
     HRESULT code = S_OK;
 };
 
-/// A value. Which alternative holds is told by the type in the tag: nothing for PT_OBJECT, 32 bits for PT_I2 and
+/// A value. Which alternative holds the type in the tag says: nothing for PT_OBJECT, 32 bits for PT_I2 and
 /// PT_LONG, 64 bits for PT_I8 and PT_SYSTIME (100-nanosecond steps since 1601), UTF-16 for PT_UNICODE, and the system's
 /// code page for PT_STRING8.
 using Value =

@@ -1,4 +1,4 @@
-// StoreEvent.h: what a message store tells those who watch it.
+// StoreEvent.h: what a message store notifies those of who watch it.
 #pragma once
 
 #include <memory>
@@ -34,7 +34,7 @@ struct StoreEvent
 
 using EventBatch = std::vector<StoreEvent>;
 
-/// A batch and the store that tells it.
+/// A batch and the store of whose objects they are.
 struct StoreBatch
 {
     std::shared_ptr<Store> store;
