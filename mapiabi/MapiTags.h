@@ -1,4 +1,4 @@
-// MapiTags.h: the published property tags, property sets and provider identifiers that the agent and its sandbox use.
+// MapiTags.h: the published property tags, property sets and provider identifiers that the agent uses.
 #pragma once
 
 #include "mapiabi/MapiTypes.h"
@@ -9,41 +9,21 @@
 
 constexpr ULONG PR_MESSAGE_CLASS_W = PROP_TAG(PT_UNICODE, 0x001A);
 constexpr ULONG PR_PARENT_ENTRYID = PROP_TAG(PT_BINARY, 0x0E09);
-constexpr ULONG PR_MESSAGE_FLAGS = PROP_TAG(PT_LONG, 0x0E07);
-constexpr ULONG PR_ACCESS = PROP_TAG(PT_LONG, 0x0FF4);
-constexpr ULONG PR_INSTANCE_KEY = PROP_TAG(PT_BINARY, 0x0FF6);
-constexpr ULONG PR_ACCESS_LEVEL = PROP_TAG(PT_LONG, 0x0FF7);
-constexpr ULONG PR_MAPPING_SIGNATURE = PROP_TAG(PT_BINARY, 0x0FF8);
-constexpr ULONG PR_RECORD_KEY = PROP_TAG(PT_BINARY, 0x0FF9);
-constexpr ULONG PR_STORE_RECORD_KEY = PROP_TAG(PT_BINARY, 0x0FFA);
 constexpr ULONG PR_STORE_ENTRYID = PROP_TAG(PT_BINARY, 0x0FFB);
 constexpr ULONG PR_OBJECT_TYPE = PROP_TAG(PT_LONG, 0x0FFE);
 constexpr ULONG PR_ENTRYID = PROP_TAG(PT_BINARY, 0x0FFF);
 constexpr ULONG PR_ATTR_HIDDEN = PROP_TAG(PT_BOOLEAN, 0x10F4);
 constexpr ULONG PR_DISPLAY_NAME_W = PROP_TAG(PT_UNICODE, 0x3001);
-constexpr ULONG PR_ADDRTYPE_W = PROP_TAG(PT_UNICODE, 0x3002);
-constexpr ULONG PR_EMAIL_ADDRESS_W = PROP_TAG(PT_UNICODE, 0x3003);
-constexpr ULONG PR_COMMENT_W = PROP_TAG(PT_UNICODE, 0x3004);
-constexpr ULONG PR_DEPTH = PROP_TAG(PT_LONG, 0x3005);
-constexpr ULONG PR_CREATION_TIME = PROP_TAG(PT_SYSTIME, 0x3007);
-constexpr ULONG PR_LAST_MODIFICATION_TIME = PROP_TAG(PT_SYSTIME, 0x3008);
 
 // ---- Stores --------------------------------------------------------------------------------------------------------
 
 constexpr ULONG PR_PROVIDER_DISPLAY_W = PROP_TAG(PT_UNICODE, 0x3006);
-constexpr ULONG PR_RESOURCE_FLAGS = PROP_TAG(PT_LONG, 0x3009);
-constexpr ULONG PR_RESOURCE_TYPE = PROP_TAG(PT_LONG, 0x3E03);
 constexpr ULONG PR_DEFAULT_STORE = PROP_TAG(PT_BOOLEAN, 0x3400);
-constexpr ULONG PR_STORE_SUPPORT_MASK = PROP_TAG(PT_LONG, 0x340D);
 constexpr ULONG PR_MDB_PROVIDER = PROP_TAG(PT_BINARY, 0x3414);
 constexpr ULONG PR_IPM_SUBTREE_ENTRYID = PROP_TAG(PT_BINARY, 0x35E0);
-constexpr ULONG PR_IPM_WASTEBASKET_ENTRYID = PROP_TAG(PT_BINARY, 0x35E3);
 
 // ---- Folders -------------------------------------------------------------------------------------------------------
 
-constexpr ULONG PR_FOLDER_TYPE = PROP_TAG(PT_LONG, 0x3601);
-constexpr ULONG PR_CONTENT_COUNT = PROP_TAG(PT_LONG, 0x3602);
-constexpr ULONG PR_SUBFOLDERS = PROP_TAG(PT_BOOLEAN, 0x360A);
 constexpr ULONG PR_CONTAINER_CLASS_W = PROP_TAG(PT_UNICODE, 0x3613);
 
 // ---- Contacts ------------------------------------------------------------------------------------------------------

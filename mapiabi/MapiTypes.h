@@ -178,10 +178,9 @@ constexpr BOOKMARK BOOKMARK_BEGINNING = 0;
 constexpr BOOKMARK BOOKMARK_CURRENT = 1;
 constexpr BOOKMARK BOOKMARK_END = 2;
 
-constexpr ULONG TBL_NOADVANCE = 1;   // IMAPITable::QueryRows
-constexpr ULONG TBL_BATCH = 2;       // IMAPITable::SetColumns, Restrict, SortTable
-constexpr ULONG TBL_ALL_COLUMNS = 1; // IMAPITable::QueryColumns
-constexpr ULONG DIR_BACKWARD = 1;    // IMAPITable::FindRow
+constexpr ULONG TBL_NOADVANCE = 1; // IMAPITable::QueryRows
+constexpr ULONG TBL_BATCH = 2;     // IMAPITable::SetColumns, Restrict, SortTable
+constexpr ULONG DIR_BACKWARD = 1;  // IMAPITable::FindRow
 
 struct SSortOrder
 {
@@ -197,39 +196,17 @@ struct SSortOrderSet
     SSortOrder aSort[1];
 };
 
-constexpr ULONG TABLE_SORT_ASCEND = 0;
-constexpr ULONG TABLE_SORT_DESCEND = 1;
-
 // ---- Restrictions --------------------------------------------------------------------------------------------------
 
 constexpr ULONG RES_AND = 0;
 constexpr ULONG RES_OR = 1;
 constexpr ULONG RES_NOT = 2;
-constexpr ULONG RES_CONTENT = 3;
 constexpr ULONG RES_PROPERTY = 4;
-constexpr ULONG RES_COMPAREPROPS = 5;
-constexpr ULONG RES_BITMASK = 6;
 constexpr ULONG RES_SIZE = 7;
 constexpr ULONG RES_EXIST = 8;
-constexpr ULONG RES_SUBRESTRICTION = 9;
-constexpr ULONG RES_COMMENT = 10;
 
-constexpr ULONG RELOP_LT = 0;
-constexpr ULONG RELOP_LE = 1;
-constexpr ULONG RELOP_GT = 2;
-constexpr ULONG RELOP_GE = 3;
 constexpr ULONG RELOP_EQ = 4;
 constexpr ULONG RELOP_NE = 5;
-
-constexpr ULONG BMR_EQZ = 0;
-constexpr ULONG BMR_NEZ = 1;
-
-constexpr ULONG FL_FULLSTRING = 0;
-constexpr ULONG FL_SUBSTRING = 1;
-constexpr ULONG FL_PREFIX = 2;
-constexpr ULONG FL_IGNORECASE = 0x10000;
-constexpr ULONG FL_IGNORENONSPACE = 0x20000;
-constexpr ULONG FL_LOOSE = 0x40000;
 
 struct _SRestriction;
 

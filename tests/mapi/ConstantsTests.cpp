@@ -19,6 +19,7 @@ namespace ours
 #include "mapiabi/MapiInterfaces.h"
 #include "mapiabi/MapiTags.h"
 #include "mapiabi/MapiTypes.h"
+#include "sandbox/mailbox/model/SandboxTags.h"
 } // namespace ours
 
 #include "OurDeclarations.h"

@@ -9,6 +9,7 @@
 #include "agent/mapi/MapiUtilities.h"
 #include "agent/mapi/Restriction.h"
 #include "mapiabi/MapiTags.h"
+#include "sandbox/mailbox/model/SandboxTags.h"
 #include "tests/mapi/MapiTest.h"
 #include "tests/support/MapiMocks.h"
 #include "tests/support/MapiValues.h"

@@ -1,11 +1,12 @@
-# list_declarations(<header>): writes the names of all that mapiabi declares as X-macros, so that no constant and no
-# method can be forgotten by the test that compares them with the toolchain's:
+# list_declarations(<header>): writes the names of all that mapiabi and the sandbox declare of MAPI as X-macros, so that no
+# constant and no method can be forgotten by the test that compares them with the toolchain's:
 #   OUR_CONSTANTS(X)           X(<name>) for each constant number
 #   OUR_INTERFACE_IDS(X)       X(<name>) for each IID_*
 #   OUR_METHODS_<interface>(X) X(<name>) for each method that the interface adds to its base, in order
 function(list_declarations header)
     set(folder "${PROJECT_SOURCE_DIR}/mapiabi")
-    set(sources "${folder}/MapiTypes.h" "${folder}/MapiTags.h" "${folder}/MapiInterfaces.h")
+    set(sources "${folder}/MapiTypes.h" "${folder}/MapiTags.h" "${folder}/MapiInterfaces.h"
+        "${PROJECT_SOURCE_DIR}/sandbox/mailbox/model/SandboxTags.h")
     set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${sources})
 
     set(constants "")
@@ -26,7 +27,7 @@ function(list_declarations header)
         endforeach()
     endforeach()
     file(CONFIGURE OUTPUT "${header}" @ONLY CONTENT
-"// Made from the headers of mapiabi by CMake; not to be edited.
+"// Made from our headers by CMake; not to be edited.
 #pragma once
 
 #define OUR_CONSTANTS(X)@constants@

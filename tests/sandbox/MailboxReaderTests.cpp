@@ -6,6 +6,7 @@
 #include "mapiabi/MapiTags.h"
 #include "sandbox/mailbox/model/MailboxError.h"
 #include "sandbox/mailbox/model/NameMapping.h"
+#include "sandbox/mailbox/model/SandboxTags.h"
 #include "tests/support/TempFolder.h"
 
 using namespace sandbox;

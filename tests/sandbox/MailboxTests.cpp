@@ -6,6 +6,7 @@
 #include "mapiabi/MapiTags.h"
 #include "sandbox/mailbox/model/EntryIds.h"
 #include "sandbox/mailbox/model/NameMapping.h"
+#include "sandbox/mailbox/model/SandboxTags.h"
 #include "sandbox/mailbox/reading/MailboxReader.h"
 
 using namespace sandbox;

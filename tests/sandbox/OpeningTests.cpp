@@ -2,6 +2,7 @@
 #include "tests/sandbox/SandboxTest.h"
 
 #include "sandbox/mailbox/model/EntryIds.h"
+#include "sandbox/mailbox/model/SandboxTags.h"
 
 using namespace sandboxtest;
 using sandbox::Bytes;

@@ -1,4 +1,5 @@
 // IMAPIProp, as stores, folders, messages and users serve it.
+#include "sandbox/mailbox/model/SandboxTags.h"
 #include "tests/sandbox/SandboxTest.h"
 
 using namespace sandboxtest;

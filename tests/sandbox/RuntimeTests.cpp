@@ -1,4 +1,5 @@
 // The flat functions, but for memory, as a client meets them.
+#include "sandbox/mailbox/model/SandboxTags.h"
 #include "tests/sandbox/SandboxTest.h"
 
 using namespace sandboxtest;

@@ -4,6 +4,7 @@
 
 #include "mapiabi/MapiTags.h"
 #include "sandbox/mailbox/model/EntryIds.h"
+#include "sandbox/mailbox/model/SandboxTags.h"
 #include "sandbox/mailbox/model/Text.h"
 
 namespace sandbox

@@ -1,6 +1,7 @@
 #include "sandbox/mailbox/model/CommonProperties.h"
 
 #include "mapiabi/MapiTags.h"
+#include "sandbox/mailbox/model/SandboxTags.h"
 #include "sandbox/mailbox/model/Store.h"
 
 namespace sandbox

@@ -7,6 +7,7 @@
 #include "mapiabi/MapiTags.h"
 #include "sandbox/mailbox/model/CommonProperties.h"
 #include "sandbox/mailbox/model/EntryIds.h"
+#include "sandbox/mailbox/model/SandboxTags.h"
 #include "sandbox/mailbox/model/Store.h"
 
 namespace sandbox

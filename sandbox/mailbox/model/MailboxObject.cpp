@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "mapiabi/MapiTags.h"
+#include "sandbox/mailbox/model/SandboxTags.h"
 
 namespace sandbox
 {

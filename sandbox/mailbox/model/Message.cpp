@@ -7,6 +7,7 @@
 #include "sandbox/mailbox/model/ContactGenerator.h"
 #include "sandbox/mailbox/model/EntryIds.h"
 #include "sandbox/mailbox/model/Folder.h"
+#include "sandbox/mailbox/model/SandboxTags.h"
 #include "sandbox/mailbox/model/Store.h"
 
 namespace sandbox

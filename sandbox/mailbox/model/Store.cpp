@@ -4,6 +4,7 @@
 
 #include "mapiabi/MapiTags.h"
 #include "sandbox/mailbox/model/Folder.h"
+#include "sandbox/mailbox/model/SandboxTags.h"
 
 namespace sandbox
 {

@@ -7,6 +7,7 @@
 
 #include "mapiabi/MapiTags.h"
 #include "sandbox/mailbox/model/Bytes.h"
+#include "sandbox/mailbox/model/SandboxTags.h"
 
 namespace sandbox
 {
