@@ -115,6 +115,7 @@ void addPlanVerb(CLI::App& program, Json& request)
         std::string result;
         std::uint32_t delay = 0;
         std::string hold;
+        bool deliver = false;
         bool clear = false;
     };
     CLI::App& verb = *program.add_subcommand("plan", "what calls to come are to answer, and how slowly");
@@ -135,6 +136,9 @@ void addPlanVerb(CLI::App& program, Json& request)
     addOption("result", plan->result, "RESULT", "what they answer: a number such as 0x8007000E, or its name");
     addOption("delay", plan->delay, "MS", "how long they take, in milliseconds");
     addOption("hold", plan->hold, "NAME", "they wait until 'release NAME'");
+    more->emplace_back(
+        verb.add_flag("--deliver", plan->deliver, "then they deliver what waits for wrapped sinks of their thread"),
+        [](Json& object) { object["deliver"] = true; });
     CLI::Option* const clear = verb.add_flag("--clear", plan->clear, "forget all plans, and let go what they hold");
     clear->excludes(method);
     for (const auto& [option, set] : *more)

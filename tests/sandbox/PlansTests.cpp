@@ -1,6 +1,7 @@
-// Plans: what calls to come answer, how slowly, and which calls count.
+// Plans: what calls to come answer, how slowly, what they deliver on their way, and which calls count.
 #include <chrono>
 #include <future>
+#include <thread>
 
 #include "tests/sandbox/NotifyTest.h"
 
@@ -210,4 +211,109 @@ TEST_F(PlansTest, CountsTheCallsOfASinkAsThoseOfAClient)
     notify({fnevObjectCreated});
     EXPECT_EQ(inside, busy);
     EXPECT_EQ(m_store->Unadvise(connection), S_OK);
+}
+
+// ---- Delivering ----------------------------------------------------------------------------------------------------
+
+TEST_F(PlansTest, DeliversWhatWaitsForTheThreadBeforeItsWork)
+{
+    const RecordingSinkPtr sink = makeSink();
+    const IMAPIAdviseSinkPtr wrapper = wrap(sink);
+    const ULONG_PTR connection = advise(wrapper);
+    planBusy("IMAPIProp::GetProps", {{"deliver", true}});
+    notify({fnevObjectCreated, fnevObjectModified});
+    notify({fnevObjectDeleted});
+    EXPECT_EQ(sink->count(), 0u);
+    EXPECT_EQ(getProps(), busy);
+    EXPECT_THAT(sink->types(), testing::ElementsAre(fnevObjectCreated, fnevObjectModified, fnevObjectDeleted));
+    EXPECT_EQ(sink->count(), 2u);
+    notify({fnevObjectMoved});
+    EXPECT_EQ(getProps(), S_OK); // no longer planned
+    pumpOnce();
+    EXPECT_EQ(sink->count(), 3u);
+    EXPECT_EQ(m_store->Unadvise(connection), S_OK);
+}
+
+TEST_F(PlansTest, DeliversWhatCameWhileTheCallWasHeld)
+{
+    const RecordingSinkPtr sink = makeSink();
+    const IMAPIAdviseSinkPtr wrapper = wrap(sink);
+    const ULONG_PTR connection = advise(wrapper);
+    dll.plan({{"method", "IMAPIProp::GetProps"}, {"hold", "gate"}, {"deliver", true}});
+    std::thread editor(
+        [this]
+        {
+            dll.waitUntilHeld("gate");
+            notify({fnevObjectCreated});
+            dll.release("gate");
+        });
+    EXPECT_EQ(getProps(), S_OK);
+    editor.join();
+    ASSERT_EQ(sink->count(), 1u);
+    EXPECT_EQ(sink->calls()[0].thread, GetCurrentThreadId());
+    EXPECT_EQ(m_store->Unadvise(connection), S_OK);
+}
+
+TEST_F(PlansTest, DeliversInsideADelivery)
+{
+    const RecordingSinkPtr sink = makeSink();
+    RecordingSink* observed = sink;
+    std::vector<std::size_t> afterCall; // how many batches there had been when the call inside each handler was over
+    sink->whenNotified = [&](ULONG, NOTIFICATION*)
+    {
+        EXPECT_EQ(getProps(), S_OK);
+        afterCall.push_back(observed->count());
+    };
+    const IMAPIAdviseSinkPtr wrapper = wrap(sink);
+    const ULONG_PTR connection = advise(wrapper);
+    dll.plan({{"method", "IMAPIProp::GetProps"}, {"times", 2}, {"deliver", true}});
+    notify({fnevObjectCreated});
+    notify({fnevObjectModified});
+    notify({fnevObjectDeleted});
+    EXPECT_EQ(getProps(), S_OK);
+    EXPECT_THAT(sink->types(), testing::ElementsAre(fnevObjectCreated, fnevObjectModified, fnevObjectDeleted));
+    EXPECT_THAT(afterCall, testing::ElementsAre(2u, 3u, 3u))
+        << "the second call in the first handler delivers the rest";
+    EXPECT_EQ(m_store->Unadvise(connection), S_OK);
+}
+
+TEST_F(PlansTest, DeliversNothingForOtherThreadsNorWhenForgotten)
+{
+    const RecordingSinkPtr sink = makeSink();
+    const IMAPIAdviseSinkPtr wrapper = wrap(sink);
+    const ULONG_PTR connection = advise(wrapper);
+    notify({fnevObjectCreated});
+    dll.plan({{"method", "IMAPIProp::GetProps"}, {"deliver", true}});
+    EXPECT_EQ(getPropsMeanwhile().get(), S_OK);
+    dll.plan({{"method", "IMAPIProp::GetProps"}, {"hold", "gate"}, {"deliver", true}});
+    std::thread editor(
+        [this]
+        {
+            dll.waitUntilHeld("gate");
+            dll.clearPlans();
+        });
+    EXPECT_EQ(getProps(), S_OK);
+    editor.join();
+    EXPECT_EQ(sink->count(), 0u);
+    EXPECT_EQ(m_store->Unadvise(connection), S_OK);
+}
+
+TEST_F(PlansTest, DeliversALateBatchAfterAFailedUnadvise)
+{
+    const RecordingSinkPtr sink = makeSink();
+    IMAPIAdviseSinkPtr wrapper = wrap(sink);
+    const ULONG_PTR connection = advise(wrapper);
+    wrapper = nullptr;
+    planBusy("IMsgStore::Unadvise");
+    dll.plan({{"method", "IMAPIProp::GetProps"}, {"deliver", true}});
+    notify({fnevObjectCreated});
+    EXPECT_EQ(m_store->Unadvise(connection), busy);
+    EXPECT_EQ(sink->count(), 0u);
+    EXPECT_EQ(sink->references(), 2); // the wrapper's
+    EXPECT_THAT(dll.report(),
+                testing::HasSubstr("IMAPIAdviseSink from HrThisThreadAdviseSink: 1 object(s), 1 reference(s)\n"));
+    EXPECT_EQ(getProps(), S_OK);
+    EXPECT_EQ(sink->count(), 1u);
+    EXPECT_EQ(m_store->Unadvise(connection), S_OK);
+    EXPECT_EQ(sink->references(), 1);
 }

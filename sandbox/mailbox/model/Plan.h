@@ -1,4 +1,4 @@
-// Plan.h: what calls to come are to answer, and how slowly.
+// Plan.h: what calls to come are to answer, how slowly, and what they do on their way.
 #pragma once
 
 #include <chrono>
@@ -36,6 +36,7 @@ struct Plan
     std::uint64_t times = 1; // for so many calls; 0: for all that follow
     std::optional<HRESULT> result;
     std::chrono::milliseconds delay{0};
-    std::string hold; // calls wait until this is released; empty: they don't
+    std::string hold;     // calls wait until this is released; empty: they don't
+    bool deliver = false; // then they hand over what waits for wrapped sinks of their thread
 };
 } // namespace sandbox

@@ -73,6 +73,7 @@ Plan readPlan(const JsonObject& object, const Mailbox& mailbox)
         plan.result = readResult(*result, object.pathOf("result"));
     plan.delay = std::chrono::milliseconds(object.value("delay", 0));
     plan.hold = object.value<std::string>("hold", "");
+    plan.deliver = object.value("deliver", false);
     return plan;
 }
 } // namespace sandbox

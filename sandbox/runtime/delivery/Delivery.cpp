@@ -9,6 +9,8 @@
 
 #include "sandbox/runtime/delivery/Notifications.h"
 #include "sandbox/runtime/delivery/ThreadQueue.h"
+#include "sandbox/runtime/record/Call.h"
+#include "sandbox/runtime/record/Plans.h"
 
 namespace sandbox
 {
@@ -56,6 +58,16 @@ private:
     Delivery& m_delivery;
     std::uint64_t m_number;
 };
+
+Delivery::Delivery()
+{
+    plans::deliverBy(
+        []
+        {
+            const ClientCall outside; // of the call that delivers
+            ThreadQueue::doWaitingTasks();
+        });
+}
 
 Delivery& Delivery::instance()
 {

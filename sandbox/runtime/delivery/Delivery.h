@@ -29,7 +29,7 @@ struct Subscription
 
 /// All subscriptions of the process. A wrapped sink (HrThisThreadAdviseSink) is called on the thread that wrapped it, by
 /// the window procedure of a hidden window, while that thread handles its messages; any other sink on the thread that
-/// calls `send`. Used by any thread; never called with a mailbox locked.
+/// calls `send`. A call that is planned to deliver (Plan::deliver) does that for its own thread. Used by any thread; never called with a mailbox locked.
 class Delivery
 {
 public:
@@ -65,7 +65,7 @@ private:
     struct Watcher;
     class Running;
 
-    Delivery() = default;
+    Delivery();
     void deliver(Watcher& watcher, const EventBatch& events);
     [[nodiscard]] std::vector<std::shared_ptr<Watcher>> watchersOf(const Store& store) const;
     [[nodiscard]] std::set<std::shared_ptr<ThreadQueue>> watchedQueues() const;

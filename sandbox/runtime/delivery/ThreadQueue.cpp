@@ -129,7 +129,23 @@ void ThreadQueue::post(Task task)
     if (m_window == nullptr || m_users == 0)
         return;
     m_tasks.push_back(std::move(task));
+    ++m_posted;
     askForTurn();
+}
+
+void ThreadQueue::doWaitingTasks() noexcept
+{
+    const std::shared_ptr<ThreadQueue> queue = Registry::instance().find(GetCurrentThreadId());
+    if (queue == nullptr)
+        return;
+    std::uint64_t last = 0;
+    {
+        const std::lock_guard lock(queue->m_mutex);
+        last = queue->m_posted;
+    }
+    // The message that stands for them stays in the thread's queue, and does nothing when it finds none.
+    while (const Task task = queue->takeTaskUpTo(last))
+        task();
 }
 
 bool ThreadQueue::isGone() const noexcept
@@ -198,6 +214,17 @@ void ThreadQueue::takeTurn() noexcept
         task();
     else
         end();
+}
+
+/// The next task, if it is among the first so many that came; else none.
+ThreadQueue::Task ThreadQueue::takeTaskUpTo(std::uint64_t last) noexcept
+{
+    const std::lock_guard lock(m_mutex);
+    if (m_tasks.empty() || m_posted - m_tasks.size() >= last)
+        return nullptr;
+    Task task = std::move(m_tasks.front());
+    m_tasks.pop_front();
+    return task;
 }
 
 /// With the lock held.

@@ -3,6 +3,7 @@
 
 #include <windows.h>
 
+#include <cstdint>
 #include <deque>
 #include <functional>
 #include <memory>
@@ -37,6 +38,10 @@ public:
     /// @param task  throws nothing.
     void post(Task task);
 
+    /// Does now what tasks the calling thread's queue has at this moment, in their order; nothing if it has no queue. Those
+    /// that come meanwhile wait for their turns.
+    static void doWaitingTasks() noexcept;
+
     [[nodiscard]] bool isOfThisThread() const noexcept { return m_thread == GetCurrentThreadId(); }
     [[nodiscard]] bool isGone() const noexcept;
 
@@ -53,6 +58,7 @@ private:
 
     static LRESULT CALLBACK handleMessage(HWND window, UINT message, WPARAM wide, LPARAM longer) noexcept;
     void takeTurn() noexcept;
+    [[nodiscard]] Task takeTaskUpTo(std::uint64_t last) noexcept;
     void askForTurn() noexcept;
     void end() noexcept;
     void becomeGone() noexcept;
@@ -63,5 +69,6 @@ private:
     unsigned m_users = 0;
     bool m_asked = false; // a message is on its way
     std::deque<Task> m_tasks;
+    std::uint64_t m_posted = 0; // so many tasks came
 };
 } // namespace sandbox

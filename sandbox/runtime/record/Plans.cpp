@@ -39,6 +39,7 @@ struct List
 };
 
 constinit std::atomic<bool> s_any{false};
+constinit std::atomic<void (*)()> s_deliver{nullptr};
 
 [[nodiscard]] List& list()
 {
@@ -115,17 +116,27 @@ void waitAtHold(Entry& entry)
     (void)list().changes.waitUntil(isFree, ChangeSignal::forever, nullptr);
 }
 
+[[nodiscard]] bool isForgotten(const Entry& entry)
+{
+    return ask([&] { return entry.isForgotten; });
+}
+
 void waitAsPlanned(Entry& entry)
 {
     waitAtHold(entry);
     if (entry.plan.delay.count() > 0)
+        (void)list().changes.waitUntil([&] { return isForgotten(entry); }, entry.plan.delay, nullptr);
+}
+
+void deliverAsPlanned(const std::vector<EntryPtr>& applying)
+{
+    const auto delivers = [](const EntryPtr& entry)
     {
-        const auto isForgotten = [&]
-        {
-            return ask([&] { return entry.isForgotten; });
-        };
-        (void)list().changes.waitUntil(isForgotten, entry.plan.delay, nullptr);
-    }
+        return entry->plan.deliver && !isForgotten(*entry);
+    };
+    void (*const deliver)() = s_deliver;
+    if (deliver != nullptr && std::ranges::any_of(applying, delivers))
+        deliver();
 }
 } // namespace
 
@@ -187,15 +198,21 @@ bool any() noexcept
     return s_any.load(std::memory_order_relaxed);
 }
 
+void deliverBy(void (*deliver)())
+{
+    s_deliver = deliver;
+}
+
 std::optional<HRESULT> apply(std::string_view method, const CallTarget& target)
 {
     const std::vector<EntryPtr> applying = plansFor(method, target);
     for (const EntryPtr& entry : applying)
         waitAsPlanned(*entry);
+    deliverAsPlanned(applying);
     std::optional<HRESULT> result;
     for (const EntryPtr& entry : applying)
     {
-        if (entry->plan.result && !ask([&] { return entry->isForgotten; }))
+        if (entry->plan.result && !isForgotten(*entry))
             result = entry->plan.result;
     }
     return result;
