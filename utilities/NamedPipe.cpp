@@ -25,11 +25,9 @@ constexpr DWORD readBufferSize = 64;
 
 NamedPipe::NamedPipe(const std::wstring& name)
 {
-    open(name);
-    if (isUsable())
+    DWORD error = ERROR_SUCCESS;
+    if (open(name, error))
         return;
-
-    const DWORD error = GetLastError();
     Logger::instance().write(L"NamedPipe::NamedPipe: cannot create or open pipe: pipeName=" + name +
                              L", createNew=0, " + errorCode(error));
 }
@@ -41,9 +39,18 @@ NamedPipe::~NamedPipe()
 
 bool NamedPipe::open(const std::wstring& name)
 {
+    DWORD error = ERROR_SUCCESS;
+    return open(name, error);
+}
+
+bool NamedPipe::open(const std::wstring& name, DWORD& error)
+{
     close();
     if (name.empty())
+    {
+        error = GetLastError();
         return false;
+    }
 
     const std::wstring path = pipePath(name);
     for (;;)
@@ -56,11 +63,15 @@ bool NamedPipe::open(const std::wstring& name)
             m_name = name;
             return true;
         }
-        if (GetLastError() != ERROR_PIPE_BUSY)
+        error = GetLastError();
+        if (error != ERROR_PIPE_BUSY)
             return false;
         // The bare name and not the path: settled behaviour 2.
         if (!WaitNamedPipeW(name.c_str(), busyWaitMilliseconds))
+        {
+            error = GetLastError();
             return false;
+        }
     }
 }
 

@@ -32,6 +32,8 @@ public:
     std::vector<BYTE> send(const std::vector<BYTE>& request);
 
 private:
+    /// The same, and why it failed: by the time that it returns, the system may have forgotten.
+    bool open(const std::wstring& name, DWORD& error);
     void close() noexcept;
 
     std::wstring m_name; // without the prefix; empty unless the pipe is open

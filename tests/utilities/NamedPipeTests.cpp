@@ -7,6 +7,7 @@
 
 #include <gmock/gmock.h>
 
+#include "tests/support/HeapWatch.h"
 #include "tests/support/ImportHook.h"
 #include "tests/support/LogFile.h"
 #include "tests/support/PipeServer.h"
@@ -170,6 +171,21 @@ TEST_F(NamedPipeTest, LogsTheErrorThatKeepsItFromOpeningAndClosesNothing)
     EXPECT_FALSE(NamedPipe(L"name").isUsable());
     EXPECT_THAT(m_log.lines(), ElementsAre(openFailed + "2", openFailed + "5", openFailed + "79"));
     EXPECT_THAT(m_platform.takeCalls(), testing::Not(testing::Contains("close")));
+}
+
+TEST_F(NamedPipeTest, LogsTheErrorThatItFailedWithWhateverFreeingMemoryLeavesBehind)
+{
+    support::HeapWatch heap;
+    heap.onFree = []
+    {
+        SetLastError(ERROR_INVALID_ADDRESS);
+    };
+    m_platform.openErrors = {ERROR_FILE_NOT_FOUND};
+    EXPECT_FALSE(NamedPipe(L"name").isUsable());
+    m_platform.openErrors = {ERROR_PIPE_BUSY};
+    m_platform.waitErrors = {ERROR_SEM_TIMEOUT};
+    EXPECT_FALSE(NamedPipe(L"name").isUsable());
+    EXPECT_THAT(m_log.lines(), ElementsAre(openFailed + "2", openFailed + "79"));
 }
 
 TEST_F(NamedPipeTest, CallsNothingWhenTheNameIsEmpty)
