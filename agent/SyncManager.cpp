@@ -1,6 +1,8 @@
 #include "agent/SyncManager.h"
 
 #include <algorithm>
+#include <iterator>
+#include <utility>
 
 #include "agent/mapi/MapiSession.h"
 #include "utilities/Failure.h"
@@ -95,8 +97,13 @@ void SyncManager::createWatchers()
     if (watchers.empty())
         throw utilities::exception(
             utilities::formatMessage(function, L"Cannot find message stores for synchronization"));
-    std::ranges::stable_partition(watchers, [](const auto& watcher) { return !watcher->store().isPublic(); });
-    m_watchers.swap(watchers);
+    // Each store is asked once, in order; an algorithm of the library may ask in another one.
+    Watchers ordered;
+    Watchers ofPublicStores;
+    for (auto& watcher : watchers)
+        (watcher->store().isPublic() ? ofPublicStores : ordered).push_back(std::move(watcher));
+    std::ranges::move(ofPublicStores, std::back_inserter(ordered));
+    m_watchers.swap(ordered);
 }
 
 void SyncManager::createSnapshot()
