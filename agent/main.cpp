@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include <stdlib.h>
+
 #include "agent/CommandLine.h"
 #include "agent/MainWindow.h"
 #include "agent/MapiSide.h"
@@ -46,6 +48,10 @@ void runAgent(HINSTANCE instance)
 
 int WINAPI WinMain(HINSTANCE instance, HINSTANCE, LPSTR, int)
 {
+    // Nobody sits in front of this program: a message box of the C runtime, whose abort shows one, or of the loader about a
+    // bad module would keep it from ending. Reports of crashes and the exit value stay as they are.
+    _set_error_mode(_OUT_TO_STDERR);
+    SetErrorMode(SEM_FAILCRITICALERRORS);
     try
     {
         runAgent(instance);
