@@ -2,7 +2,9 @@
 
 #include <chrono>
 #include <memory>
+#include <new>
 #include <thread>
+#include <utility>
 
 #include "agent/ContactWatcher.h"
 #include "agent/SyncManager.h"
@@ -38,27 +40,58 @@ void sleepFor(std::chrono::milliseconds duration)
     for (auto now = Clock::now(); now < deadline; now = Clock::now())
         std::this_thread::sleep_for(std::chrono::ceil<std::chrono::milliseconds>(deadline - now));
 }
+
+/// Memory that a worker which has run out of it gives back to have its last records composed.
+class MemoryReserve
+{
+public:
+    MemoryReserve() noexcept = default;
+    MemoryReserve(const MemoryReserve&) = delete;
+    MemoryReserve& operator=(const MemoryReserve&) = delete;
+    ~MemoryReserve() { giveBack(); }
+
+    void giveBack() noexcept { ::operator delete(std::exchange(m_block, nullptr)); }
+
+private:
+    void* m_block = ::operator new(64 * 1024, std::nothrow); // null: there is none even now
+};
+
+/// For what composes a record: without memory for it that record is lost, and nothing else.
+template <class Action>
+void logIfPossible(Action action) noexcept
+{
+    try
+    {
+        action();
+    }
+    catch (...)
+    {
+    }
+}
 } // namespace
 
-void AsyncMapiHelper::run(DWORD mainThreadId)
+void AsyncMapiHelper::run(DWORD mainThreadId) noexcept
 {
     constexpr std::wstring_view function = L"AsyncMapiHelper::run";
+    MemoryReserve reserve;
     try
     {
         syncThread();
     }
     catch (const utilities::exception& caught)
     {
-        utilities::reportException(caught, function);
+        reserve.giveBack();
+        logIfPossible([&] { utilities::reportException(caught, function); });
     }
     catch (...)
     {
-        utilities::logLine(function, L"Unknown exception");
+        reserve.giveBack();
+        logIfPossible([&] { utilities::logLine(function, L"Unknown exception"); });
     }
     utilities::requestStop();
     if (mainThreadId != 0)
         PostThreadMessageW(mainThreadId, WM_CLOSE, 0, 0);
-    Logger::instance().write(L"MAPI thread finished");
+    logIfPossible([] { Logger::instance().write(L"MAPI thread finished"); });
 }
 
 void AsyncMapiHelper::syncThread()

@@ -8,10 +8,10 @@
 class AsyncMapiHelper
 {
 public:
-    /// The worker's whole life, to be called on a thread of its own. Throws nothing: failures are logged. At its end,
-    /// whatever the reason, it sets `stopRequested` and posts WM_CLOSE to the main thread, and so ends the process.
+    /// The worker's whole life, to be called on a thread of its own. Failures are logged. At its end, whatever the reason,
+    /// also when memory has run out, it sets `stopRequested` and posts WM_CLOSE to the main thread, and so ends the process.
     /// @param mainThreadId  0: nothing is posted.
-    static void run(DWORD mainThreadId);
+    static void run(DWORD mainThreadId) noexcept;
 
     /// What `run` guards: everything from "Start MAPI thread..." to the release of MAPI. Throws whatever fails.
     static void syncThread();

@@ -4,11 +4,14 @@
 #include <chrono>
 #include <functional>
 #include <future>
+#include <limits>
+#include <new>
 #include <thread>
 #include <tuple>
 #include <vector>
 
 #include "tests/agent/AgentTest.h"
+#include "tests/support/HeapWatch.h"
 #include "utilities/StopRequested.h"
 #include "utilities/WindowClass.h"
 
@@ -23,6 +26,7 @@ using Post = std::tuple<DWORD, UINT, WPARAM, LPARAM>;
 
 constexpr DWORD mainThread = 4711;
 constexpr const char* finished = "MAPI thread finished";
+constexpr std::size_t noBlock = std::numeric_limits<std::size_t>::max();
 
 // ---- The worker's life ---------------------------------------------------------------------------------------------
 
@@ -83,6 +87,45 @@ TEST_F(AsyncMapiHelperTest, TakesAnyOtherExceptionForAnUnknownOne)
     EXPECT_EQ(lines.back(), finished);
     EXPECT_TRUE(stopRequested);
     EXPECT_THAT(m_posts, testing::SizeIs(1));
+}
+
+TEST_F(AsyncMapiHelperTest, EndsInOrderWhenThereIsNoMemoryToReportWhy)
+{
+    support::HeapWatch heap;
+    const auto hook = tests::whenLogged("Start MAPI thread...",
+                                        [&]
+                                        {
+                                            heap.exhaust(noBlock);
+                                            throw std::bad_alloc();
+                                        });
+    m_whenPosting = [&]
+    {
+        heap.refill();
+        EXPECT_TRUE(stopRequested);
+        EXPECT_NE(log().back(), finished);
+    };
+    AsyncMapiHelper::run(mainThread);
+    EXPECT_THAT(m_posts, testing::SizeIs(1));
+    EXPECT_EQ(log().back(), finished);
+}
+
+TEST_F(AsyncMapiHelperTest, ReportsItsEndWhenAllMemoryIsTaken)
+{
+    support::HeapWatch heap;
+    const auto hook = tests::whenLogged("Start MAPI thread...",
+                                        [&]
+                                        {
+                                            heap.exhaust(4096);
+                                            throw std::bad_alloc();
+                                        });
+    AsyncMapiHelper::run(mainThread);
+    heap.refill();
+    EXPECT_TRUE(stopRequested);
+    EXPECT_THAT(m_posts, testing::SizeIs(1));
+    auto lines = log();
+    ASSERT_GE(lines.size(), 2U);
+    EXPECT_EQ(lines[lines.size() - 2], "AsyncMapiHelper::run: Unknown exception");
+    EXPECT_EQ(lines.back(), finished);
 }
 
 TEST_F(AsyncMapiHelperTest, SetsTheFlagBeforeItReleasesMapi)
