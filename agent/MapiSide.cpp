@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <chrono>
+#include <utility>
 
 #include "agent/AsyncMapiHelper.h"
 #include "utilities/Logger.h"
@@ -30,8 +31,11 @@ void closeSession(bool workerHasEnded)
 MapiSide::MapiSide()
 {
     mapi::Session::open();
-    const DWORD mainThreadId = GetCurrentThreadId();
-    m_worker = std::async(std::launch::async, AsyncMapiHelper::run, mainThreadId);
+    // Not by std::async, for which one library takes a thread of the system's pool: the worker's message queue and the
+    // window that MAPI makes there would stay with that thread when the worker has ended.
+    std::packaged_task<void(DWORD)> worker(AsyncMapiHelper::run);
+    m_worker = worker.get_future();
+    m_thread = std::jthread(std::move(worker), GetCurrentThreadId());
 }
 
 void MapiSide::shutdown()

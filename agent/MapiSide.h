@@ -2,6 +2,7 @@
 #pragma once
 
 #include <future>
+#include <thread>
 
 #include "agent/mapi/MapiSession.h"
 
@@ -22,5 +23,6 @@ public:
 
 private:
     mapi::Session m_session;
-    std::future<void> m_worker; // released, and so waited for, before MAPI is
+    std::future<void> m_worker;
+    std::jthread m_thread; // joined before all else goes, MAPI included
 };

@@ -69,6 +69,20 @@ TEST_F(MapiSideTest, ClosesNothingWithoutASession)
     EXPECT_THAT(newLines(), ElementsAre("Done"));
 }
 
+TEST_F(MapiSideTest, LeavesNoThreadOfTheWorkerBehind)
+{
+    planResult(firstCall, "0x80004005");
+    support::Handle worker;
+    const auto hook =
+        tests::whenLogged("MAPI thread finished",
+                          [&] { worker = support::Handle(OpenThread(SYNCHRONIZE, FALSE, GetCurrentThreadId())); });
+    {
+        MapiSide side;
+        side.shutdown();
+    }
+    EXPECT_EQ(WaitForSingleObject(worker.get(), 0), WAIT_OBJECT_0);
+}
+
 TEST_F(MapiSideTest, WaitsForTheWorkerWithoutStoppingItWhenItIsUnwound)
 {
     sandbox().plan({{"method", firstCall}, {"hold", "worker"}, {"result", "0x80004005"}});
