@@ -14,7 +14,7 @@ namespace
     return mapi::makeEntryId(notification.cbEntryID, notification.lpEntryID);
 }
 
-[[nodiscard]] EntryId parentId(const OBJECT_NOTIFICATION& notification)
+[[nodiscard]] EntryId parentIdOf(const OBJECT_NOTIFICATION& notification)
 {
     return mapi::makeEntryId(notification.cbParentID, notification.lpParentID);
 }
@@ -137,7 +137,7 @@ bool ContactWatcher::isKnownSource(ULONG objectType, const EntryId& parentId) co
 
 bool ContactWatcher::isFromKnownParent(const OBJECT_NOTIFICATION& notification) const
 {
-    return isKnownSource(notification.ulObjType, parentId(notification));
+    return isKnownSource(notification.ulObjType, parentIdOf(notification));
 }
 
 bool ContactWatcher::isFromKnownOldParent(const OBJECT_NOTIFICATION& notification) const

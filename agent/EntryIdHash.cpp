@@ -12,7 +12,7 @@ std::uint64_t EntryIdHash::operator()(std::wstring_view hex) const noexcept
     for (const wchar_t unit : hex)
     {
         hash = (hash ^ (unit & 0xFFU)) * prime;
-        hash = (hash ^ (unit >> 8 & 0xFFU)) * prime;
+        hash = (hash ^ ((unit >> 8) & 0xFFU)) * prime;
     }
     return hash;
 }

@@ -6,8 +6,6 @@
 
 using utilities::Logger;
 
-const std::wstring mainWindowClassName = L"CorvenaLinkwellWindow";
-
 namespace
 {
 /// A close request that was sent to the thread and not to a window.

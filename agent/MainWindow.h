@@ -9,7 +9,7 @@
 #include <string>
 
 /// The name by which others find the window.
-extern const std::wstring mainWindowClassName;
+inline constexpr wchar_t mainWindowClassName[] = L"CorvenaLinkwellWindow";
 
 /// What RegisterClassExW takes for the main window. Loads the class's icons and cursor; borrows `className`.
 [[nodiscard]] WNDCLASSEXW mainWindowClass(HINSTANCE instance, const std::wstring& className);

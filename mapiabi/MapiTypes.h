@@ -60,7 +60,7 @@ constexpr ULONG MV_FLAG = 0x1000;
 /// The tag made of a 16-bit property identifier and a property type.
 constexpr ULONG PROP_TAG(ULONG type, ULONG id) noexcept
 {
-    return id << 16 | type;
+    return (id << 16) | type;
 }
 /// The low 16 bits of a tag.
 constexpr ULONG PROP_TYPE(ULONG tag) noexcept

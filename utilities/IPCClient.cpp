@@ -1,5 +1,7 @@
 #include "utilities/IPCClient.h"
 
+#include <algorithm>
+#include <array>
 #include <vector>
 
 #include "utilities/NamedPipe.h"
@@ -8,7 +10,7 @@
 namespace
 {
 constexpr const wchar_t* pipeName = L"CorvenaLinkwell"; // the same for everyone: settled behaviour 6
-const std::vector<BYTE> acknowledgement = {'a', 'c', 'k'};
+constexpr std::array<BYTE, 3> acknowledgement = {'a', 'c', 'k'};
 
 [[nodiscard]] std::vector<BYTE> makeRequest(const std::wstring& text)
 {
@@ -18,7 +20,7 @@ const std::vector<BYTE> acknowledgement = {'a', 'c', 'k'};
     std::vector<BYTE> request;
     request.reserve(4 + bytes.size());
     for (const int shift : {24, 16, 8, 0})
-        request.push_back(static_cast<BYTE>(bytes.size() >> shift & 0xFF));
+        request.push_back(static_cast<BYTE>((bytes.size() >> shift) & 0xFF));
     request.insert(request.end(), bytes.begin(), bytes.end());
     return request;
 }
@@ -31,5 +33,5 @@ bool IPCClient::send(const std::wstring& text)
         return false;
     if (text.empty())
         return true;
-    return pipe.send(makeRequest(text)) == acknowledgement;
+    return std::ranges::equal(pipe.send(makeRequest(text)), acknowledgement);
 }

@@ -106,7 +106,7 @@ void Logger::open()
         (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0)
         currentSize = invalidSize;
     else
-        currentSize = std::uint64_t{data.nFileSizeHigh} << 32 | data.nFileSizeLow;
+        currentSize = (std::uint64_t{data.nFileSizeHigh} << 32) | data.nFileSizeLow;
 }
 
 void Logger::close() noexcept

@@ -21,7 +21,7 @@ namespace
     const auto address = reinterpret_cast<std::uintptr_t>(pointer);
     std::wstring text;
     for (int shift = 60; shift >= 0; shift -= 4)
-        text += digits[address >> shift & 0xF];
+        text += digits[(address >> shift) & 0xF];
     return text;
 }
 } // namespace

@@ -86,7 +86,7 @@ IMAPIFolderPtr MessageStore::openIpmSubtree() const
 
 bool MessageStore::testHierarchy(IMAPIPropPtr root, IMAPIFolderPtr object) const
 {
-    const auto log = [](const std::wstring& text)
+    const auto note = [](const std::wstring& text)
     {
         constexpr std::wstring_view function = L"mapi::MessageStore::testHierarchy";
         utilities::logLine(function, text);
@@ -94,10 +94,10 @@ bool MessageStore::testHierarchy(IMAPIPropPtr root, IMAPIFolderPtr object) const
 
     const std::wstring rootName = displayName(root);
     const std::wstring objectName = displayName(object);
-    log(L"Analyze relations of root folder " + rootName + L" and  " + objectName);
+    note(L"Analyze relations of root folder " + rootName + L" and  " + objectName);
     if (!root || !object)
     {
-        log(L"One or both objects not specified.");
+        note(L"One or both objects not specified.");
         return false;
     }
 
@@ -106,19 +106,19 @@ bool MessageStore::testHierarchy(IMAPIPropPtr root, IMAPIFolderPtr object) const
     const EntryId objectStoreId = readBinary(object, PR_STORE_ENTRYID);
     if (!Session::isSameObject(storeId, rootStoreId) || !Session::isSameObject(storeId, objectStoreId))
     {
-        log(L"One or both objects are from another store.");
+        note(L"One or both objects are from another store.");
         return false;
     }
 
     const EntryId rootId = entryId(root);
     if (Session::isSameObject(rootId, entryId(object)))
     {
-        log(L"These are different instances of the same object.");
+        note(L"These are different instances of the same object.");
         return true;
     }
 
     const bool below = isBelow(m_store, rootId, object);
-    log(L"Object " + objectName + (below ? L" is a " : L" is not a ") + L"successor of specified root " + rootName);
+    note(L"Object " + objectName + (below ? L" is a " : L" is not a ") + L"successor of specified root " + rootName);
     return below;
 }
 

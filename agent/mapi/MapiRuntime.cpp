@@ -111,9 +111,11 @@ LSTATUS readNarrow(HKEY key, const char* name, WideBuffer& value)
         if (const HMODULE module = loadedModule(name))
             return module;
     }
-    if (const HMODULE module = loadDefaultMailClientModule(forceOutlookMapi ? L"Microsoft Outlook" : nullptr))
+    if constexpr (forceOutlookMapi)
+        return loadDefaultMailClientModule(L"Microsoft Outlook");
+    if (const HMODULE module = loadDefaultMailClientModule(nullptr))
         return module;
-    return forceOutlookMapi ? nullptr : loadSystemModule();
+    return loadSystemModule();
 }
 
 // ---- Binding -------------------------------------------------------------------------------------------------------

@@ -118,13 +118,13 @@ HRESULT Session::shutdown()
     return result;
 }
 
-IMsgStorePtr Session::openStore(ULONG entryIdSize, ENTRYID* entryId)
+IMsgStorePtr Session::openStore(ULONG size, ENTRYID* bytes)
 {
     constexpr std::wstring_view function = L"mapi::Session::openStore";
     checkCondition(s_session, sessionActive, function);
 
     IMsgStorePtr store;
-    checkHresult(function, s_session->OpenMsgStore(0, entryIdSize, entryId, &IID_IMsgStore, openStoreFlags, &store));
+    checkHresult(function, s_session->OpenMsgStore(0, size, bytes, &IID_IMsgStore, openStoreFlags, &store));
     return store;
 }
 

@@ -38,8 +38,8 @@ public:
 
     /// Opens a store for the best access to be had and without dialogs (IMAPISession::OpenMsgStore). Throws when that
     /// fails, and without a session.
-    /// @param entryId  null for a size of 0.
-    [[nodiscard]] static IMsgStorePtr openStore(ULONG entryIdSize, ENTRYID* entryId);
+    /// @param bytes  the identifier; null for a size of 0.
+    [[nodiscard]] static IMsgStorePtr openStore(ULONG size, ENTRYID* bytes);
 
     /// Calls the function for each message store of the profile, in the order of the table. What the function throws
     /// passes. A table that can't be read is logged and has no rows; throws when it can't be had, without a session,

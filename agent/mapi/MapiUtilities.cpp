@@ -18,9 +18,9 @@ using utilities::Condition;
 
 namespace
 {
-const std::wstring contactFolderClass = L"IPF.Contact";
-const std::wstring contactMessageClass = L"IPM.Contact";
-const std::wstring unresolvedName = L"(cannot resolve)";
+constexpr wchar_t contactFolderClass[] = L"IPF.Contact";
+constexpr wchar_t contactMessageClass[] = L"IPM.Contact";
+constexpr wchar_t unresolvedName[] = L"(cannot resolve)";
 
 /// What a row of a hierarchy table says of a folder.
 struct FolderRow

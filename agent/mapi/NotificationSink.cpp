@@ -58,7 +58,7 @@ std::unique_ptr<NotificationSink::Connection> NotificationSink::adviseInternal(I
 {
     constexpr std::wstring_view function = L"mapi::NotificationSink::adviseInternal";
     if (!store || !handler)
-        return nullptr;
+        return {};
 
     // Lives on by the reference that the wrapper takes. As its own interface, so that the pointer only counts it.
     const IMAPIAdviseSinkPtr sink(static_cast<IMAPIAdviseSink*>(new AdviseSinkImpl(handler)));
@@ -67,14 +67,14 @@ std::unique_ptr<NotificationSink::Connection> NotificationSink::adviseInternal(I
     if (FAILED(result))
     {
         utilities::logHresult(function, result, L"Marshall advise sink");
-        return nullptr;
+        return {};
     }
     ULONG_PTR number = 0;
     result = store->Advise(0, nullptr, eventMask, wrapper, &number);
     if (FAILED(result))
     {
         utilities::logHresult(function, result, L"Advise store notification");
-        return nullptr;
+        return {};
     }
     return std::make_unique<Connection>(Connection{wrapper, store, number});
 }

@@ -29,11 +29,11 @@ PropValue PropValue::makeText(ULONG tag, const std::wstring& text)
     return value;
 }
 
-PropValue PropValue::makeBoolean(ULONG tag, bool boolean)
+PropValue PropValue::makeBoolean(ULONG tag, bool isTrue)
 {
     PropValue value(allocate<SPropValue>(1, nullptr));
     value->ulPropTag = tag;
-    value->Value.b = boolean ? 1 : 0;
+    value->Value.b = isTrue ? 1 : 0;
     return value;
 }
 

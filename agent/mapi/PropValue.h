@@ -17,7 +17,7 @@ public:
     /// A text of its own block, of a PT_UNICODE tag.
     [[nodiscard]] static PropValue makeText(ULONG tag, const std::wstring& text);
     /// A boolean of its own block, of a PT_BOOLEAN tag.
-    [[nodiscard]] static PropValue makeBoolean(ULONG tag, bool value);
+    [[nodiscard]] static PropValue makeBoolean(ULONG tag, bool isTrue);
 
     /// Frees what it holds and reads one property of the object by HrGetOneProp. Throws when the object does not have
     /// it; warnings pass.

@@ -144,9 +144,9 @@ void addMailboxVerbs(CLI::App& program, Json& request)
     addTransferVerb(program, "move", "a message or a folder goes into another folder", true, request);
     addTransferVerb(program, "copy", "another folder gets a copy of a message or a folder", false, request);
 
-    CLI::App& remove = *program.add_subcommand("delete", "a message or a folder goes, with all that is in it");
+    CLI::App& verb = *program.add_subcommand("delete", "a message or a folder goes, with all that is in it");
     const auto path = std::make_shared<std::string>();
-    addWord(remove, "PATH", *path, "the message or folder");
-    remove.callback([path, &request] { request = {{"do", "delete"}, {"object", *path}}; });
+    addWord(verb, "PATH", *path, "the message or folder");
+    verb.callback([path, &request] { request = {{"do", "delete"}, {"object", *path}}; });
 }
 } // namespace sandboxctl

@@ -45,9 +45,9 @@ void requireInitialized()
 
 /// Runs the body of a flat function. The mailbox is held meanwhile.
 template <class Describe, class Work>
-HRESULT serveFlat(const char* name, Describe&& describe, Work&& work) noexcept
+HRESULT serveFlat(const char* name, Describe&& describeArguments, Work&& work) noexcept
 {
-    return serve(name, noTarget, describe,
+    return serve(name, noTarget, describeArguments,
                  [&]
                  {
                      const std::shared_ptr<Mailbox> mailbox = servedMailbox();

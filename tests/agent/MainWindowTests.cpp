@@ -29,7 +29,7 @@ HINSTANCE instance()
 
 TEST(MainWindowClassTest, HasItsFixedName)
 {
-    EXPECT_EQ(mainWindowClassName, L"CorvenaLinkwellWindow");
+    EXPECT_STREQ(mainWindowClassName, L"CorvenaLinkwellWindow");
 }
 
 TEST(MainWindowClassTest, FillsTheRecord)

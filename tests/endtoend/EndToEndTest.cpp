@@ -24,7 +24,7 @@ std::string wireBytes(std::string_view text)
 {
     std::string bytes;
     for (int shift = 24; shift >= 0; shift -= 8)
-        bytes += static_cast<char>(text.size() >> shift & 0xFF);
+        bytes += static_cast<char>((text.size() >> shift) & 0xFF);
     return bytes.append(text);
 }
 

@@ -17,7 +17,7 @@ std::string hexadecimal(std::uint64_t number, int bytes)
     constexpr std::string_view digits = "0123456789ABCDEF";
     std::string text;
     for (int shift = bytes * 8 - 4; shift >= 0; shift -= 4)
-        text += digits[number >> shift & 0xF];
+        text += digits[(number >> shift) & 0xF];
     return text;
 }
 

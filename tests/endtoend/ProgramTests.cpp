@@ -43,7 +43,7 @@ std::string asUtf16(const std::string& text)
 std::uint32_t bigEndian(const std::string& bytes, std::size_t offset)
 {
     const auto raw = structureAt<std::array<unsigned char, 4>>(bytes, offset);
-    return std::uint32_t{raw[0]} << 24 | std::uint32_t{raw[1]} << 16 | std::uint32_t{raw[2]} << 8 | raw[3];
+    return (std::uint32_t{raw[0]} << 24) | (std::uint32_t{raw[1]} << 16) | (std::uint32_t{raw[2]} << 8) | raw[3];
 }
 
 struct Size

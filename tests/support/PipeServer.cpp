@@ -15,7 +15,7 @@ std::size_t lengthOf(const std::string& header)
 {
     std::size_t length = 0;
     for (const char byte : header)
-        length = length << 8 | static_cast<unsigned char>(byte);
+        length = (length << 8) | static_cast<unsigned char>(byte);
     return length;
 }
 } // namespace

@@ -19,8 +19,8 @@ namespace
 std::size_t BytesHash::operator()(const Bytes& bytes) const noexcept
 {
     std::uint64_t hash = 14695981039346656037u; // FNV-1a
-    for (const std::uint8_t byte : bytes)
-        hash = (hash ^ byte) * 1099511628211u;
+    for (const std::uint8_t octet : bytes)
+        hash = (hash ^ octet) * 1099511628211u;
     return static_cast<std::size_t>(hash);
 }
 
@@ -52,10 +52,10 @@ std::string toHex(BytesView bytes)
     constexpr std::string_view digits = "0123456789ABCDEF";
     std::string text;
     text.reserve(bytes.size() * 2);
-    for (const std::uint8_t byte : bytes)
+    for (const std::uint8_t octet : bytes)
     {
-        text += digits[byte >> 4];
-        text += digits[byte & 0x0F];
+        text += digits[octet >> 4];
+        text += digits[octet & 0x0F];
     }
     return text;
 }

@@ -31,8 +31,8 @@ constexpr std::size_t longTermMessageSize = 70;
 template <class Range>
 void append(Bytes& bytes, const Range& range)
 {
-    for (const auto byte : range)
-        bytes.push_back(static_cast<std::uint8_t>(byte));
+    for (const auto octet : range)
+        bytes.push_back(static_cast<std::uint8_t>(octet));
 }
 
 void appendNumber(Bytes& bytes, std::uint64_t number)
@@ -44,8 +44,8 @@ void appendNumber(Bytes& bytes, std::uint64_t number)
 [[nodiscard]] std::uint64_t numberAt(BytesView bytes, std::size_t place) noexcept
 {
     std::uint64_t number = 0;
-    for (const std::uint8_t byte : bytes.subspan(place, numberSize))
-        number = number << 8 | byte;
+    for (const std::uint8_t octet : bytes.subspan(place, numberSize))
+        number = (number << 8) | octet;
     return number;
 }
 

@@ -147,7 +147,7 @@ std::shared_ptr<Message> Mailbox::findMessage(const Bytes& entryId) const
 {
     const std::optional<MessageIdParts> parts = parseMessageId(entryId);
     if (!parts || parts->storeNumber == 0 || parts->storeNumber > m_stores.size())
-        return nullptr;
+        return {};
     std::shared_ptr<Message> message = m_stores[parts->storeNumber - 1]->message(parts->message);
     // A message with an explicit identifier does not answer to the one that it would otherwise have.
     const bool same = message && (message->shortTermId() == entryId || message->entryId() == entryId);

@@ -104,7 +104,7 @@ constexpr TypeWord typeWords[] = {
         failAt(path, "must be four hexadecimal digits for each UTF-16 unit");
     std::wstring text;
     for (std::size_t at = 0; at < bytes.size(); at += 2)
-        text += static_cast<wchar_t>(bytes[at] << 8 | bytes[at + 1]);
+        text += static_cast<wchar_t>((bytes[at] << 8) | bytes[at + 1]);
     if (text.find(L'\0') != std::wstring::npos)
         failAt(path, "a text can't hold the character U+0000");
     return text;

@@ -301,52 +301,52 @@ std::optional<KnownNamedProperty> namedPropertyOf(std::string_view name)
     return KnownNamedProperty{{PSETID_Address, entry->number}, entry->type};
 }
 
-std::optional<GUID> propertySetOf(std::string_view text)
+std::optional<GUID> propertySetOf(std::string_view written)
 {
-    if (const NamedSet* entry = findByName(publishedSets, text))
+    if (const NamedSet* entry = findByName(publishedSets, written))
         return GUID{entry->number, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-    return guidOf(text);
+    return guidOf(written);
 }
 
-std::optional<GUID> guidOf(std::string_view text)
+std::optional<GUID> guidOf(std::string_view written)
 {
     constexpr std::size_t length = 38;
-    if (text.size() != length || text.front() != '{' || text.back() != '}' || text[9] != '-' || text[14] != '-' ||
-        text[19] != '-' || text[24] != '-' || text.find(' ') != std::string_view::npos)
+    if (written.size() != length || written.front() != '{' || written.back() != '}' || written[9] != '-' ||
+        written[14] != '-' || written[19] != '-' || written[24] != '-' || written.find(' ') != std::string_view::npos)
         return std::nullopt;
     std::string digits;
     for (const std::size_t place : {1U, 10U, 15U, 20U, 25U})
-        digits += text.substr(place, text.find_first_of("-}", place) - place);
+        digits += written.substr(place, written.find_first_of("-}", place) - place);
     const std::optional<Bytes> bytes = fromHex(digits);
     if (!bytes || bytes->size() != sizeof(GUID))
         return std::nullopt;
     const Bytes& b = *bytes;
     GUID guid{};
-    guid.Data1 = static_cast<ULONG>(b[0] << 24 | b[1] << 16 | b[2] << 8 | b[3]);
-    guid.Data2 = static_cast<unsigned short>(b[4] << 8 | b[5]);
-    guid.Data3 = static_cast<unsigned short>(b[6] << 8 | b[7]);
+    guid.Data1 = static_cast<ULONG>((b[0] << 24) | (b[1] << 16) | (b[2] << 8) | b[3]);
+    guid.Data2 = static_cast<unsigned short>((b[4] << 8) | b[5]);
+    guid.Data3 = static_cast<unsigned short>((b[6] << 8) | b[7]);
     for (std::size_t at = 0; at < 8; ++at)
         guid.Data4[at] = b[8 + at];
     return guid;
 }
 
-std::optional<HRESULT> resultOf(std::string_view text)
+std::optional<HRESULT> resultOf(std::string_view written)
 {
-    if (const NamedResult* entry = findByName(publishedResults, text))
+    if (const NamedResult* entry = findByName(publishedResults, written))
         return mapiResult(entry->pattern);
-    const std::optional<ULONG> pattern = hexNumberOf(text);
+    const std::optional<ULONG> pattern = hexNumberOf(written);
     return pattern ? std::optional(mapiResult(*pattern)) : std::nullopt;
 }
 
-std::optional<ULONG> hexNumberOf(std::string_view text)
+std::optional<ULONG> hexNumberOf(std::string_view written)
 {
-    if (!text.starts_with("0x") && !text.starts_with("0X"))
+    if (!written.starts_with("0x") && !written.starts_with("0X"))
         return std::nullopt;
-    const std::string_view digits = text.substr(2);
-    ULONG number = 0;
-    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number, 16);
+    const std::string_view digits = written.substr(2);
+    ULONG value = 0;
+    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value, 16);
     const bool whole =
         !digits.empty() && digits.size() <= 8 && error == std::errc() && end == digits.data() + digits.size();
-    return whole ? std::optional(number) : std::nullopt;
+    return whole ? std::optional(value) : std::nullopt;
 }
 } // namespace sandbox

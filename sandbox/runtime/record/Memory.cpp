@@ -40,7 +40,7 @@ struct alignas(16) Header
 
 [[nodiscard]] bool allBytesAre(const unsigned char* bytes, std::size_t size, int value) noexcept
 {
-    return std::all_of(bytes, bytes + size, [value](unsigned char byte) { return byte == value; });
+    return std::all_of(bytes, bytes + size, [value](unsigned char octet) { return octet == value; });
 }
 
 class Heap
