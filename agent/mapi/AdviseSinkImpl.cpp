@@ -2,7 +2,10 @@
 
 #include "utilities/Failure.h"
 
-AdviseSinkImpl::AdviseSinkImpl(const NotificationHandler& handler) : m_handler(handler) {}
+AdviseSinkImpl::AdviseSinkImpl(const NotificationHandler& handler)
+    : m_handler(std::make_shared<const NotificationHandler>(handler))
+{
+}
 
 AdviseSinkImpl::~AdviseSinkImpl() = default;
 
@@ -26,22 +29,21 @@ ULONG STDMETHODCALLTYPE AdviseSinkImpl::AddRef()
 
 ULONG STDMETHODCALLTYPE AdviseSinkImpl::Release()
 {
-    if (m_references.fetch_sub(1) == 1)
-    {
+    const ULONG left = --m_references;
+    if (left == 0)
         delete this;
-        return 0;
-    }
-    return m_references;
+    return left; // not read anew: another thread may have released the last one since
 }
 
 ULONG STDMETHODCALLTYPE AdviseSinkImpl::OnNotify(ULONG count, NOTIFICATION* notifications)
 {
     constexpr std::wstring_view function = L"AdviseSinkImpl::OnNotify";
-    if (!m_handler)
+    const auto handler = m_handler; // what it does may end the sink, which nothing below touches
+    if (!*handler)
         return S_OK;
     try
     {
-        m_handler(count, notifications);
+        (*handler)(count, notifications);
     }
     catch (const utilities::exception& caught)
     {

@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <functional>
+#include <memory>
 
 #include "mapiabi/MapiInterfaces.h"
 
@@ -25,7 +26,8 @@ public:
     ULONG STDMETHODCALLTYPE Release() override;
 
     /// Calls the handler, if there is one. A `utilities::exception` that leaves it is logged and goes no further, so
-    /// the sink is good for the next batch; another exception passes (settled behaviour 58). Always S_OK.
+    /// the sink is good for the next batch; another exception passes (settled behaviour 58). Always S_OK. The handler may
+    /// release the sink's last reference: it lives until it has returned.
     ULONG STDMETHODCALLTYPE OnNotify(ULONG count, NOTIFICATION* notifications) override;
 
 protected:
@@ -33,5 +35,5 @@ protected:
 
 private:
     std::atomic<ULONG> m_references{0};
-    const NotificationHandler m_handler;
+    const std::shared_ptr<const NotificationHandler> m_handler; // never null; OnNotify holds it as well
 };

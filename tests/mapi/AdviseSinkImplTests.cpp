@@ -1,7 +1,9 @@
 #include "agent/mapi/AdviseSinkImpl.h"
 
+#include <cstdint>
 #include <memory>
 #include <stdexcept>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -50,6 +52,29 @@ TEST_F(AdviseSinkImplTest, BeginsWithoutAReferenceAndEndsWithTheLast)
     EXPECT_EQ(handlers(), 1); // a copy; what it was copied from is gone
     EXPECT_EQ(sink->Release(), 0u);
     EXPECT_EQ(handlers(), 0);
+}
+
+// Each count from the first to the last is given once, also where two threads release at one moment.
+TEST_F(AdviseSinkImplTest, GivesEachReleaseTheCountThatItHasLeft)
+{
+    constexpr std::uint64_t releasesOfAThread = 1'000'000;
+    const IMAPIAdviseSinkPtr sink = makeSink();
+    for (std::uint64_t taken = 0; taken < 2 * releasesOfAThread; ++taken)
+        sink->AddRef();
+    std::uint64_t sums[2] = {};
+    std::vector<std::thread> threads;
+    for (std::uint64_t& sum : sums)
+    {
+        threads.emplace_back(
+            [&]
+            {
+                for (std::uint64_t released = 0; released < releasesOfAThread; ++released)
+                    sum += sink->Release();
+            });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(sums[0] + sums[1], releasesOfAThread * (2 * releasesOfAThread + 1)); // 1 + 2 + ... + all of them
 }
 
 TEST_F(AdviseSinkImplTest, IsIUnknownAndIMAPIAdviseSinkAndTakesAReference)
@@ -111,6 +136,28 @@ TEST_F(AdviseSinkImplTest, LogsWhatTheHandlerThrowsAndGoesOn)
     EXPECT_EQ(calls, 2u);
     EXPECT_THAT(m_log.lines(),
                 ElementsAre("An exception has been caught in AdviseSinkImpl::OnNotify : the host is away"));
+}
+
+TEST_F(AdviseSinkImplTest, KeepsTheHandlerThatReleasesTheSinkUntilItReturns)
+{
+    for (const bool countedBefore : {true, false})
+    {
+        IMAPIAdviseSink* sink = nullptr;
+        long whileItRuns = 0;
+        const auto releaseSink = [&]
+        {
+            if (!countedBefore)
+                sink->AddRef();
+            EXPECT_EQ(sink->Release(), 0u);
+            whileItRuns = handlers();
+        };
+        sink = new AdviseSinkImpl([&releaseSink, counted = m_counted](ULONG, const NOTIFICATION*) { releaseSink(); });
+        if (countedBefore)
+            sink->AddRef();
+        EXPECT_EQ(sink->OnNotify(1, nullptr), 0u);
+        EXPECT_EQ(whileItRuns, 1);
+        EXPECT_EQ(handlers(), 0);
+    }
 }
 
 TEST_F(AdviseSinkImplTest, PassesAnyOtherException)
