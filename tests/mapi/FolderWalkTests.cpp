@@ -1,9 +1,6 @@
 // The subfolders that MapiUtilities finds and opens, and its walk over a folder and all below it.
-#include <algorithm>
-#include <cstdlib>
 #include <functional>
 #include <map>
-#include <new>
 #include <stdexcept>
 
 #include "agent/mapi/MapiUtilities.h"
@@ -11,6 +8,7 @@
 #include "mapiabi/MapiTags.h"
 #include "sandbox/mailbox/model/SandboxTags.h"
 #include "tests/mapi/MapiTest.h"
+#include "tests/support/HeapWatch.h"
 #include "tests/support/MapiMocks.h"
 #include "tests/support/MapiValues.h"
 #include "utilities/StopRequested.h"
@@ -27,31 +25,6 @@ using testing::Return;
 /// What a message calls the function that opens the folder of a row.
 const std::string opener = "mapi::getSubfolders::<lambda_1>::operator ()";
 
-/// Memory of the next `new`, when set, comes with a request to stop: behind one step of a function and before the next.
-bool s_stopsWhenAllocating = false;
-} // namespace
-
-void* operator new(std::size_t size)
-{
-    if (s_stopsWhenAllocating)
-        utilities::requestStop();
-    s_stopsWhenAllocating = false;
-    void* const memory = std::malloc(std::max<std::size_t>(size, 1));
-    if (memory == nullptr)
-        throw std::bad_alloc();
-    return memory;
-}
-void operator delete(void* memory) noexcept
-{
-    std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept
-{
-    std::free(memory);
-}
-
-namespace
-{
 class FolderWalkTest : public MapiTest
 {
 protected:
@@ -257,16 +230,18 @@ TEST_F(FolderWalkTest, IsCancelledInARowBehindItsColumnsAndBeforeAnyCall)
     {
         const Properties row = {Property::bytes(PR_ENTRYID, {1, 2}), Property::number(PR_OBJECT_TYPE, type)};
         giveRows(table, {row});
+        support::HeapWatch heap;
         EXPECT_CALL(*table, QueryRows(_, _, _))
             .WillOnce(
-                [&row](LONG, ULONG, SRowSet** set)
+                [&row, &heap](LONG, ULONG, SRowSet** set)
                 {
                     *set = makeRows({row});
-                    s_stopsWhenAllocating = true;
+                    heap.onAllocate = utilities::requestStop; // behind one step of a function and before the next
                     return S_OK;
                 });
         EXPECT_EQ(thrown([&] { std::ignore = mapi::getSubfolders(folder.pointer(), nullptr); }),
                   std::wstring(opener.begin(), opener.end()) + L": cancelled by request");
+        heap.onAllocate = nullptr;
         utilities::stopRequested = false;
     }
     EXPECT_THAT(log(), IsEmpty());

@@ -36,6 +36,8 @@ struct HeapHooks
         if (HeapWatch* const watch = s_watch)
         {
             ++watch->m_count;
+            if (watch->onAllocate)
+                watch->onAllocate();
             if (watch->m_isLimited)
             {
                 if (size > watch->m_left)

@@ -26,7 +26,8 @@ public:
     /// There is memory again.
     void refill() noexcept { m_isLimited = false; }
 
-    /// Called after each block that is given back; takes no memory itself.
+    /// Called before each block is taken, and after each that is given back; take no memory themselves.
+    std::function<void()> onAllocate;
     std::function<void()> onFree;
 
 private:
