@@ -10,12 +10,13 @@ namespace mapi
 {
 using utilities::Logger;
 
-/// A registration in place. The store goes before the sink.
+/// A registration, in place or on its way. The token goes first, and the store before the sink.
 struct NotificationSink::Connection
 {
     IMAPIAdviseSinkPtr sink; // the wrapper, which MAPI calls on our thread
     IMsgStorePtr store;
     ULONG_PTR number = 0;
+    std::shared_ptr<void> token = std::make_shared<char>(); // while there is one, the handler is called
 };
 
 NotificationSink::NotificationSink() = default;
@@ -49,6 +50,7 @@ void NotificationSink::unadvise()
     if (connection->store && connection->number != 0)
     {
         const HRESULT result = connection->store->Unadvise(connection->number);
+        connection->token.reset(); // what comes late, in a release below for one, is dropped
         Logger::instance().write(L"Unadvise hr = " + utilities::toHexNumber(result));
     }
 }
@@ -60,22 +62,33 @@ std::unique_ptr<NotificationSink::Connection> NotificationSink::adviseInternal(I
     if (!store || !handler)
         return {};
 
+    // All that may fail comes before Advise: a registration without a record would never end.
+    auto connection = std::make_unique<Connection>();
+    const auto whileRegistered =
+        [handler, token = std::weak_ptr(connection->token)](ULONG count, const NOTIFICATION* notifications)
+    {
+        if (!token.expired())
+            handler(count, notifications);
+    };
     // Lives on by the reference that the wrapper takes. As its own interface, so that the pointer only counts it.
-    const IMAPIAdviseSinkPtr sink(static_cast<IMAPIAdviseSink*>(new AdviseSinkImpl(handler)));
+    const IMAPIAdviseSinkPtr sink(static_cast<IMAPIAdviseSink*>(new AdviseSinkImpl(whileRegistered)));
     IMAPIAdviseSinkPtr wrapper;
     HRESULT result = HrThisThreadAdviseSink(sink, &wrapper);
+    if (SUCCEEDED(result) && !wrapper)
+        result = MAPI_E_CALL_FAILED;
     if (FAILED(result))
     {
         utilities::logHresult(function, result, L"Marshall advise sink");
         return {};
     }
-    ULONG_PTR number = 0;
-    result = store->Advise(0, nullptr, eventMask, wrapper, &number);
+    result = store->Advise(0, nullptr, eventMask, wrapper, &connection->number);
     if (FAILED(result))
     {
         utilities::logHresult(function, result, L"Advise store notification");
         return {};
     }
-    return std::make_unique<Connection>(Connection{wrapper, store, number});
+    connection->sink = wrapper;
+    connection->store = store;
+    return connection;
 }
 } // namespace mapi

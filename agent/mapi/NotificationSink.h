@@ -10,7 +10,9 @@
 namespace mapi
 {
 /// From IMsgStore::Advise to IMsgStore::Unadvise. The handler runs on the thread that called `advise`, while that
-/// thread dispatches its window messages. Used by that thread alone.
+/// thread dispatches its window messages, and inside any MAPI call that delivers, Unadvise among them. A batch that
+/// comes later, from a runtime that has kept the sink, is dropped without a word: the handler may capture what ends
+/// with the registration. Used by that thread alone.
 class NotificationSink : private utilities::noncopyable
 {
 public:

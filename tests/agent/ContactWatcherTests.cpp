@@ -261,7 +261,12 @@ protected:
                     return behind->OpenEntry(size, id, iid, flags, type, object);
                 });
         EXPECT_CALL(*m_store, Advise(_, _, _, _, _))
-            .WillOnce([behind](auto... arguments) { return behind->Advise(arguments...); });
+            .WillOnce(
+                [this, behind](ULONG size, ENTRYID* id, ULONG events, IMAPIAdviseSink* sink, ULONG_PTR* connection)
+                {
+                    m_sink = sink;
+                    return behind->Advise(size, id, events, sink, connection);
+                });
         EXPECT_CALL(*m_store, Unadvise(_))
             .WillOnce(
                 [this, behind](ULONG_PTR connection)
@@ -282,6 +287,7 @@ protected:
     const tests::Mocked<tests::MockMsgStore> m_store;
     EntryId m_opensToNothing;
     std::function<void()> m_whenUnadvised;
+    IMAPIAdviseSinkPtr m_sink; // kept, as a runtime may keep it
 };
 
 TEST_F(StoreInFrontTest, LogsANewContactThatOpensToNothing)
@@ -315,6 +321,23 @@ TEST_F(StoreInFrontTest, RegistersNoFolderOnceItIsNoLongerAdvised)
                                         "\"m_data->sink.isAdvised()\" failed (ContactWatcher::subscribe in "
                                         "ContactWatcher.cpp, line N)",
                                         "Unadvise hr = 0"));
+    EXPECT_THAT(m_batches, IsEmpty());
+}
+
+TEST_F(StoreInFrontTest, DropsABatchThatComesAfterItsEnd)
+{
+    m_watcher.reset();
+    (void)newLines();
+    EntryId contacts = {0, 0, 0, 0, 0xC1};
+    NOTIFICATION late{};
+    late.ulEventType = fnevObjectDeleted;
+    late.info.obj.ulObjType = MAPI_MESSAGE;
+    late.info.obj.cbParentID = mapi::entryIdSize(contacts);
+    late.info.obj.lpParentID = mapi::entryIdBytes(contacts);
+    sandbox().startJournal();
+    EXPECT_EQ(m_sink->OnNotify(1, &late), 0u);
+    EXPECT_THAT(sandbox().takeJournal(), IsEmpty());
+    EXPECT_THAT(newLines(), IsEmpty());
     EXPECT_THAT(m_batches, IsEmpty());
 }
 } // namespace

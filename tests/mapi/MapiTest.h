@@ -8,8 +8,10 @@
 #include <gmock/gmock.h>
 
 #include "agent/mapi/MapiMessageStore.h"
+#include "agent/mapi/MapiRuntime.h"
 #include "agent/mapi/MapiSession.h"
 #include "tests/support/Failures.h"
+#include "tests/support/ImportHook.h"
 #include "tests/support/LineNumbers.h"
 #include "tests/support/LogFile.h"
 #include "tests/support/sandbox/SandboxDll.h"
@@ -82,6 +84,26 @@ private:
     void startRuntime();
 
     std::optional<mapi::Session> m_session; // MAPI is initialised
+};
+
+/// For the life of this object the runtime has this function under this name: for answers that the sandbox never gives.
+class RuntimeFunction
+{
+public:
+    template <class Function>
+    RuntimeFunction(std::string name, Function* function)
+        : m_hook([name = std::move(name), found = reinterpret_cast<FARPROC>(reinterpret_cast<void (*)()>(function))](
+                     auto original, HMODULE module, LPCSTR wanted)
+                 { return name == wanted ? found : original(module, wanted); })
+    {
+        ++mapi::mapiGeneration;
+    }
+    ~RuntimeFunction() { ++mapi::mapiGeneration; }
+    RuntimeFunction(const RuntimeFunction&) = delete;
+    RuntimeFunction& operator=(const RuntimeFunction&) = delete;
+
+private:
+    support::ImportHook<"GetProcAddress", FARPROC, HMODULE, LPCSTR> m_hook;
 };
 
 /// What a log line says of a table that can't be read.

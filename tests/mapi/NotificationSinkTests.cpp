@@ -1,11 +1,14 @@
 #include "agent/mapi/NotificationSink.h"
 
+#include <cstddef>
 #include <functional>
 #include <memory>
+#include <new>
 #include <type_traits>
 #include <vector>
 
 #include "tests/mapi/MapiTest.h"
+#include "tests/support/HeapWatch.h"
 #include "tests/support/MapiMocks.h"
 
 namespace
@@ -30,6 +33,20 @@ public:
 
 protected:
     ~EndingStore() override { whenGone(); }
+};
+
+/// Takes a registration when there is no more memory.
+class LastMemoryStore : public MockMsgStore
+{
+public:
+    support::HeapWatch heap;
+
+    HRESULT STDMETHODCALLTYPE Advise(ULONG, ENTRYID*, ULONG, IMAPIAdviseSink*, ULONG_PTR* connection) override
+    {
+        heap.exhaust(static_cast<std::size_t>(-1));
+        *connection = 7;
+        return S_OK;
+    }
 };
 
 class NotificationSinkTest : public MapiTest
@@ -147,6 +164,38 @@ TEST_F(NotificationSinkTest, IsNotAdvisedWhenMapiRefusesAndCanBeAdvisedLater)
     EXPECT_TRUE(advise());
 }
 
+TEST_F(NotificationSinkTest, IsNotAdvisedWhenNoWrapperComes)
+{
+    EXPECT_CALL(*m_store, Advise(_, _, _, _, _)).Times(0);
+    const RuntimeFunction none(
+        "HrThisThreadAdviseSink",
+        +[](IMAPIAdviseSink*, IMAPIAdviseSink** wrapper) -> HRESULT
+        {
+            *wrapper = nullptr;
+            return S_OK;
+        });
+    EXPECT_FALSE(advise());
+    EXPECT_THAT(log(), ElementsAre(adviseInternal + "80004005(Marshall advise sink)"));
+}
+
+TEST_F(NotificationSinkTest, HasItsRecordBeforeItRegisters)
+{
+    const IMsgStorePtr store(new testing::NiceMock<LastMemoryStore>, false);
+    auto& mock = static_cast<LastMemoryStore&>(*store);
+    EXPECT_CALL(mock, Unadvise(7));
+    try
+    {
+        m_sink.advise(store, handler());
+    }
+    catch (const std::bad_alloc&)
+    {
+        // The registration would never end.
+    }
+    mock.heap.refill();
+    EXPECT_TRUE(m_sink.isAdvised());
+    m_sink.unadvise();
+}
+
 TEST_F(NotificationSinkTest, UnadvisesOnceByTheNumberInItsWholeWidth)
 {
     for (const ULONG_PTR number : {ULONG_PTR{0x123456789ABCDEF0}, ULONG_PTR{0x100000000}})
@@ -203,8 +252,89 @@ TEST_F(NotificationSinkTest, LeavesTheHandlerToMapiAsLongAsThatHoldsTheWrapper)
     const IMAPIAdviseSinkPtr heldByMapi(m_wrapper);
     m_sink.unadvise();
     EXPECT_EQ(handlers(), 1);
-    m_wrapper->OnNotify(3, nullptr);
-    EXPECT_THAT(m_batches, ElementsAre(3));
+}
+
+// ---- Batches while a registration ends, and later ------------------------------------------------------------------
+
+TEST_F(NotificationSinkTest, HandsOnABatchInsideItsOwnUnadviseAndDropsOneInsideAReleaseBehindIt)
+{
+    const auto store = new testing::NiceMock<EndingStore>;
+    IMAPIAdviseSinkPtr kept;
+    EXPECT_CALL(*store, Advise(_, _, _, _, _))
+        .WillOnce(
+            [&kept](ULONG, ENTRYID*, ULONG, IMAPIAdviseSink* sink, ULONG_PTR* number)
+            {
+                kept = sink;
+                *number = 7;
+                return S_OK;
+            });
+    EXPECT_CALL(*store, Unadvise(7)).WillOnce([&kept](ULONG_PTR) { return kept->OnNotify(1, nullptr), S_OK; });
+    store->whenGone = [&kept]
+    {
+        kept->OnNotify(2, nullptr);
+    };
+    m_sink.advise(IMsgStorePtr(store, false), handler());
+    m_sink.unadvise();
+    EXPECT_THAT(m_batches, ElementsAre(1));
+    EXPECT_THAT(log(), ElementsAre("Unadvise hr = 0"));
+}
+
+TEST_F(NotificationSinkTest, DropsABatchWithoutAWordInWhateverWayTheRegistrationHasEnded)
+{
+    std::vector<IMAPIAdviseSinkPtr> kept; // by a runtime that lets no sink go
+    const auto adviseWith = [&](NotificationSink& sink, ULONG_PTR connection, HRESULT result = S_OK)
+    {
+        ON_CALL(*m_store, Advise(_, _, _, _, _))
+            .WillByDefault(
+                [=, &kept](ULONG, ENTRYID*, ULONG, IMAPIAdviseSink* wrapper, ULONG_PTR* number)
+                {
+                    kept.emplace_back(wrapper);
+                    *number = connection;
+                    return result;
+                });
+        sink.advise(m_store.pointer(), handler());
+    };
+    adviseWith(m_sink, 0);
+    adviseWith(m_sink, 7); // replaces it
+    m_sink.unadvise();
+    adviseWith(m_sink, 0);
+    m_sink.unadvise(); // calls nothing
+    adviseWith(m_sink, 0);
+    adviseWith(m_sink, 0, MAPI_E_NO_SUPPORT); // loses the one before as well
+    {
+        NotificationSink sink;
+        adviseWith(sink, 8);
+    }
+    EXPECT_EQ(handlers(), 6);
+    const auto lines = log();
+    for (const IMAPIAdviseSinkPtr& sink : kept)
+        EXPECT_EQ(sink->OnNotify(1, nullptr), 0u);
+    EXPECT_THAT(m_batches, IsEmpty());
+    EXPECT_EQ(log(), lines);
+}
+
+TEST_F(NotificationSinkTest, KeepsTheHandlerThatEndsTheRegistrationUntilItReturns)
+{
+    const RuntimeFunction wrapsNothing(
+        "HrThisThreadAdviseSink",
+        +[](IMAPIAdviseSink* sink, IMAPIAdviseSink** wrapper) -> HRESULT
+        {
+            sink->AddRef();
+            *wrapper = sink;
+            return S_OK;
+        });
+    giveConnection(7);
+    long whileItRuns = 0;
+    const auto end = [&]
+    {
+        m_sink.unadvise();
+        whileItRuns = handlers();
+    };
+    m_sink.advise(m_store.pointer(), [&end, counted = m_counted](ULONG, const NOTIFICATION*) { end(); });
+    m_wrapper->OnNotify(1, nullptr);
+    EXPECT_EQ(whileItRuns, 1);
+    EXPECT_EQ(handlers(), 0);
+    EXPECT_FALSE(m_sink.isAdvised());
 }
 
 // ---- A registration without a number -------------------------------------------------------------------------------
