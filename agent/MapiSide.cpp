@@ -23,7 +23,7 @@ void closeSession(bool workerHasEnded)
     // A worker that still runs may be inside a MAPI call, which a logoff would wait for: settled behaviour 56.
     if (workerHasEnded || mapi::Session::shutdown() != S_OK)
         mapi::Session::logoff();
-    mapi::Session::s_session = nullptr;
+    mapi::Session::s_session.Detach()->Release(); // null before the last reference goes, with every smart pointer
     Logger::instance().write(L"MAPI session closed");
 }
 } // namespace

@@ -67,14 +67,14 @@ constexpr std::wstring_view exchangeAddressType = L"EX"; // exactly: settled beh
 /// The SMTP address of an entry of the address book, asked of the session; empty when it can't be had.
 [[nodiscard]] std::wstring readSmtpAddress(const EntryId& entryId)
 {
-    if (!mapi::Session::s_session)
+    const IMAPISessionPtr session = mapi::Session::s_session;
+    if (!session)
         return {};
 
     IMAPIPropPtr entry;
     ULONG objectType = 0;
-    const HRESULT opened =
-        mapi::Session::s_session->OpenEntry(mapi::entryIdSize(entryId), mapi::entryIdBytes(entryId), &IID_IMAPIProp,
-                                            MAPI_BEST_ACCESS, &objectType, mapi::unknownSlot(entry));
+    const HRESULT opened = session->OpenEntry(mapi::entryIdSize(entryId), mapi::entryIdBytes(entryId), &IID_IMAPIProp,
+                                              MAPI_BEST_ACCESS, &objectType, mapi::unknownSlot(entry));
     if (FAILED(opened) || !entry)
         return {};
 

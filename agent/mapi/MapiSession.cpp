@@ -89,22 +89,24 @@ void Session::open()
 void Session::logoff()
 {
     constexpr std::wstring_view function = L"mapi::Session::logoff";
-    if (!s_session)
+    const IMAPISessionPtr session = s_session;
+    if (!session)
         return;
     Logger::instance().write(L"Logoff...");
-    const HRESULT result = s_session->Logoff(0, 0, 0);
+    const HRESULT result = session->Logoff(0, 0, 0);
     if (result != S_OK)
         logHresult(function, result);
 }
 
 HRESULT Session::shutdown()
 {
-    if (!s_session)
+    const IMAPISessionPtr session = s_session;
+    if (!session)
         return S_OK;
     Logger::instance().write(L"Try to shutdown MAPI fast (if we can do this, failed MAPI calls may be reported.)");
 
     IMAPIClientShutdownPtr client;
-    HRESULT result = s_session->QueryInterface(IID_IMAPIClientShutdown, reinterpret_cast<void**>(&client));
+    HRESULT result = session->QueryInterface(IID_IMAPIClientShutdown, reinterpret_cast<void**>(&client));
     if (!stepDone(result, L"Fast shutdown is not supported"))
         return result;
     result = client->QueryFastShutdown();
@@ -121,22 +123,24 @@ HRESULT Session::shutdown()
 IMsgStorePtr Session::openStore(ULONG size, ENTRYID* bytes)
 {
     constexpr std::wstring_view function = L"mapi::Session::openStore";
-    checkCondition(s_session, sessionActive, function);
+    const IMAPISessionPtr session = s_session;
+    checkCondition(session, sessionActive, function);
 
     IMsgStorePtr store;
-    checkHresult(function, s_session->OpenMsgStore(0, size, bytes, &IID_IMsgStore, openStoreFlags, &store));
+    checkHresult(function, session->OpenMsgStore(0, size, bytes, &IID_IMsgStore, openStoreFlags, &store));
     return store;
 }
 
 void Session::enumerateStores(const StoreFunction& storeFunction)
 {
     constexpr std::wstring_view function = L"mapi::Session::enumerateStores";
-    checkCondition(s_session, sessionActive, function);
+    const IMAPISessionPtr session = s_session;
+    checkCondition(session, sessionActive, function);
     checkCondition(storeFunction != nullptr, utilities::Precondition{L"enumerator function is not specified"},
                    function);
 
     IMAPITablePtr table;
-    checkHresult(function, s_session->GetMsgStoresTable(0, &table));
+    checkHresult(function, session->GetMsgStoresTable(0, &table));
     const PropTagArray columns{PR_ENTRYID, PR_DISPLAY_NAME_W, PR_DEFAULT_STORE, PR_MDB_PROVIDER, PR_PROVIDER_DISPLAY_W};
     Rowset::enumerate(table, columns.get(),
                       [&storeFunction](const Rowset::TableRow& row) { storeFunction(storeInfo(row)); });
@@ -145,13 +149,14 @@ void Session::enumerateStores(const StoreFunction& storeFunction)
 bool Session::isSameObject(const EntryId& first, const EntryId& second)
 {
     constexpr std::wstring_view function = L"mapi::Session::isSameObject";
-    checkCondition(s_session, utilities::Condition{L"s_session"}, function);
+    const IMAPISessionPtr session = s_session;
+    checkCondition(session, utilities::Condition{L"s_session"}, function);
     if (first.empty() || second.empty())
         return false;
 
     ULONG same = 0;
-    const HRESULT result = s_session->CompareEntryIDs(entryIdSize(first), entryIdBytes(first), entryIdSize(second),
-                                                      entryIdBytes(second), 0, &same);
+    const HRESULT result = session->CompareEntryIDs(entryIdSize(first), entryIdBytes(first), entryIdSize(second),
+                                                    entryIdBytes(second), 0, &same);
     if (result != S_OK)
     {
         logHresult(function, result);

@@ -11,7 +11,8 @@ namespace mapi
 /// An instance initialises MAPI for the thread that holds it on its stack. The session itself is one for the process:
 /// opened and closed by the main thread, used by the worker without a lock. It is open before the worker starts, and is
 /// closed only after the worker was asked to stop and has had its grace period; MAPI calls of a worker that needs
-/// longer are expected to fail.
+/// longer are expected to fail. Each operation holds a reference of its own on the session that it finds, so that it
+/// does not lose it meanwhile; settled behaviour 72 says what that leaves open.
 class Session
 {
 public:
@@ -50,7 +51,7 @@ public:
     /// a line in the log, when the call fails. Throws without a session.
     [[nodiscard]] static bool isSameObject(const EntryId& first, const EntryId& second);
 
-    /// The session; null when there is none. Written by the main thread only.
+    /// The session; null when there is none. Written by the main thread only; whoever calls it takes a copy first.
     static IMAPISessionPtr s_session;
 };
 } // namespace mapi

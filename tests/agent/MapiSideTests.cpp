@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "tests/agent/AgentTest.h"
+#include "tests/support/MapiMocks.h"
 #include "tests/support/Platform.h"
 #include "utilities/StopRequested.h"
 
@@ -81,6 +82,33 @@ TEST_F(MapiSideTest, LeavesNoThreadOfTheWorkerBehind)
         side.shutdown();
     }
     EXPECT_EQ(WaitForSingleObject(worker.get(), 0), WAIT_OBJECT_0);
+}
+
+/// Looks for itself at its end.
+class LastLookSession : public tests::MockSession
+{
+public:
+    explicit LastLookSession(bool& isStillThere) : m_isStillThere(isStillThere) {}
+
+protected:
+    ~LastLookSession() override { m_isStillThere = mapi::Session::s_session.GetInterfacePtr() != nullptr; }
+
+private:
+    bool& m_isStillThere;
+};
+
+TEST_F(MapiSideTest, ForgetsTheSessionBeforeItsLastReferenceGoes)
+{
+    planResult(firstCall, "0x80004005");
+    std::promise<void> ended;
+    const auto hook = tests::whenLogged("MAPI thread finished", [&] { ended.set_value(); });
+    MapiSide side;
+    ended.get_future().wait();
+    bool isStillThere = true;
+    mapi::Session::s_session.Attach(new testing::NiceMock<LastLookSession>(isStillThere));
+    side.shutdown();
+    EXPECT_FALSE(isStillThere);
+    EXPECT_FALSE(mapi::Session::s_session);
 }
 
 TEST_F(MapiSideTest, WaitsForTheWorkerWithoutStoppingItWhenItIsUnwound)

@@ -148,6 +148,25 @@ TEST_F(OutlookContactTest, HasNoAddressOfAnExchangeUserWithoutASession)
     mapi::Session::s_session = session;
 }
 
+TEST_F(OutlookContactTest, HoldsTheSessionWhileItOpensAnExchangeUser)
+{
+    const IMAPIPropPtr message =
+        open(R"({"email": {"addressBook": "ada"}})", R"("ada": {"smtpAddress": "ada@example.com"})");
+    const tests::Mocked<tests::MockSession> mock;
+    EXPECT_CALL(*mock, OpenEntry(_, _, _, _, _, _))
+        .WillOnce(
+            [&mock](auto...)
+            {
+                mapi::Session::s_session = nullptr;
+                EXPECT_EQ(mock->references(), 2);
+                return MAPI_E_CALL_FAILED;
+            });
+    const auto session = mapi::Session::s_session;
+    mapi::Session::s_session = mock.pointer();
+    EXPECT_EQ(OutlookContact::resolveEmailAddress(message), L"");
+    mapi::Session::s_session = session;
+}
+
 // ---- What the sandbox never answers --------------------------------------------------------------------------------
 
 /// A message as a mock: no mailbox file gives texts without a pointer, or one tag to two names.
@@ -175,6 +194,21 @@ TEST_F(MalformedContactTest, HasEmptyFieldsForTextsWithoutAPointer)
     give({tests::Property::nullText(PR_DISPLAY_NAME_W), tests::Property::nullText(0x8101001F),
           tests::Property::nullText(0x8102001F)});
     EXPECT_EQ(loaded(m_message.pointer()), L";;;;;;;;;;;");
+}
+
+TEST_F(MalformedContactTest, IsNotLoadedWhenFewerTagsComeThanNames)
+{
+    EXPECT_CALL(*m_message, GetIDsFromNames(_, _, _, _))
+        .WillOnce(testing::Return(S_OK))
+        .WillOnce(
+            [](ULONG, MAPINAMEID**, ULONG, SPropTagArray** tags)
+            {
+                *tags = tests::makeTags({0x81010000, 0x81020000});
+                return S_OK;
+            });
+    for (int call = 0; call < 2; ++call)
+        EXPECT_EQ(thrown([this] { std::ignore = OutlookContact::resolveEmailAddress(m_message.pointer()); }),
+                  outOfScope);
 }
 
 TEST_F(MalformedContactTest, ReadsTheTypeFirstWhenTwoNamesHaveOneTag)

@@ -141,6 +141,38 @@ TEST_F(MockedSessionTest, RaisesAComErrorWhenNoTableComes)
     EXPECT_THROW(Session::enumerateStores([](const MsgStoreInfo&) {}), _com_error);
 }
 
+// The main thread may release the session while the worker is inside a call on it.
+TEST_F(MockedSessionTest, HoldsTheSessionWhileItIsCalled)
+{
+    const auto releaseSession = [this]
+    {
+        Session::s_session = nullptr;
+        EXPECT_EQ(m_session->references(), 2);
+        return MAPI_E_CALL_FAILED;
+    };
+    const std::function<void()> operations[] = {[] { std::ignore = Session::openStore(0, nullptr); },
+                                                [] { Session::enumerateStores([](const MsgStoreInfo&) {}); },
+                                                []
+                                                {
+                                                    std::ignore = Session::isSameObject({1}, {2});
+                                                }};
+    EXPECT_CALL(*m_session, OpenMsgStore(_, _, _, _, _, _)).WillOnce([&](auto...) { return releaseSession(); });
+    EXPECT_CALL(*m_session, GetMsgStoresTable(_, _)).WillOnce([&](auto...) { return releaseSession(); });
+    EXPECT_CALL(*m_session, CompareEntryIDs(_, _, _, _, _, _)).WillOnce([&](auto...) { return releaseSession(); });
+    for (const auto& operation : operations)
+    {
+        try
+        {
+            operation();
+        }
+        catch (const utilities::exception&)
+        {
+            // The call has failed.
+        }
+        Session::s_session = m_session.pointer();
+    }
+}
+
 TEST_F(MockedSessionTest, MatchesColumnsByTheirFullTagsWhereverTheyStand)
 {
     giveRows(m_table, {{

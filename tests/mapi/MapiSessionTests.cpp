@@ -10,6 +10,7 @@ namespace
 {
 using namespace tests;
 using mapi::Session;
+using testing::_;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Return;
@@ -114,6 +115,35 @@ TEST_F(SessionTest, LogsOffKeepsTheSessionAndLogsAnyResultButZero)
     Session::s_session = nullptr;
 }
 
+TEST_F(SessionTest, LogsOffASessionThatIsItsOwnMeanwhile)
+{
+    const Mocked<MockSession> session;
+    Session::s_session = session.pointer();
+    EXPECT_CALL(*session, Logoff(_, _, _))
+        .WillOnce(
+            [&session](auto...)
+            {
+                Session::s_session = nullptr;
+                EXPECT_EQ(session->references(), 2);
+                return S_OK;
+            });
+    Session::logoff();
+}
+
+// The other operations have no session then, and say so.
+TEST_F(SessionTest, HasNoSessionWhenTheLogonGivesNone)
+{
+    const RuntimeFunction none(
+        "MAPILogonEx",
+        +[](ULONG_PTR, void*, void*, ULONG, IMAPISession** session) -> HRESULT
+        {
+            *session = nullptr;
+            return S_OK;
+        });
+    Session::open();
+    EXPECT_TRUE(Session::s_session == nullptr);
+}
+
 // ---- Fast shutdown -------------------------------------------------------------------------------------------------
 
 class FastShutdownTest : public SessionTest
@@ -169,6 +199,20 @@ TEST_F(FastShutdownTest, EndsWithTheFirstStepThatGivesAnythingButZero)
     expectEnd(MAPI_E_INTERFACE_NOT_SUPPORTED, unsupported);
     m_session->answerInterface(IID_IMAPIClientShutdown, warning, m_shutdown.get());
     expectEnd(warning, unsupported);
+}
+
+TEST_F(FastShutdownTest, HoldsTheSessionMeanwhile)
+{
+    EXPECT_CALL(*m_shutdown, QueryFastShutdown())
+        .WillOnce(
+            [this]
+            {
+                Session::s_session = nullptr;
+                EXPECT_EQ(m_session->references(), 2);
+                Session::s_session = m_session.pointer();
+                return S_OK;
+            });
+    EXPECT_EQ(Session::shutdown(), S_OK);
 }
 
 TEST_F(FastShutdownTest, RaisesAComErrorWhenTheInterfaceIsNull)
