@@ -31,7 +31,7 @@ HRESULT openEntryIn(Container container, const EntryId& entryId, const IID& iid,
     return container->OpenEntry(entryIdSize(entryId), entryIdBytes(entryId), &iid, 0, &objectType, object);
 }
 
-/// Walks from the object towards the top of the store until it meets the root.
+/// Walks from the object towards the top of the store until it meets the root. Without a bound: settled behaviour 73.
 [[nodiscard]] bool isBelow(const IMsgStorePtr& store, const EntryId& rootId, IMAPIPropPtr current)
 {
     for (;;)

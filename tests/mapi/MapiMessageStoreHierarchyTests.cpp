@@ -101,6 +101,25 @@ TEST_F(TestHierarchyTest, EndsAtTheRootOfTheStoreWhichIsItsOwnParent)
     EXPECT_EQ(m_lines.back(), verdict("Beside", "is not a", "IPM_SUBTREE"));
 }
 
+// Settled behaviour 73.
+TEST_F(TestHierarchyTest, ClimbsUntilTheSessionIsGoneWhereNoComparisonFindsTheTop)
+{
+    open();
+    const IMAPIFolderPtr d = find(m_store, {L"D"});
+    plan("IMAPISession::CompareEntryIDs", MAPI_E_CALL_FAILED, 0, 4); // behind those of stores, and of the two folders
+    unsigned lines = 0;
+    const auto hook = support::hookImport<"WriteFile">(WriteFile,
+                                                       [&lines](auto original, auto... arguments)
+                                                       {
+                                                           if (++lines == 1000)
+                                                               Session::s_session = nullptr;
+                                                           return original(arguments...);
+                                                       });
+    EXPECT_EQ(thrown([&] { test(m_a, d); }),
+              L"condition \"s_session\" failed (mapi::Session::isSameObject in MapiSession.cpp, line N)");
+    EXPECT_GE(lines, 1000u);
+}
+
 TEST_F(TestHierarchyTest, IsFalseForFoldersOfAnotherStoreAndForNull)
 {
     open();
