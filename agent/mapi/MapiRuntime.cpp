@@ -2,7 +2,8 @@
 
 #include <algorithm>
 #include <array>
-#include <string>
+#include <cwchar>
+#include <string_view>
 
 namespace mapi
 {
@@ -96,12 +97,14 @@ LSTATUS readNarrow(HKEY key, const char* name, WideBuffer& value)
 
 [[nodiscard]] HMODULE loadSystemModule()
 {
-    WideBuffer directory{};
-    if (GetSystemDirectoryW(directory.data(), pathLimit) == 0)
+    constexpr std::wstring_view name = L"\\mapi32.dll";
+    WideBuffer path{};
+    if (GetSystemDirectoryW(path.data(), pathLimit) == 0)
         return nullptr;
-    std::wstring path = std::wstring(directory.data()) + L"\\mapi32.dll";
-    path.resize(std::min<std::size_t>(path.size(), pathLimit - 1));
-    return LoadLibraryW(path.c_str());
+    const std::size_t length = std::min<std::size_t>(std::wcslen(path.data()), pathLimit - 1);
+    const std::size_t copied = name.copy(path.data() + length, pathLimit - 1 - length);
+    path[length + copied] = L'\0';
+    return LoadLibraryW(path.data());
 }
 
 [[nodiscard]] HMODULE findRuntime()
@@ -162,7 +165,7 @@ constinit EntryPoint<HRESULT STDAPICALLTYPE(IMAPIAdviseSink*, IMAPIAdviseSink**)
     "HrThisThreadAdviseSink"};
 } // namespace
 
-HMODULE getMapiModule()
+HMODULE getMapiModule() noexcept
 {
     if (const HMODULE known = mapiModule)
         return known;
@@ -178,7 +181,7 @@ HMODULE getMapiModule()
     return mapiModule;
 }
 
-HMODULE loadDefaultMailClientModule(const wchar_t* clientName)
+HMODULE loadDefaultMailClientModule(const wchar_t* clientName) noexcept
 {
     // Neither key is ever closed: settled behaviour 43.
     HKEY mailKey = nullptr;

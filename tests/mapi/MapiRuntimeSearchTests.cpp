@@ -1,6 +1,7 @@
 // The search for the machine's MAPI runtime. The binding of its functions is in MapiRuntimeBindingTests.cpp; that real
 // modules are found by it is seen in each test that runs the agent.
 #include <cstring>
+#include <cwchar>
 #include <functional>
 #include <string>
 #include <vector>
@@ -9,6 +10,7 @@
 
 #include "agent/mapi/MapiRuntime.h"
 #include "tests/mapi/FakeMachine.h"
+#include "tests/support/HeapWatch.h"
 #include "tests/support/Platform.h"
 
 namespace
@@ -247,6 +249,38 @@ TEST_F(RuntimeSearchTest, CutsAPathInTheSystemDirectoryThatIsTooLong)
     m_machine.systemDirectory = std::wstring(255, L's');
     EXPECT_EQ(mapi::getMapiModule(), nullptr);
     EXPECT_EQ(m_machine.calls().back(), "load " + std::string(255, 's') + "\\map");
+}
+
+BOOL STDAPICALLTYPE findNoComponent(const char*, char*, char*, DWORD, BOOL)
+{
+    return FALSE;
+}
+
+// Without a FakeMachine, which takes memory to note the calls.
+TEST(RuntimeSearchMemoryTest, TakesNoMemory)
+{
+    support::RegistryOverride registry;
+    for (const auto& [name, text] : component)
+        registry.setText(name.empty() ? mailKey : clientKey, name, text);
+    registry.setText(clientKey, plain, L"%LINKWELL_TEST_PATH%\\p.dll", REG_EXPAND_SZ);
+    const auto load = hookImport<"LoadLibraryW">(
+        LoadLibraryW, [](auto, LPCWSTR name)
+        { return std::wcscmp(name, L"mapi32.dll") == 0 ? GetModuleHandleW(L"kernel32.dll") : nullptr; });
+    const auto find = hookImport<"GetProcAddress">(GetProcAddress, [](auto, HMODULE, LPCSTR)
+                                                   { return FakeMachine::exported(&findNoComponent); });
+    mapi::mapiModule = nullptr;
+
+    unsigned allocations = 0;
+    HMODULE module = nullptr;
+    {
+        const support::HeapWatch heap;
+        module = mapi::getMapiModule();
+        allocations = heap.count();
+    }
+    EXPECT_EQ(allocations, 0u);
+    EXPECT_EQ(load.count(), 4u); // the stub, both paths, the system directory
+    EXPECT_EQ(module, nullptr);
+    EXPECT_TRUE(noexcept(mapi::getMapiModule()) && noexcept(mapi::loadDefaultMailClientModule(nullptr)));
 }
 
 // ---- What is read of the registry ----------------------------------------------------------------------------------
