@@ -35,7 +35,7 @@ void* allocateElements(ULONG count, std::size_t elementSize, void* parent, std::
     const ULONG size = utilities::narrow_cast<ULONG>(std::uint64_t{count} * elementSize);
     void* block = nullptr;
     const SCODE result = parent != nullptr ? MAPIAllocateMore(size, parent, &block) : MAPIAllocateBuffer(size, &block);
-    if (result != S_OK)
+    if (result != S_OK || block == nullptr)
     {
         const std::wstring text =
             L"MAPI cannot allocate buffer for cb = " + std::to_wstring(count) + L"parent = " + pointerText(parent);

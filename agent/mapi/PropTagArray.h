@@ -14,7 +14,7 @@ class PropTagArray : public ValuePtr<_SPropTagArray>
 {
 public:
     PropTagArray() = default;
-    /// An array with these tags in this order. The list must not be empty.
+    /// An array with these tags in this order. Throws for an empty list.
     explicit PropTagArray(std::span<const ULONG> tags);
     PropTagArray(std::initializer_list<ULONG> tags);
 

@@ -40,7 +40,8 @@ PropValue PropValue::makeBoolean(ULONG tag, bool isTrue)
 void PropValue::read(IMAPIPropPtr object, ULONG tag)
 {
     constexpr std::wstring_view function = L"mapi::PropValue::read";
-    utilities::checkHresult(function, HrGetOneProp(object, tag, put()));
+    SPropValue** const value = put();
+    utilities::checkHresult(function, object ? HrGetOneProp(object, tag, value) : MAPI_E_INVALID_PARAMETER);
 }
 
 SPropValue* copyPropValue(const SPropValue* source, void* parent)

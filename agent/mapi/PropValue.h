@@ -20,7 +20,7 @@ public:
     [[nodiscard]] static PropValue makeBoolean(ULONG tag, bool isTrue);
 
     /// Frees what it holds and reads one property of the object by HrGetOneProp. Throws when the object does not have
-    /// it; warnings pass.
+    /// it, and for a null object; warnings pass.
     void read(IMAPIPropPtr object, ULONG tag);
 };
 

@@ -20,6 +20,8 @@ HRESULT readProperties(IMAPIPropPtr object, SPropTagArray* tags, const PropertyV
         return result;
 
     const mapi::ValuePtr<_SPropValue> values(array);
+    if (count != 0 && !values)
+        return MAPI_E_CALL_FAILED;
     if (visitor && count != 0)
     {
         for (const SPropValue& value : std::span(values.get(), count))

@@ -195,6 +195,9 @@ Restriction Restriction::exists(ULONG tag)
 
 Restriction Restriction::equals(PropValue value)
 {
+    constexpr std::wstring_view function = L"mapi::Restriction::equals";
+    if (!value)
+        utilities::checkHresult(function, MAPI_E_INVALID_PARAMETER);
     PropValue copy(copyPropValue(value.get(), nullptr));
     return Restriction(
         std::make_unique<Content>(Content{impl::Alternative{impl::ResProperty(RELOP_EQ, std::move(copy))}}));

@@ -25,7 +25,7 @@ public:
     [[nodiscard]] static Restriction exists(ULONG tag);
 
     /// The object's property equals the value (RELOP_EQ), which holds the tag as well. Keeps a copy of the value;
-    /// throws for a type that copyPropValue does not copy.
+    /// throws for null and for a type that copyPropValue does not copy.
     [[nodiscard]] static Restriction equals(PropValue value);
 
     /// At least one of them holds; those that hold no restriction are left out.

@@ -1,5 +1,7 @@
 #include "agent/mapi/Rowset.h"
 
+#include <algorithm>
+
 #include "agent/mapi/MapiRuntime.h"
 #include "utilities/Failure.h"
 #include "utilities/ScopeGuard.h"
@@ -7,6 +9,15 @@
 
 namespace mapi
 {
+namespace
+{
+/// Whether a row counts values and has none.
+[[nodiscard]] bool isBroken(const SRow& row)
+{
+    return row.cValues != 0 && row.lpProps == nullptr;
+}
+} // namespace
+
 const SPropValue& Rowset::TableRow::operator[](std::size_t index) const
 {
     if (index >= m_row->cValues)
@@ -39,6 +50,8 @@ void Rowset::enumerate(IMAPITablePtr& table, SPropTagArray* columns, const RowFu
         if (count == 0)
             return;
         utilities::checkHresult(function, table->QueryRows(static_cast<LONG>(count), TBL_NOADVANCE, &rows));
+        if (rows != nullptr && std::any_of(rows->aRow, rows->aRow + rows->cRows, isBroken))
+            utilities::checkHresult(function, MAPI_E_CALL_FAILED);
     }
     catch (const utilities::exception& caught)
     {

@@ -33,9 +33,9 @@ public:
     using RowFunction = std::function<void(const TableRow&)>;
 
     /// Sets the columns, reads all rows in one batch (settled behaviour 40) and calls the function for each, in order.
-    /// A table that can't be read is logged and looks like an empty one. What the row function throws passes, and so
-    /// does the cancellation that is thrown before a row when `stopRequested` is set. The rows are freed on every way
-    /// out.
+    /// A table that can't be read, or gives a row that counts values and has none, is logged and looks like an empty
+    /// one. What the row function throws passes, and so does the cancellation that is thrown before a row when
+    /// `stopRequested` is set. The rows are freed on every way out.
     static void enumerate(IMAPITablePtr& table, SPropTagArray* columns, const RowFunction& rowFunction);
 };
 

@@ -115,6 +115,18 @@ TEST_F(MapiMemoryChildTest, DISABLED_NoEntryPoint)
     (void)mapi::allocate<SPropValue>(1, nullptr);
 }
 
+TEST_F(MapiMemoryChildTest, DISABLED_NullBlock)
+{
+    const tests::RuntimeFunction giving(
+        "MAPIAllocateBuffer",
+        +[](ULONG, void** block) -> SCODE
+        {
+            *block = nullptr;
+            return S_OK;
+        });
+    (void)mapi::allocate<BYTE>(9, nullptr);
+}
+
 /// What the child has logged, without line numbers.
 std::vector<std::string> logOfChild(const std::wstring& test)
 {
@@ -134,11 +146,12 @@ std::string report(const std::string& result, int count)
            "(MAPI cannot allocate buffer for cb = " + std::to_string(count) + "parent = 0000000000000000)";
 }
 
-TEST(MapiMemoryEndTest, AllocateLogsAndTerminatesWhenMapiGivesAnythingButSuccess)
+TEST(MapiMemoryEndTest, AllocateLogsAndTerminatesWhenMapiGivesAnythingButSuccessAndABlock)
 {
     EXPECT_THAT(logOfChild(L"FirstBlock"), ElementsAre(report("8007000e", 5)));
     EXPECT_THAT(logOfChild(L"Warning"), ElementsAre(report("40380", 3)));
     EXPECT_THAT(logOfChild(L"NoEntryPoint"), ElementsAre(report("80004005", 1)));
+    EXPECT_THAT(logOfChild(L"NullBlock"), ElementsAre(report("0", 9)));
 }
 
 TEST(MapiMemoryEndTest, AllocateLogsTheParentWhenAChainedBlockFails)

@@ -26,6 +26,13 @@ TEST_F(PropTagArrayTest, HoldsTheTagsInTheirOrder)
     EXPECT_EQ(tags->aulPropTag[1], PR_SURNAME_W);
 }
 
+TEST_F(PropTagArrayTest, ThrowsForAnEmptyList)
+{
+    const std::wstring refused = L"mapi::PropTagArray::PropTagArray, line N: hr = 0x80070057(MAPI call failed)";
+    EXPECT_EQ(thrown([] { const PropTagArray tags{std::span<const ULONG>()}; }), refused);
+    EXPECT_EQ(thrown([] { const PropTagArray tags(std::initializer_list<ULONG>{}); }), refused);
+}
+
 TEST_F(PropTagArrayTest, AtThrowsWhenThereIsNoSuchTag)
 {
     const auto refused = [](const PropTagArray& tags, std::size_t index)

@@ -183,6 +183,16 @@ TEST_F(PropValueTest, ReadFreesTheOldValueFirst)
     EXPECT_THAT(log(), IsEmpty());
 }
 
+TEST_F(PropValueTest, ReadThrowsWithoutACallWhenThereIsNoObject)
+{
+    PropValue value(static_cast<SPropValue*>(makeBlock(sizeof(SPropValue))));
+    startJournal();
+    EXPECT_EQ(thrown([&] { value.read({}, PR_ENTRYID); }),
+              L"mapi::PropValue::read, line N: hr = 0x80070057(MAPI call failed)");
+    EXPECT_EQ(value.get(), nullptr);
+    EXPECT_THAT(takeCalls(), IsEmpty());
+}
+
 TEST_F(PropValueTest, MakesTextsAndBooleans)
 {
     startJournal();

@@ -80,6 +80,16 @@ TEST_F(PropertyReadingTest, VisitsNothingWithoutAVisitorOrWhenTheCountIsZero)
     EXPECT_THAT(m_visited, IsEmpty());
 }
 
+TEST_F(PropertyReadingTest, FailsWhenACountComesWithoutValues)
+{
+    for (const HRESULT result : {S_OK, MAPI_W_ERRORS_RETURNED})
+    {
+        giveValues(result, nullptr, 2);
+        EXPECT_EQ(read(), MAPI_E_CALL_FAILED);
+    }
+    EXPECT_THAT(m_visited, IsEmpty());
+}
+
 TEST_F(PropertyReadingTest, FreesTheValuesWhenTheVisitorThrows)
 {
     giveValues(S_OK, twoTexts(), 2);

@@ -177,6 +177,12 @@ TEST_F(RestrictionTest, MovesTakeTheContentAway)
     expectExists(*Restriction::build(target).get(), PR_ENTRYID);
 }
 
+TEST_F(RestrictionTest, EqualsThrowsForNoValue)
+{
+    EXPECT_EQ(thrown([] { std::ignore = Restriction::build(Restriction::equals(PropValue())); }),
+              L"mapi::Restriction::equals, line N: hr = 0x80070057(MAPI call failed)");
+}
+
 TEST_F(RestrictionTest, EqualsThrowsForATypeThatCannotBeCopied)
 {
     PropValue given(makeValues({Property::error(PR_ENTRYID)}));

@@ -106,6 +106,22 @@ TEST_F(RowsetTest, LogsAndDeliversNothingWhenTheTableCannotBeRead)
                                    unreadTable("80040102", "mapi::tableRowCount"), unreadTable("80040117")));
 }
 
+TEST_F(RowsetTest, LogsAndDeliversNothingWhenARowCountsValuesAndHasNone)
+{
+    EXPECT_CALL(*m_table, GetRowCount(_, _)).WillOnce(DoAll(SetArgPointee<1>(2), Return(S_OK)));
+    EXPECT_CALL(*m_table, QueryRows(_, _, _))
+        .WillOnce(
+            [](LONG, ULONG, SRowSet** rows)
+            {
+                *rows = makeRows({{Property::number(numberTag, 1)}, {}});
+                (*rows)->aRow[1].cValues = 1;
+                return S_OK;
+            });
+    enumerate(collector());
+    EXPECT_THAT(m_numbers, IsEmpty());
+    EXPECT_THAT(log(), ElementsAre(unreadTable("80004005")));
+}
+
 // The count is a request: what comes counts.
 TEST_F(RowsetTest, DeliversTheRowsThatCameWhateverTheCountWas)
 {
