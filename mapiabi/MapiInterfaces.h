@@ -1,7 +1,7 @@
-// MapiInterfaces.h: the published MAPI interfaces, x64, every slot in its published order.
+// MapiInterfaces.h: the published MAPI interfaces, every slot in its published order.
 //
 // Slots that the agent never calls are declared as well, since their places count. Window handles, connection numbers
-// and bookmarks are 64 bits wide. Text arguments are void*: char* or WCHAR*, as MAPI_UNICODE in the flags says.
+// and bookmarks are as wide as pointers. Text arguments are void*: char* or WCHAR*, as MAPI_UNICODE in the flags says.
 // No virtual destructor and no overload may ever be added here: either would move slots.
 #pragma once
 

@@ -1,8 +1,9 @@
-// MapiTypes.h: the published MAPI structures and constants that the agent uses, for x64.
+// MapiTypes.h: the published MAPI structures and constants that the agent uses.
 //
 // The MAPI headers that come with mingw-w64 date from the 32-bit era: bookmarks, connection numbers and window handles
 // have 32 bits there and 64 in the published x64 interface. So the agent brings its own declarations. Names are the
-// published ones; sizes and offsets are asserted at the end.
+// published ones; sizes and offsets are asserted at the end, for 32 bits too, where they are all that is there so far: the
+// agent itself is an x64 program.
 #pragma once
 
 #include <windows.h>
@@ -465,47 +466,70 @@ constexpr HRESULT MAPI_E_NOT_INITIALIZED = mapiResult(0x80040605);
 
 // ---- Layout --------------------------------------------------------------------------------------------------------
 
-static_assert(sizeof(void*) == 8, "The agent is an x64 program.");
+namespace mapiabi
+{
+/// A published size or offset in bytes: where pointers have 32 bits, and where they have 64.
+constexpr std::size_t published(std::size_t of32Bits, std::size_t of64Bits) noexcept
+{
+    if constexpr (sizeof(void*) == 4)
+        return of32Bits;
+    else
+        return of64Bits;
+}
+
 static_assert(sizeof(ENTRYID) == 5 && alignof(ENTRYID) == 1);
 static_assert(sizeof(MAPIUID) == 16);
-static_assert(sizeof(MAPINAMEID) == 24 && offsetof(MAPINAMEID, ulKind) == 8 && offsetof(MAPINAMEID, Kind) == 16);
-static_assert(sizeof(SBinary) == 16 && offsetof(SBinary, lpb) == 8);
-static_assert(sizeof(SBinaryArray) == 16 && offsetof(SBinaryArray, lpbin) == 8);
+static_assert(sizeof(MAPINAMEID) == published(12, 24) && offsetof(MAPINAMEID, ulKind) == published(4, 8) &&
+              offsetof(MAPINAMEID, Kind) == published(8, 16));
+static_assert(sizeof(SBinary) == published(8, 16) && offsetof(SBinary, lpb) == published(4, 8));
+static_assert(sizeof(SBinaryArray) == published(8, 16) && offsetof(SBinaryArray, lpbin) == published(4, 8));
 static_assert(sizeof(SPropTagArray) == 8 && offsetof(SPropTagArray, aulPropTag) == 4);
-static_assert(sizeof(SPropValue) == 24 && offsetof(SPropValue, dwAlignPad) == 4 && offsetof(SPropValue, Value) == 8);
+static_assert(sizeof(SPropValue) == published(16, 24) && offsetof(SPropValue, dwAlignPad) == 4 &&
+              offsetof(SPropValue, Value) == 8);
 static_assert(sizeof(SPropProblem) == 12 && sizeof(SPropProblemArray) == 16 &&
               offsetof(SPropProblemArray, aProblem) == 4);
-static_assert(sizeof(SRow) == 16 && offsetof(SRow, cValues) == 4 && offsetof(SRow, lpProps) == 8);
-static_assert(sizeof(SRowSet) == 24 && offsetof(SRowSet, aRow) == 8);
-static_assert(sizeof(BOOKMARK) == 8);
+static_assert(sizeof(SRow) == published(12, 16) && offsetof(SRow, cValues) == 4 && offsetof(SRow, lpProps) == 8);
+static_assert(sizeof(SRowSet) == published(16, 24) && offsetof(SRowSet, aRow) == published(4, 8));
+static_assert(sizeof(BOOKMARK) == published(4, 8));
 static_assert(sizeof(SSortOrder) == 8 && sizeof(SSortOrderSet) == 20 && offsetof(SSortOrderSet, aSort) == 12);
-static_assert(sizeof(SRestriction) == 32 && offsetof(SRestriction, res) == 8);
-static_assert(sizeof(_SAndRestriction) == 16 && offsetof(_SAndRestriction, lpRes) == 8);
-static_assert(sizeof(_SOrRestriction) == 16 && offsetof(_SOrRestriction, lpRes) == 8);
-static_assert(sizeof(_SNotRestriction) == 16 && offsetof(_SNotRestriction, lpRes) == 8);
-static_assert(sizeof(_SContentRestriction) == 16 && offsetof(_SContentRestriction, ulPropTag) == 4 &&
+static_assert(sizeof(SRestriction) == published(16, 32) && offsetof(SRestriction, res) == published(4, 8));
+static_assert(sizeof(_SAndRestriction) == published(8, 16) && offsetof(_SAndRestriction, lpRes) == published(4, 8));
+static_assert(sizeof(_SOrRestriction) == published(8, 16) && offsetof(_SOrRestriction, lpRes) == published(4, 8));
+static_assert(sizeof(_SNotRestriction) == published(8, 16) && offsetof(_SNotRestriction, lpRes) == published(4, 8));
+static_assert(sizeof(_SContentRestriction) == published(12, 16) && offsetof(_SContentRestriction, ulPropTag) == 4 &&
               offsetof(_SContentRestriction, lpProp) == 8);
-static_assert(sizeof(_SPropertyRestriction) == 16 && offsetof(_SPropertyRestriction, ulPropTag) == 4 &&
+static_assert(sizeof(_SPropertyRestriction) == published(12, 16) && offsetof(_SPropertyRestriction, ulPropTag) == 4 &&
               offsetof(_SPropertyRestriction, lpProp) == 8);
 static_assert(sizeof(_SBitMaskRestriction) == 12 && sizeof(_SExistRestriction) == 12 &&
               offsetof(_SExistRestriction, ulPropTag) == 4);
-static_assert(sizeof(_SSubRestriction) == 16 && sizeof(_SCommentRestriction) == 24 &&
-              offsetof(_SCommentRestriction, lpRes) == 8 && offsetof(_SCommentRestriction, lpProp) == 16);
-static_assert(sizeof(MAPIERROR) == 32 && offsetof(MAPIERROR, lpszError) == 8 &&
-              offsetof(MAPIERROR, lpszComponent) == 16 && offsetof(MAPIERROR, ulLowLevelError) == 24);
-static_assert(sizeof(ERROR_NOTIFICATION) == 32 && offsetof(ERROR_NOTIFICATION, scode) == 16 &&
-              offsetof(ERROR_NOTIFICATION, lpMAPIError) == 24);
-static_assert(sizeof(NEWMAIL_NOTIFICATION) == 56 && offsetof(NEWMAIL_NOTIFICATION, lpParentID) == 24 &&
-              offsetof(NEWMAIL_NOTIFICATION, lpszMessageClass) == 40 &&
-              offsetof(NEWMAIL_NOTIFICATION, ulMessageFlags) == 48);
-static_assert(sizeof(OBJECT_NOTIFICATION) == 72 && offsetof(OBJECT_NOTIFICATION, lpEntryID) == 8 &&
-              offsetof(OBJECT_NOTIFICATION, ulObjType) == 16 && offsetof(OBJECT_NOTIFICATION, cbParentID) == 20 &&
-              offsetof(OBJECT_NOTIFICATION, lpParentID) == 24 && offsetof(OBJECT_NOTIFICATION, cbOldID) == 32 &&
-              offsetof(OBJECT_NOTIFICATION, lpOldID) == 40 && offsetof(OBJECT_NOTIFICATION, cbOldParentID) == 48 &&
-              offsetof(OBJECT_NOTIFICATION, lpOldParentID) == 56 &&
-              offsetof(OBJECT_NOTIFICATION, lpPropTagArray) == 64);
-static_assert(sizeof(TABLE_NOTIFICATION) == 80 && offsetof(TABLE_NOTIFICATION, propIndex) == 8 &&
-              offsetof(TABLE_NOTIFICATION, propPrior) == 32 && offsetof(TABLE_NOTIFICATION, row) == 56 &&
-              offsetof(TABLE_NOTIFICATION, ulPad) == 72);
-static_assert(sizeof(EXTENDED_NOTIFICATION) == 16 && sizeof(STATUS_OBJECT_NOTIFICATION) == 32);
-static_assert(sizeof(NOTIFICATION) == 88 && offsetof(NOTIFICATION, info) == 8);
+static_assert(sizeof(_SSubRestriction) == published(8, 16) && sizeof(_SCommentRestriction) == published(12, 24) &&
+              offsetof(_SCommentRestriction, lpRes) == published(4, 8) &&
+              offsetof(_SCommentRestriction, lpProp) == published(8, 16));
+static_assert(sizeof(MAPIERROR) == published(20, 32) && offsetof(MAPIERROR, lpszError) == published(4, 8) &&
+              offsetof(MAPIERROR, lpszComponent) == published(8, 16) &&
+              offsetof(MAPIERROR, ulLowLevelError) == published(12, 24));
+static_assert(sizeof(ERROR_NOTIFICATION) == published(20, 32) &&
+              offsetof(ERROR_NOTIFICATION, scode) == published(8, 16) &&
+              offsetof(ERROR_NOTIFICATION, lpMAPIError) == published(16, 24));
+static_assert(sizeof(NEWMAIL_NOTIFICATION) == published(28, 56) &&
+              offsetof(NEWMAIL_NOTIFICATION, lpParentID) == published(12, 24) &&
+              offsetof(NEWMAIL_NOTIFICATION, lpszMessageClass) == published(20, 40) &&
+              offsetof(NEWMAIL_NOTIFICATION, ulMessageFlags) == published(24, 48));
+static_assert(sizeof(OBJECT_NOTIFICATION) == published(40, 72) &&
+              offsetof(OBJECT_NOTIFICATION, lpEntryID) == published(4, 8) &&
+              offsetof(OBJECT_NOTIFICATION, ulObjType) == published(8, 16) &&
+              offsetof(OBJECT_NOTIFICATION, cbParentID) == published(12, 20) &&
+              offsetof(OBJECT_NOTIFICATION, lpParentID) == published(16, 24) &&
+              offsetof(OBJECT_NOTIFICATION, cbOldID) == published(20, 32) &&
+              offsetof(OBJECT_NOTIFICATION, lpOldID) == published(24, 40) &&
+              offsetof(OBJECT_NOTIFICATION, cbOldParentID) == published(28, 48) &&
+              offsetof(OBJECT_NOTIFICATION, lpOldParentID) == published(32, 56) &&
+              offsetof(OBJECT_NOTIFICATION, lpPropTagArray) == published(36, 64));
+static_assert(sizeof(TABLE_NOTIFICATION) == published(56, 80) && offsetof(TABLE_NOTIFICATION, propIndex) == 8 &&
+              offsetof(TABLE_NOTIFICATION, propPrior) == published(24, 32) &&
+              offsetof(TABLE_NOTIFICATION, row) == published(40, 56) &&
+              offsetof(TABLE_NOTIFICATION, ulPad) == published(52, 72));
+static_assert(sizeof(EXTENDED_NOTIFICATION) == published(12, 16) &&
+              sizeof(STATUS_OBJECT_NOTIFICATION) == published(16, 32));
+static_assert(sizeof(NOTIFICATION) == published(64, 88) && offsetof(NOTIFICATION, info) == 8);
+} // namespace mapiabi

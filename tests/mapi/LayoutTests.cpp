@@ -1,11 +1,17 @@
 // The layout of our structures beside the toolchain's. Both have the published names, so ours live in a namespace here.
+// Where pointers have 32 bits all of it is asserted and nothing is run.
 #include <windows.h>
 #include <wtypes.h>
 
 #include <cstddef>
 #include <utility>
 
+#ifdef _WIN64
 #include <gtest/gtest.h>
+#else
+#define TEST(suite, name) void suite##name()
+#define EXPECT_EQ(first, second) static_assert((first) == (second))
+#endif
 
 namespace ours
 {
@@ -25,16 +31,18 @@ struct Place
     bool operator==(const Place&) const = default;
 };
 
+#ifdef _WIN64
 void PrintTo(const Place& place, std::ostream* stream)
 {
     *stream << place.size << " bytes at " << place.offset;
 }
+#endif
 
 #define PLACE(type, member) (Place{offsetof(type, member), sizeof(std::declval<type&>().member)})
 #define EXPECT_SAME_SIZE(type)                                                                                         \
-    EXPECT_EQ(sizeof(ours::type), sizeof(::type)) << #type;                                                            \
-    EXPECT_EQ(alignof(ours::type), alignof(::type)) << #type
-#define EXPECT_SAME(type, member) EXPECT_EQ(PLACE(ours::type, member), PLACE(::type, member)) << #type "." #member
+    EXPECT_EQ(sizeof(ours::type), sizeof(::type));                                                                     \
+    EXPECT_EQ(alignof(ours::type), alignof(::type))
+#define EXPECT_SAME(type, member) EXPECT_EQ(PLACE(ours::type, member), PLACE(::type, member))
 
 TEST(LayoutTest, IdentifiersEqualTheToolchains)
 {
@@ -215,7 +223,7 @@ TEST(LayoutTest, NotificationsEqualTheToolchains)
 // Where we differ on purpose: a bookmark has 64 bits in the published x64 interface.
 TEST(LayoutTest, BookmarksAreWiderThanTheToolchains)
 {
-    EXPECT_EQ(sizeof(ours::BOOKMARK), 8u);
+    EXPECT_EQ(sizeof(ours::BOOKMARK), sizeof(void*));
     EXPECT_EQ(sizeof(::BOOKMARK), 4u);
 }
 } // namespace
