@@ -35,13 +35,17 @@ function(linkwell_precompile target)
     endif()
 endfunction()
 
-# linkwell_program(<target>): how a program or DLL is linked: nothing beside Windows' own modules at run time, and the
-# same bytes from the same sources.
+# linkwell_program(<target>): how a program or DLL is linked: nothing beside Windows' own modules at run time, the same
+# bytes from the same sources, and the same protection and stack whatever the linker's own choice would be.
 function(linkwell_program target)
     set_target_properties(${target} PROPERTIES
         RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin"
         LIBRARY_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin")
-    if(NOT MSVC)
-        target_link_options(${target} PRIVATE -static -Wl,--gc-sections,--no-insert-timestamp $<$<CONFIG:Release>:-s>)
+    if(MSVC)
+        target_link_options(${target} PRIVATE /DYNAMICBASE /HIGHENTROPYVA /NXCOMPAT /TSAWARE /STACK:0x200000)
+    else()
+        target_link_options(${target} PRIVATE -static -Wl,--gc-sections,--no-insert-timestamp $<$<CONFIG:Release>:-s>
+            -Wl,--dynamicbase,--high-entropy-va,--nxcompat,--tsaware,--stack,0x200000
+            -Wl,--major-subsystem-version,5,--minor-subsystem-version,2)
     endif()
 endfunction()

@@ -1,5 +1,5 @@
 # linkwell_link_quickly(<target>): links a test program by lld, which takes a twentieth of GNU ld's time, where lld is
-# installed. Not for what is handed out: lld gives a program other sizes of its stack and another subsystem version.
+# installed. Not for what is handed out, whose bytes are to be the same whether it is or not.
 #
 # This GCC does not know the name of lld, but it runs whatever "collect2" lies in a folder given by -B.
 find_program(LINKWELL_LLD NAMES ld.lld-19 ld.lld NO_CMAKE_FIND_ROOT_PATH DOC "LLVM's linker, for test programs")

@@ -37,8 +37,14 @@ std::filesystem::path programFolder()
     return std::filesystem::path(path).parent_path();
 }
 
+std::filesystem::path agentProgram()
+{
+    const std::wstring named = support::environmentValue(L"LINKWELL_AGENT");
+    return named.empty() ? programFolder() / L"LinkwellAgent.exe" : std::filesystem::path(named);
+}
+
 AgentProcess::AgentProcess(const std::wstring& arguments, const std::filesystem::path& standardError)
-    : m_commandLine(L'"' + (programFolder() / L"LinkwellAgent.exe").wstring() + L'"'), m_job(makeJob())
+    : m_commandLine(L'"' + agentProgram().wstring() + L'"'), m_job(makeJob())
 {
     if (!arguments.empty())
         m_commandLine += L' ' + arguments;

@@ -14,6 +14,9 @@ namespace endtoend
 /// The folder of this test program, in which the build puts the agent and the sandbox too.
 [[nodiscard]] std::filesystem::path programFolder();
 
+/// The program that is tested: what LINKWELL_AGENT in the environment names, or LinkwellAgent.exe in that folder.
+[[nodiscard]] std::filesystem::path agentProgram();
+
 /// Starts the agent in the constructor, with this process's environment. The destructor ends a process that still runs, so none outlives its test; nor
 /// does one outlive a test program that is itself ended.
 class AgentProcess

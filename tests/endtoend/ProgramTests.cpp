@@ -15,10 +15,9 @@
 namespace
 {
 using endtoend::structureAt;
-using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::Not;
+using testing::UnorderedElementsAre;
 
 constexpr unsigned icon = 3;
 constexpr unsigned accelerators = 9;
@@ -76,7 +75,7 @@ static_assert(sizeof(GroupEntry) == 14);
 class AgentProgramTest : public testing::Test
 {
 protected:
-    const endtoend::ProgramFile m_program{endtoend::programFolder() / L"LinkwellAgent.exe"};
+    const endtoend::ProgramFile m_program{endtoend::agentProgram()};
 };
 
 TEST_F(AgentProgramTest, IsA64BitProgramWithoutConsole)
@@ -85,14 +84,29 @@ TEST_F(AgentProgramTest, IsA64BitProgramWithoutConsole)
     EXPECT_EQ(m_program.headers().OptionalHeader.Subsystem, IMAGE_SUBSYSTEM_WINDOWS_GUI);
 }
 
-TEST_F(AgentProgramTest, ImportsNothingButModulesOfWindows)
+TEST_F(AgentProgramTest, IsLinkedWithWhatProtectsItAndForTerminalServers)
 {
-    const std::set<std::string> windows = {"advapi32.dll", "kernel32.dll", "msvcrt.dll",   "ole32.dll",
-                                           "oleaut32.dll", "shell32.dll",  "ucrtbase.dll", "user32.dll"};
-    const auto imported = m_program.importedModules();
-    ASSERT_THAT(imported, Not(ElementsAre()));
-    for (const std::string& module : imported)
-        EXPECT_THAT(windows, Contains(lowerCase(module)));
+    EXPECT_EQ(m_program.headers().OptionalHeader.DllCharacteristics,
+              IMAGE_DLLCHARACTERISTICS_HIGH_ENTROPY_VA | IMAGE_DLLCHARACTERISTICS_DYNAMIC_BASE |
+                  IMAGE_DLLCHARACTERISTICS_NX_COMPAT | IMAGE_DLLCHARACTERISTICS_TERMINAL_SERVER_AWARE);
+    EXPECT_FALSE(m_program.headers().FileHeader.Characteristics & IMAGE_FILE_RELOCS_STRIPPED);
+}
+
+TEST_F(AgentProgramTest, HasItsStackAndItsSubsystemVersion)
+{
+    const IMAGE_OPTIONAL_HEADER64& header = m_program.headers().OptionalHeader;
+    EXPECT_EQ(header.SizeOfStackReserve, 2U * 1024 * 1024);
+    EXPECT_EQ(header.MajorSubsystemVersion, 5);
+    EXPECT_EQ(header.MinorSubsystemVersion, 2);
+}
+
+#ifndef _MSC_VER // which has its runtime in the program, paths of sources too, and in place of the time a hash
+TEST_F(AgentProgramTest, ImportsNothingButTheseModulesOfWindows)
+{
+    std::vector<std::string> imported = m_program.importedModules();
+    std::ranges::transform(imported, imported.begin(), lowerCase);
+    EXPECT_THAT(imported,
+                UnorderedElementsAre("advapi32.dll", "kernel32.dll", "msvcrt.dll", "shell32.dll", "user32.dll"));
     const auto& directories = m_program.headers().OptionalHeader.DataDirectory;
     EXPECT_EQ(directories[IMAGE_DIRECTORY_ENTRY_DELAY_IMPORT].VirtualAddress, 0U);
 }
@@ -110,7 +124,6 @@ TEST_F(AgentProgramTest, HasNoPathOfTheBuildMachine)
     }
 }
 
-#ifndef _MSC_VER // whose linker puts a hash of the contents in this place
 TEST_F(AgentProgramTest, HasNoTimeOfItsBuild)
 {
     EXPECT_EQ(m_program.headers().FileHeader.TimeDateStamp, 0U);
