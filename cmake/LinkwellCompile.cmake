@@ -21,13 +21,14 @@ function(linkwell_compile target)
     endif()
 endfunction()
 
-# linkwell_precompile(<target>): for utilities and what is built on them: headers that nearly all their sources include are
-# read once. scripts/lint reads them for each source, and so sees an include that is missing.
-function(linkwell_precompile target)
+# linkwell_compile_agent(<target>): as the others, for utilities and what is built on them: headers that nearly all their
+# sources include are read once. scripts/lint reads them for each source, and so sees an include that is missing. And it
+# holds that nothing of the agent runs before WinMain or after it but what is named beside the call.
+function(linkwell_compile_agent target)
+    linkwell_compile(${target})
     if(LINKWELL_LINT)
-        return()
-    endif()
-    if(target STREQUAL "linkwell_utilities")
+        target_compile_options(${target} PRIVATE -Wglobal-constructors -Wexit-time-destructors)
+    elseif(target STREQUAL "linkwell_utilities")
         target_precompile_headers(${target} PRIVATE
             <windows.h> <comdef.h> <functional> <map> <memory> <optional> <string> <string_view> <vector>)
     else()
