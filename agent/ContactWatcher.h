@@ -14,8 +14,11 @@
 #include "agent/mapi/MapiUtilities.h"
 #include "utilities/noncopyable.h"
 
+struct ObjectNotification; // ContactWatcherData.h
+
 /// Walks a store's visible folders and collects their contacts; once subscribed, turns the store's notifications into
-/// `Changes`. Used by the worker alone: notifications arrive inside its message pump, one batch at a time.
+/// `Changes`. Used by the worker alone: notifications arrive inside its message pump, and a batch perhaps inside the
+/// calls of MAPI that the handling of another one makes (settled behaviour 70).
 class ContactWatcher : private utilities::noncopyable
 {
 public:
@@ -52,19 +55,19 @@ private:
     /// Handles one batch, and hands what it has changed to the callback. What it throws loses the batch (settled
     /// behaviour 33).
     void onNotification(ULONG count, const NOTIFICATION* notifications);
-    void onObject(ULONG eventType, const OBJECT_NOTIFICATION& notification, Changes& changes);
+    void onObject(const ObjectNotification& notification, Changes& changes);
 
     /// Whether objects of this type count when they lie in this folder: messages in known folders alone, folders
     /// anywhere below the root of what users see (settled behaviour 28).
     [[nodiscard]] bool isKnownSource(ULONG objectType, const EntryId& parentId) const;
-    [[nodiscard]] bool isFromKnownParent(const OBJECT_NOTIFICATION& notification) const;
-    [[nodiscard]] bool isFromKnownOldParent(const OBJECT_NOTIFICATION& notification) const;
+    [[nodiscard]] bool isFromKnownParent(const ObjectNotification& notification) const;
+    [[nodiscard]] bool isFromKnownOldParent(const ObjectNotification& notification) const;
 
     // Each appends to `changes`. A message that opens and can't be read throws.
-    void onNewObject(const OBJECT_NOTIFICATION& notification, Changes& changes);
+    void onNewObject(const ObjectNotification& notification, Changes& changes);
     /// @param isDeletion  false for an object that has moved away, which is reported by its former identifier.
-    void onObjectDeleted(const OBJECT_NOTIFICATION& notification, Changes& changes, bool isDeletion);
-    void onContactChanged(const OBJECT_NOTIFICATION& notification, Changes& changes);
+    void onObjectDeleted(const ObjectNotification& notification, Changes& changes, bool isDeletion);
+    void onContactChanged(const ObjectNotification& notification, Changes& changes);
     /// Reports the known folders that the walk no longer finds, whichever folder the notification was about, and
     /// forgets them (settled behaviour 27).
     void onFolderRemoved(std::vector<SyncItem>& deletedFolders);

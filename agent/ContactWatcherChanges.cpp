@@ -7,26 +7,23 @@
 
 namespace
 {
-// The identifiers of a notification, copied out of it.
-
-[[nodiscard]] EntryId objectId(const OBJECT_NOTIFICATION& notification)
+/// Whether a notification may be handled, as far as that can be said without asking MAPI.
+[[nodiscard]] bool mayCount(const NOTIFICATION& notification)
 {
-    return mapi::makeEntryId(notification.cbEntryID, notification.lpEntryID);
+    const OBJECT_NOTIFICATION& object = notification.info.obj;
+    return (notification.ulEventType & ~mapi::NotificationSink::eventMask) == 0 &&
+           (object.ulObjType == MAPI_FOLDER || object.ulObjType == MAPI_MESSAGE);
 }
 
-[[nodiscard]] EntryId parentIdOf(const OBJECT_NOTIFICATION& notification)
+[[nodiscard]] ObjectNotification copyOf(const NOTIFICATION& notification)
 {
-    return mapi::makeEntryId(notification.cbParentID, notification.lpParentID);
-}
-
-[[nodiscard]] EntryId oldId(const OBJECT_NOTIFICATION& notification)
-{
-    return mapi::makeEntryId(notification.cbOldID, notification.lpOldID);
-}
-
-[[nodiscard]] EntryId oldParentId(const OBJECT_NOTIFICATION& notification)
-{
-    return mapi::makeEntryId(notification.cbOldParentID, notification.lpOldParentID);
+    const OBJECT_NOTIFICATION& object = notification.info.obj;
+    return {notification.ulEventType,
+            object.ulObjType,
+            mapi::makeEntryId(object.cbEntryID, object.lpEntryID),
+            mapi::makeEntryId(object.cbParentID, object.lpParentID),
+            mapi::makeEntryId(object.cbOldID, object.lpOldID),
+            mapi::makeEntryId(object.cbOldParentID, object.lpOldParentID)};
 }
 
 /// Whether the identifier stays good beyond the session, as its flags say. An empty one does not. See settled
@@ -43,57 +40,58 @@ namespace
 }
 
 /// Logs a notification with the name of its object, as far as that can be opened.
-void logNotification(const mapi::MessageStore& store, const OBJECT_NOTIFICATION& notification, ULONG eventType)
+void logNotification(const mapi::MessageStore& store, const ObjectNotification& notification)
 {
     constexpr std::wstring_view function = L"`anonymous-namespace'::logNotification";
-    const EntryId id = objectId(notification);
-    if (id.empty())
+    const std::wstring eventType = utilities::toHexNumber(std::uint64_t{notification.eventType});
+    if (notification.id.empty())
     {
-        utilities::logLine(function, L"Notification " + utilities::toHexNumber(std::uint64_t{eventType}) +
-                                         L": EntryId is empty!");
+        utilities::logLine(function, L"Notification " + eventType + L": EntryId is empty!");
         return;
     }
 
     IMAPIPropPtr object;
-    const HRESULT result = store.openEntry(id, object);
+    const HRESULT result = store.openEntry(notification.id, object);
     if (result != S_OK)
     {
         utilities::logHresult(function, result); // a deleted object, usually: settled behaviour 68
         object = nullptr;
     }
     const std::wstring name = mapi::displayName(object);
-    const std::wstring hex = toHexString(id);
-    utilities::Logger::instance().write(
-        L"Notification " + utilities::toHexNumber(std::uint64_t{eventType}) + L" for " + name + L" of type " +
-        utilities::toHexNumber(std::uint64_t{notification.ulObjType}) + L", EntryId hash = " +
-        utilities::toHexNumber(EntryIdHash()(hex)) + L" (" + hex + L")");
+    const std::wstring hex = toHexString(notification.id);
+    utilities::Logger::instance().write(L"Notification " + eventType + L" for " + name + L" of type " +
+                                        utilities::toHexNumber(std::uint64_t{notification.objectType}) +
+                                        L", EntryId hash = " + utilities::toHexNumber(EntryIdHash()(hex)) + L" (" +
+                                        hex + L")");
 }
 } // namespace
 
 void ContactWatcher::onNotification(ULONG count, const NOTIFICATION* notifications)
 {
-    Changes changes;
+    // All of it is copied before MAPI is called, which may hand over another batch inside.
+    std::vector<ObjectNotification> batch;
     for (ULONG index = 0; index < count; ++index)
     {
-        if ((notifications[index].ulEventType & ~mapi::NotificationSink::eventMask) == 0)
-            onObject(notifications[index].ulEventType, notifications[index].info.obj, changes);
+        if (mayCount(notifications[index]))
+            batch.push_back(copyOf(notifications[index]));
     }
+    Changes changes;
+    for (const ObjectNotification& notification : batch)
+        onObject(notification, changes);
     if (!isEmpty(changes) && m_data->onChanges)
         m_data->onChanges(changes);
 }
 
-void ContactWatcher::onObject(ULONG eventType, const OBJECT_NOTIFICATION& notification, Changes& changes)
+void ContactWatcher::onObject(const ObjectNotification& notification, Changes& changes)
 {
-    if (notification.ulObjType != MAPI_FOLDER && notification.ulObjType != MAPI_MESSAGE)
-        return;
     if (m_data->knownFolders.empty())
         return;
     const bool fromKnownParent = isFromKnownParent(notification);
     if (!fromKnownParent && !isFromKnownOldParent(notification))
         return;
 
-    logNotification(m_data->store, notification, eventType);
-    switch (eventType) // combinations match no case: settled behaviour 38
+    logNotification(m_data->store, notification);
+    switch (notification.eventType) // combinations match no case: settled behaviour 38
     {
     case fnevObjectCreated:
     case fnevObjectCopied:
@@ -135,31 +133,31 @@ bool ContactWatcher::isKnownSource(ULONG objectType, const EntryId& parentId) co
     return m_data->store.testHierarchy(m_data->store.openIpmSubtree(), parent);
 }
 
-bool ContactWatcher::isFromKnownParent(const OBJECT_NOTIFICATION& notification) const
+bool ContactWatcher::isFromKnownParent(const ObjectNotification& notification) const
 {
-    return isKnownSource(notification.ulObjType, parentIdOf(notification));
+    return isKnownSource(notification.objectType, notification.parentId);
 }
 
-bool ContactWatcher::isFromKnownOldParent(const OBJECT_NOTIFICATION& notification) const
+bool ContactWatcher::isFromKnownOldParent(const ObjectNotification& notification) const
 {
-    return isKnownSource(notification.ulObjType, oldParentId(notification));
+    return isKnownSource(notification.objectType, notification.oldParentId);
 }
 
-void ContactWatcher::onNewObject(const OBJECT_NOTIFICATION& notification, Changes& changes)
+void ContactWatcher::onNewObject(const ObjectNotification& notification, Changes& changes)
 {
     constexpr std::wstring_view function = L"ContactWatcher::onNewObject";
     if (!isFromKnownParent(notification))
         return;
 
-    const EntryId id = objectId(notification);
     IMAPIPropPtr object;
-    const HRESULT result = m_data->store.openEntry(id, object);
+    const HRESULT result = m_data->store.openEntry(notification.id, object);
     if (FAILED(result) || !object)
     {
-        utilities::logHresult(function, result, L"Cannot open new or copied object. EntryID = " + toHexString(id));
+        utilities::logHresult(function, result,
+                              L"Cannot open new or copied object. EntryID = " + toHexString(notification.id));
         return;
     }
-    if (notification.ulObjType == MAPI_FOLDER)
+    if (notification.objectType == MAPI_FOLDER)
     {
         const IMAPIFolderPtr folder = object;
         collectContacts(folder, changes.added);
@@ -169,15 +167,15 @@ void ContactWatcher::onNewObject(const OBJECT_NOTIFICATION& notification, Change
     changes.added.emplace_back(object); // whatever its class: settled behaviour 12
 }
 
-void ContactWatcher::onObjectDeleted(const OBJECT_NOTIFICATION& notification, Changes& changes, bool isDeletion)
+void ContactWatcher::onObjectDeleted(const ObjectNotification& notification, Changes& changes, bool isDeletion)
 {
     constexpr std::wstring_view function = L"ContactWatcher::onObjectDeleted";
-    const EntryId id = isDeletion ? objectId(notification) : oldId(notification);
-    if (notification.ulObjType == MAPI_FOLDER)
+    if (notification.objectType == MAPI_FOLDER)
     {
         onFolderRemoved(changes.deletedFolders);
         return;
     }
+    const EntryId& id = isDeletion ? notification.id : notification.oldId;
     if (!isLongTerm(id))
     {
         utilities::logLine(function, L"A short-term EntryId has been received for deleted object. "
@@ -187,14 +185,14 @@ void ContactWatcher::onObjectDeleted(const OBJECT_NOTIFICATION& notification, Ch
     changes.deleted.emplace_back(id, false);
 }
 
-void ContactWatcher::onContactChanged(const OBJECT_NOTIFICATION& notification, Changes& changes)
+void ContactWatcher::onContactChanged(const ObjectNotification& notification, Changes& changes)
 {
     constexpr std::wstring_view function = L"ContactWatcher::onContactChanged";
-    if (notification.ulObjType != MAPI_MESSAGE)
+    if (notification.objectType != MAPI_MESSAGE)
         return;
 
-    const EntryId former = oldId(notification);
-    const EntryId id = objectId(notification);
+    const EntryId& former = notification.oldId;
+    const EntryId& id = notification.id;
     IMAPIPropPtr object;
     const HRESULT result = m_data->store.openEntry(id, object);
     if (FAILED(result) || !object)
@@ -219,16 +217,13 @@ void ContactWatcher::onFolderRemoved(std::vector<SyncItem>& deletedFolders)
     KnownFolders& known = m_data->knownFolders;
     if (known.empty())
         return;
+    // What a nested batch takes out or puts in from here on is its own to report: settled behaviour 70.
+    const std::vector<KnownFolders::Member> before = known.members();
     KnownFolders present;
     processWatchedFolders([&present](IMAPIFolderPtr folder) { present.insert(mapi::entryId(std::move(folder))); });
-    for (auto member = known.begin(); member != known.end();)
+    for (const KnownFolders::Member& member : before)
     {
-        if (present.contains(*member))
-        {
-            ++member;
-            continue;
-        }
-        deletedFolders.emplace_back(*member, true);
-        member = known.erase(member);
+        if (!present.contains(*member) && known.erase(member))
+            deletedFolders.emplace_back(*member, true);
     }
 }

@@ -1,6 +1,8 @@
 // KnownFolders.h: the folders whose contacts a watcher reports.
 #pragma once
 
+#include <cstddef>
+#include <memory>
 #include <vector>
 
 #include "agent/mapi/EntryId.h"
@@ -16,26 +18,34 @@ struct EntryIdLess
 
 /// A set of folders by `EntryIdLess`, in the order of their bytes. A search asks MAPI at each member that it visits,
 /// and once more about the one that it has found. Each operation with an identifier throws without a MAPI session. Used
-/// by the worker.
+/// by the worker. While MAPI is asked, a batch of notifications may change the set (settled behaviour 70); the search
+/// begins anew then.
 class KnownFolders
 {
 public:
-    using Iterator = std::vector<EntryId>::const_iterator;
+    /// A folder since it was inserted last: the same identifier, inserted again, is another member. Outlives its erasure.
+    using Member = std::shared_ptr<const EntryId>;
 
-    [[nodiscard]] bool empty() const noexcept { return m_entryIds.empty(); }
+    [[nodiscard]] bool empty() const noexcept { return m_members.empty(); }
     [[nodiscard]] bool contains(const EntryId& entryId) const;
-    /// Adds a folder that isn't found.
+    /// Adds a folder that isn't found; one that is becomes another member with the identifier that it had.
     void insert(EntryId entryId);
-    /// Gives the member behind the one that is erased.
-    Iterator erase(Iterator member) { return m_entryIds.erase(member); }
-    void clear() noexcept { m_entryIds.clear(); }
+    /// Takes out this very member, without asking MAPI. False if it is none any more.
+    [[nodiscard]] bool erase(const Member& member);
+    void clear() noexcept;
 
-    [[nodiscard]] Iterator begin() const noexcept { return m_entryIds.begin(); }
-    [[nodiscard]] Iterator end() const noexcept { return m_entryIds.end(); }
+    [[nodiscard]] const std::vector<Member>& members() const noexcept { return m_members; }
 
 private:
-    [[nodiscard]] Iterator lowerBound(const EntryId& entryId) const;
-    [[nodiscard]] bool isAt(Iterator bound, const EntryId& entryId) const;
+    /// Where a search has ended. Good until MAPI is called again.
+    struct Place
+    {
+        std::size_t index;
+        bool isFound;
+    };
 
-    std::vector<EntryId> m_entryIds;
+    [[nodiscard]] Place find(const EntryId& entryId) const;
+
+    std::vector<Member> m_members;
+    std::size_t m_changes = 0; // how often places have changed
 };

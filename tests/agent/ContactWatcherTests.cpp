@@ -3,6 +3,7 @@
 #include "agent/ContactWatcher.h"
 
 #include <algorithm>
+#include <cstring>
 #include <memory>
 
 #include "tests/agent/AgentTest.h"
@@ -241,8 +242,8 @@ TEST_F(ContactWatcherTest, ComparesItsFoldersByMapiWithThoseThatAreThere)
 
 // ---- What the sandbox never does -----------------------------------------------------------------------------------
 
-/// A store of the sandbox behind a mock that passes calls on: the sandbox gives no object without a failure, and nothing
-/// arrives while a subscription ends.
+/// A store of the sandbox behind a mock that passes calls on: the sandbox gives no object without a failure, nothing
+/// arrives while a subscription ends, and notifications stay as they are until they have been handled.
 class StoreInFrontTest : public ContactWatcherTest
 {
 protected:
@@ -256,6 +257,8 @@ protected:
             .WillRepeatedly(
                 [this, behind](ULONG size, ENTRYID* id, const IID* iid, ULONG flags, ULONG* type, IUnknown** object)
                 {
+                    if (m_whenOpening)
+                        m_whenOpening();
                     if (mapi::makeEntryId(size, id) == m_opensToNothing)
                         return S_OK;
                     return behind->OpenEntry(size, id, iid, flags, type, object);
@@ -286,6 +289,7 @@ protected:
 
     const tests::Mocked<tests::MockMsgStore> m_store;
     EntryId m_opensToNothing;
+    std::function<void()> m_whenOpening;
     std::function<void()> m_whenUnadvised;
     IMAPIAdviseSinkPtr m_sink; // kept, as a runtime may keep it
 };
@@ -307,6 +311,33 @@ TEST_F(StoreInFrontTest, DeletesAChangedContactThatOpensToNothing)
     notify("fnevObjectModified", "MAPI_MESSAGE",
            {{"entryId", "Mailbox/Contacts/Ada"}, {"parentId", "Mailbox/Contacts"}});
     EXPECT_THAT(textsOf(onlyBatch().deleted), ElementsAre(L";;;;;;;;;;00000000A1;"));
+}
+
+TEST_F(StoreInFrontTest, HasCopiedABatchBeforeItCallsMapi)
+{
+    EntryId parent = {0, 0, 0, 0, 0xC1};
+    EntryId first = {0, 0, 0, 0, 0x01};
+    EntryId second = {0, 0, 0, 0, 0x02};
+    NOTIFICATION notifications[2] = {};
+    for (EntryId* const id : {&first, &second})
+    {
+        NOTIFICATION& notification = notifications[id == &second];
+        notification.ulEventType = fnevObjectDeleted;
+        OBJECT_NOTIFICATION& object = notification.info.obj;
+        object.ulObjType = MAPI_MESSAGE;
+        object.cbParentID = mapi::entryIdSize(parent);
+        object.lpParentID = mapi::entryIdBytes(parent);
+        object.cbEntryID = mapi::entryIdSize(*id);
+        object.lpEntryID = mapi::entryIdBytes(*id);
+    }
+    m_whenOpening = [&]
+    {
+        std::memset(notifications, 0, sizeof(notifications));
+        for (EntryId* const id : {&parent, &first, &second})
+            std::ranges::fill(*id, BYTE{0xFF});
+    };
+    m_sink->OnNotify(2, notifications);
+    EXPECT_THAT(textsOf(onlyBatch().deleted), ElementsAre(L";;;;;;;;;;0000000001;", L";;;;;;;;;;0000000002;"));
 }
 
 TEST_F(StoreInFrontTest, RegistersNoFolderOnceItIsNoLongerAdvised)

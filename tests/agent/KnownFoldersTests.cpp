@@ -1,13 +1,20 @@
 // The order of the comparisons is pinned end to end, by the journal of calls.
 #include "agent/KnownFolders.h"
 
+#include <algorithm>
+#include <functional>
+#include <initializer_list>
+#include <utility>
 #include <vector>
 
 #include "tests/agent/AgentTest.h"
+#include "tests/support/MapiMocks.h"
 
 namespace
 {
+using testing::_;
 using testing::ElementsAre;
+using testing::IsEmpty;
 
 const std::string notCompared = "HRESULT logged: mapi::Session::isSameObject, line N: hr = 0x80004005";
 constexpr const wchar_t* noSession =
@@ -20,14 +27,14 @@ EntryId id(EntryId bytes)
     return bytes;
 }
 
-/// In the session that compares, 05, 15, 25 and 35 are further identifiers of the folder 30.
+/// In the session that compares, 05, 15, 25, 35 and 45 are further identifiers of the folder 30.
 class KnownFoldersTest : public tests::AgentTest
 {
 protected:
     KnownFoldersTest()
     {
         logon(R"({"stores": [{"name": "Mailbox", "folders": [{"name": "Contacts", "entryId": "0000000030",
-            "aliases": ["0000000005", "0000000015", "0000000025", "0000000035"]}]}]})");
+            "aliases": ["0000000005", "0000000015", "0000000025", "0000000035", "0000000045"]}]}]})");
     }
 
     static KnownFolders madeOf(const std::vector<EntryId>& members)
@@ -38,7 +45,13 @@ protected:
         return folders;
     }
 
-    static std::vector<EntryId> membersOf(const KnownFolders& folders) { return {folders.begin(), folders.end()}; }
+    static std::vector<EntryId> membersOf(const KnownFolders& folders)
+    {
+        std::vector<EntryId> members;
+        for (const KnownFolders::Member& member : folders.members())
+            members.push_back(*member);
+        return members;
+    }
 
     /// No two identifiers can be compared from now on.
     void failToCompare() const
@@ -84,7 +97,7 @@ TEST_F(KnownFoldersTest, IsEmptyAtFirstAndAsksNothingThen)
     const KnownFolders folders;
     EXPECT_TRUE(folders.empty());
     EXPECT_FALSE(folders.contains(id({0x01})));
-    EXPECT_EQ(folders.begin(), folders.end());
+    EXPECT_THAT(folders.members(), IsEmpty());
 }
 
 TEST_F(KnownFoldersTest, FindsEachMemberAndNoOther)
@@ -143,15 +156,169 @@ TEST_F(KnownFoldersTest, KeepsEachFolderOnceInTheOrderOfTheirBytes)
     EXPECT_THAT(membersOf(folders), ElementsAre(id({0x20}), id({0x20, 0x00}), id({0x30}), id({0xFF})));
 }
 
-TEST_F(KnownFoldersTest, GivesTheNextMemberWhenItErasesOne)
+TEST_F(KnownFoldersTest, ErasesAMemberOnceAndByItself)
 {
     KnownFolders folders = madeOf(m_three);
-    auto next = folders.erase(folders.begin() + 1);
-    EXPECT_EQ(*next, id({0x30}));
-    next = folders.erase(next);
-    EXPECT_EQ(next, folders.end());
-    EXPECT_THAT(membersOf(folders), ElementsAre(id({0x10})));
+    const KnownFolders::Member second = folders.members()[1];
+    mapi::Session::s_session = nullptr;
+    EXPECT_TRUE(folders.erase(second));
+    EXPECT_FALSE(folders.erase(second));
+    EXPECT_EQ(*second, id({0x20}));
+    EXPECT_THAT(membersOf(folders), ElementsAre(id({0x10}), id({0x30})));
     folders.clear();
     EXPECT_TRUE(folders.empty());
+}
+
+TEST_F(KnownFoldersTest, TakesAFolderThatIsInsertedAgainForAnotherMember)
+{
+    KnownFolders folders = madeOf(m_three);
+    const std::vector<KnownFolders::Member> before = folders.members();
+    folders.insert(id({0x25})); // the folder 30
+    EXPECT_FALSE(folders.erase(before[2]));
+    EXPECT_EQ(membersOf(folders), m_three);
+    EXPECT_TRUE(folders.erase(before[1]));
+    folders.insert(id({0x20}));
+    EXPECT_FALSE(folders.erase(before[1]));
+    EXPECT_EQ(membersOf(folders), m_three);
+}
+
+// ---- What is asked of MAPI, and what happens meanwhile ---------------------------------------------------------------
+
+using Comparison = std::pair<EntryId, EntryId>;
+
+/// The sandbox's session, in front of whose comparisons something may be done.
+class ComparingTest : public KnownFoldersTest
+{
+protected:
+    ComparingTest()
+    {
+        const auto behind = mapi::Session::s_session;
+        ON_CALL(*m_session, CompareEntryIDs(_, _, _, _, _, _))
+            .WillByDefault(
+                [this, behind](ULONG size1, ENTRYID* id1, ULONG size2, ENTRYID* id2, ULONG flags, ULONG* result)
+                {
+                    m_comparisons.emplace_back(mapi::makeEntryId(size1, id1), mapi::makeEntryId(size2, id2));
+                    if (m_comparisons.size() == m_number)
+                        m_meanwhile();
+                    return behind->CompareEntryIDs(size1, id1, size2, id2, flags, result);
+                });
+        mapi::Session::s_session = m_session.pointer();
+    }
+    ~ComparingTest() override { mapi::Session::s_session = nullptr; }
+
+    /// Does one thing while the other asks MAPI for the `number`th time. False if it doesn't ask that often.
+    bool during(std::size_t number, const std::function<void()>& search, std::function<void()> meanwhile)
+    {
+        m_comparisons.clear();
+        m_number = number;
+        m_meanwhile = std::move(meanwhile);
+        search();
+        m_number = 0;
+        return m_comparisons.size() >= number;
+    }
+
+    /// What a search asks.
+    std::vector<Comparison> asked(const std::function<void()>& search)
+    {
+        during(0, search, {});
+        return std::exchange(m_comparisons, {});
+    }
+
+    const tests::Mocked<tests::MockSession> m_session;
+    std::vector<Comparison> m_comparisons;
+    std::size_t m_number = 0;
+    std::function<void()> m_meanwhile;
+    const std::vector<EntryId> m_five = {id({0x10}), id({0x20}), id({0x30}), id({0x40}), id({0x50})};
+};
+
+TEST_F(ComparingTest, VisitsTheMembersThatTheStandardSearchVisitsAndAsksForTheBoundTheOtherWayRound)
+{
+    // Without aliases the order is a strict one, as that search wants it.
+    std::vector<EntryId> members;
+    for (BYTE last = 0x51; last < 0x6F; last += 2)
+    {
+        const KnownFolders folders = madeOf(members);
+        for (BYTE sought = 0x50; sought < 0x70; ++sought)
+        {
+            const EntryId folder = id({sought});
+            std::vector<Comparison> expected;
+            const auto bound = std::lower_bound(members.begin(), members.end(), folder,
+                                                [&expected](const EntryId& member, const EntryId& other)
+                                                {
+                                                    expected.emplace_back(member, other);
+                                                    return member < other;
+                                                });
+            if (bound != members.end())
+                expected.emplace_back(folder, *bound);
+            ASSERT_EQ(asked([&] { (void)folders.contains(folder); }), expected);
+            KnownFolders copy = folders;
+            ASSERT_EQ(asked([&] { copy.insert(folder); }), expected);
+        }
+        members.push_back(id({last}));
+    }
+}
+
+TEST_F(ComparingTest, GoesToTheLeftOfAMemberThatMapiCallsTheSameAlsoWhenTheNextOneIsSmaller)
+{
+    // 45 stands behind 10, 20 and 40, and not behind 30, which it is.
+    const KnownFolders folders = madeOf(m_five);
+    EXPECT_THAT(asked([&] { EXPECT_TRUE(folders.contains(id({0x45}))); }),
+                ElementsAre(Comparison(id({0x30}), id({0x45})), Comparison(id({0x20}), id({0x45})),
+                            Comparison(id({0x45}), id({0x30}))));
+}
+
+/// What a nested batch may do to the set: the erasure of a member, or the insertion of another folder.
+using Change = std::function<void(KnownFolders&)>;
+
+std::vector<Change> changesOf(const std::vector<EntryId>& members)
+{
+    std::vector<Change> changes;
+    for (std::size_t index = 0; index < members.size(); ++index)
+        changes.emplace_back([index](KnownFolders& folders) { (void)folders.erase(folders.members()[index]); });
+    for (const BYTE last : std::initializer_list<BYTE>{0x01, 0x18, 0x2F, 0x38, 0x48, 0xFF})
+        changes.emplace_back([last](KnownFolders& folders) { folders.insert(id({last})); });
+    changes.emplace_back([](KnownFolders& folders) { folders.clear(); });
+    return changes;
+}
+
+TEST_F(ComparingTest, FindsWhatASearchBehindTheChangeFindsWhenTheSetChangesMeanwhile)
+{
+    for (const Change& change : changesOf(m_five))
+    {
+        KnownFolders changed = madeOf(m_five);
+        change(changed);
+        for (BYTE last = 0; last < 0x60; ++last)
+        {
+            const bool expected = changed.contains(id({last}));
+            for (std::size_t number = 1;; ++number)
+            {
+                KnownFolders folders = madeOf(m_five);
+                bool found = false;
+                if (!during(number, [&] { found = folders.contains(id({last})); }, [&] { change(folders); }))
+                    break;
+                ASSERT_EQ(found, expected) << int{last} << ", comparison " << number;
+            }
+        }
+    }
+}
+
+TEST_F(ComparingTest, InsertsWhereItStandsBehindTheChangeWhenTheSetChangesMeanwhile)
+{
+    for (const Change& change : changesOf(m_five))
+    {
+        for (BYTE last = 0; last < 0x60; ++last)
+        {
+            KnownFolders changed = madeOf(m_five);
+            change(changed);
+            changed.insert(id({last}));
+            for (std::size_t number = 1;; ++number)
+            {
+                KnownFolders folders = madeOf(m_five);
+                if (!during(number, [&] { folders.insert(id({last})); }, [&] { change(folders); }))
+                    break;
+                ASSERT_EQ(membersOf(folders), membersOf(changed)) << int{last} << ", comparison " << number;
+            }
+        }
+    }
 }
 } // namespace
