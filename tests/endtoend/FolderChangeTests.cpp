@@ -294,6 +294,27 @@ TEST_F(FolderChangeTest, SeesNothingWithAParentThatCannotBeOpened)
     }
 }
 
+TEST_F(FolderChangeTest, GoesByTheFirstOfTheTwoSearchesForAParent)
+{
+    // Contacts by its alias, which only MAPI knows for the same, and which three comparisons find.
+    const Notification changed = about(0x10, alsoKnown, "0000000001");
+    const std::string failed = "HRESULT logged: mapi::Session::isSameObject, line N: hr = 0x80040115";
+    const auto failFrom = [this](unsigned call)
+    {
+        ask({{"do", "plan"},
+             {"method", "IMAPISession::CompareEntryIDs"},
+             {"call", call},
+             {"times", 3},
+             {"result", "0x80040115"}});
+    };
+    const Records failedSearch = {failed, failed, failed};
+    const Records handled = {logged(0x10, "Friends", alsoKnown)};
+    failFrom(4);
+    expectLog(inject({changed}), joined({failedSearch, handled}));
+    failFrom(1);
+    expectLog(inject({changed}), joined({failedSearch, lies("Contacts", true), handled}));
+}
+
 TEST_F(FolderChangeTest, SeesNothingWithoutAnyParent)
 {
     expect(about(0x10, known, ""), {});
