@@ -2,6 +2,7 @@
 // It shares no code with the agent.
 #pragma once
 
+#include <compare>
 #include <set>
 #include <string>
 #include <vector>
@@ -16,6 +17,16 @@ namespace endtoend::soak
 /// The stores in the order in which the agent reads them and subscribes to them, by their numbers.
 [[nodiscard]] std::vector<unsigned> orderOfStores(const MailboxModel& mailbox);
 
+/// What the agent may have made of some batches.
+struct Outcome
+{
+    std::vector<std::string> messages;
+    std::set<std::string> watched; // the folders that are then
+    bool isNested = false;         // later batches were handled inside an earlier one
+
+    auto operator<=>(const Outcome&) const = default;
+};
+
 /// What becomes known of one store.
 class WatchRules
 {
@@ -25,33 +36,27 @@ public:
 
     /// The lines of the snapshot.
     [[nodiscard]] std::vector<std::string> snapshot() const;
-    /// The messages about a batch, which are asked for when all of it has been done to the mailbox.
-    [[nodiscard]] std::vector<std::string> messagesAbout(const std::vector<Event>& batch);
+    /// The folders that may be watched.
+    [[nodiscard]] std::set<std::string> watched() const;
+    /// Whether folders are watched for certain, so that the agent asks MAPI about every batch.
+    [[nodiscard]] bool isListenedTo() const;
+    /// All that may come of these batches, which are asked for when all of them have been done to the mailbox: each is
+    /// handled behind the one before it, or all later ones inside one of them, while that calls MAPI.
+    [[nodiscard]] std::set<Outcome> outcomesOf(const std::vector<std::vector<Event>>& batches) const;
+    /// It was one of these, as far as messages tell.
+    void follow(const std::vector<Outcome>& outcomes);
 
 private:
-    struct Changes
-    {
-        std::vector<std::string> deletedFolders;
-        std::vector<std::string> deleted;
-        std::vector<std::string> added;
-        std::vector<std::string> changed;
-    };
+    class Handling;
 
     [[nodiscard]] const Store& store() const { return m_mailbox.store(m_store); }
     [[nodiscard]] bool looksLikeContacts(const Object& folder) const;
     [[nodiscard]] std::vector<Object> visibleFolders() const;
     void addVisible(const Object& folder, std::vector<Object>& visible) const;
-    [[nodiscard]] bool isSource(bool isFolder, const std::string& parent) const;
     [[nodiscard]] const Object* objectHere(const std::string& id) const;
-
-    void handle(const Event& event, Changes& changes);
-    void comesIn(const Event& event, Changes& changes);
-    void goes(bool isFolder, const std::string& id, Changes& changes);
-    void changesItself(const Event& event, Changes& changes) const;
-    void reconcile(Changes& changes);
 
     const MailboxModel& m_mailbox;
     const unsigned m_store;
-    std::set<std::string> m_watched;
+    std::set<std::set<std::string>> m_watched; // one of these; mostly there is one
 };
 } // namespace endtoend::soak
