@@ -1,5 +1,7 @@
-// Batches that arrive while another one is handled, inside a call of MAPI that its handling makes.
+// Batches that arrive while another one is handled, inside a call of MAPI that its handling makes; and one that arrives when
+// nobody is left to hear of it.
 #include <algorithm>
+#include <cstddef>
 
 #include "tests/endtoend/LiveTest.h"
 
@@ -270,6 +272,46 @@ TEST_F(NestedBatchTest, MayHaveAnotherOneInside)
                                 changes("Bea", bea, namedLine("Bea", 1, contacts, 2)),
                                 changes("Ada", ada, namedLine("Ada", 1, contacts, 1))}));
     EXPECT_EQ(made.messages, sentIn(made.log));
+}
+
+// ---- Late batches ------------------------------------------------------------------------------------------------------
+
+class LateBatchTest : public EndToEndTest
+{
+};
+
+TEST_F(LateBatchTest, IsDroppedWithoutAWord)
+{
+    // The worker ends since the second store's folders can't be walked anew. The first store stays subscribed although its
+    // watcher goes, and is edited then; what that brings is delivered when the other watcher goes.
+    startAgentOn(R"({"stores": [
+        {"name": "Mailbox", "default": true, "ipmSubtree": {"class": "IPF.Note"}, "folders": [
+            {"name": "Contacts", "class": "IPF.Contact", "messages": [{"displayName": "Ada"}]}]},
+        {"name": "Archive", "ipmSubtree": {"class": "IPF.Note"}, "folders": [
+            {"name": "Old", "class": "IPF.Contact"}]}],
+        "plans": [
+            {"method": "IMAPIContainer::GetHierarchyTable", "on": "Archive", "call": 2, "result": "0x80070005"},
+            {"method": "IMsgStore::Unadvise", "result": "0x80040115"},
+            {"method": "IMsgStore::Unadvise", "call": 2, "hold": "second", "deliver": true}]})");
+    ask({{"do", "wait"}, {"for", "held"}, {"hold", "second"}});
+    Json requests = Json::array();
+    for (std::size_t length = 1; length <= 256;
+         ++length) // in memory that was the watcher's, if there is any left of it
+        requests.push_back({{"do", "addContact"},
+                            {"folder", "Mailbox/Contacts"},
+                            {"contact", {{"displayName", std::string(length, 'x')}}}});
+    ask({{"do", "batch"}, {"requests", requests}});
+    ask({{"do", "release"}, {"hold", "second"}});
+    const AgentRun run = runUntilWorkerEnds();
+    const Records records =
+        joined({{storeFound("Mailbox", 1, true), storeFound("Archive", 2)},
+                snapshot("Mailbox", "0;2", {namedLine("Ada", 1, firstFolder, 1)}),
+                snapshot("Archive", "1;2", {}, {"subfolder found: Old"}),
+                {"Subscribe to Mailbox", "subfolder found: Contacts", registered("Contacts"), "Subscribe to Archive",
+                 "Unadvise hr = 80040115", "Unadvise hr = 0",
+                 workerFailed("mapi::getHierarchyTable, line N: hr = 0x80070005(GetContentsTable)")}});
+    expectRun(run, logOfEndedWorker(records), sentIn(records),
+              "IMAPIAdviseSink from HrThisThreadAdviseSink: 1 object(s), 1 reference(s)\n"); // the sandbox's own
 }
 } // namespace
 } // namespace endtoend
