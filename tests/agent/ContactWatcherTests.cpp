@@ -133,7 +133,7 @@ TEST_F(ContactWatcherTest, AppendsNothingWhenAContactCannotBeRead)
 TEST_F(ContactWatcherTest, ThrowsForANullFolder)
 {
     std::vector<SyncItem> items;
-    EXPECT_EQ(thrown([&] { ContactWatcher::collectContacts(nullptr, items); }),
+    EXPECT_EQ(thrown([&] { ContactWatcher::collectContacts({}, items); }),
               L"condition \"folder\" failed (mapi::maybeContactFolder in MapiUtilities.cpp, line N)");
 }
 

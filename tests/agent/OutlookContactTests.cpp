@@ -36,9 +36,9 @@ TEST(OutlookContactRecordTest, HoldsTheIdentifiersThatItIsGiven)
 TEST(OutlookContactRecordTest, StaysAsItIsWhenTheMessageIsNull)
 {
     OutlookContact contact(contactId, {});
-    contact.load(nullptr);
+    contact.load({});
     EXPECT_EQ(contact.toString(), onlyContactId);
-    EXPECT_EQ(OutlookContact::resolveEmailAddress(nullptr), L"");
+    EXPECT_EQ(OutlookContact::resolveEmailAddress({}), L"");
 }
 
 /// A contact of the sandbox.

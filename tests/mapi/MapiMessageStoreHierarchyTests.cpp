@@ -10,6 +10,7 @@ namespace
 using mapi::MessageStore;
 using mapi::Session;
 using testing::ElementsAre;
+using tests::missing;
 
 std::string line(const std::string& text)
 {
