@@ -68,6 +68,9 @@ void logNotification(const mapi::MessageStore& store, const ObjectNotification& 
 
 void ContactWatcher::onNotification(ULONG count, const NOTIFICATION* notifications)
 {
+    constexpr std::wstring_view function = L"ContactWatcher::onNotification";
+    if (count != 0 && notifications == nullptr)
+        utilities::checkHresult(function, MAPI_E_INVALID_PARAMETER);
     // All of it is copied before MAPI is called, which may hand over another batch inside.
     std::vector<ObjectNotification> batch;
     for (ULONG index = 0; index < count; ++index)

@@ -340,6 +340,15 @@ TEST_F(StoreInFrontTest, HasCopiedABatchBeforeItCallsMapi)
     EXPECT_THAT(textsOf(onlyBatch().deleted), ElementsAre(L";;;;;;;;;;0000000001;", L";;;;;;;;;;0000000002;"));
 }
 
+TEST_F(StoreInFrontTest, RefusesABatchThatCountsNotificationsAndHasNone)
+{
+    m_sink->OnNotify(0, nullptr);
+    EXPECT_THAT(newLines(), IsEmpty());
+    m_sink->OnNotify(1, nullptr);
+    EXPECT_THAT(newLines(), ElementsAre("An exception has been caught in AdviseSinkImpl::OnNotify : "
+                                        "ContactWatcher::onNotification, line N: hr = 0x80070057(MAPI call failed)"));
+}
+
 TEST_F(StoreInFrontTest, RegistersNoFolderOnceItIsNoLongerAdvised)
 {
     m_whenUnadvised = [this]
