@@ -19,8 +19,9 @@ public:
     explicit NamedPipe(const std::wstring& name);
     virtual ~NamedPipe();
 
-    /// Closes what is open and opens `\\.\pipe\<name>` by CreateFileW; while all instances of the pipe are busy it
-    /// waits by WaitNamedPipeW (settled behaviour 2). False on any other error and for an empty name; logs nothing.
+    /// Closes what is open and opens `\\.\pipe\<name>` by CreateFileW. Where all instances of the pipe are busy it asks
+    /// WaitNamedPipeW for the bare name, which is no pipe's path, so that it fails at once and does not wait (settled
+    /// behaviour 2). False on any error and for an empty name; logs nothing.
     bool open(const std::wstring& name);
 
     /// Whether the pipe is open.

@@ -55,3 +55,93 @@ for (const name of names) {
 }
 
 test('there are recordings', () => assert.ok(names.length > 0));
+
+// ---- Tables ---------------------------------------------------------------------------------------------------------------
+
+/** The rows of the page's table with this head, as lists of cells. */
+function rowsBelow(head) {
+  const [, rows] = new RegExp(`^\\| ${head} \\|\n[|-]+\n((?:\\|.*\n)+)`, 'm').exec(protocol) || assert.fail(`no table "${head}"`);
+  return rows.trimEnd().split('\n').map((row) => row.slice(2, -2).split(' | '));
+}
+
+/** What stands between backticks. */
+function quoted(cell) {
+  return [...cell.matchAll(/`([^`]*)`/g)].map(([, text]) => text);
+}
+
+function withoutCode(page) {
+  return page.replace(/```[^]*?```/g, '');
+}
+
+const messages = names.flatMap((name) => textsOf(bytesOf(name)).map(readMessage));
+const isSnapshot = ({ operation }) => operation === 'snapshot';
+
+test('the layout of a message is that of the recordings', () => {
+  assert.deepStrictEqual(rowsBelow('Offset \\| Bytes \\| Content').map((cells) => cells.slice(0, 2)), [['0', '4'], ['4', 'N']]);
+  // textsOf goes by it, and ends with the last byte of each recording.
+});
+
+test('the header has the values of the page', () => {
+  const [version, operation, kind, index, total] = rowsBelow('Header field \\| Values').map(([, values]) => quoted(values));
+  const valuesOf = (field) => [...new Set(messages.map((message) => String(message[field])))].sort();
+  assert.deepStrictEqual(valuesOf('version'), version);
+  assert.deepStrictEqual(valuesOf('operation'), operation.sort());
+  assert.deepStrictEqual(valuesOf('kind'), kind.sort());
+  for (const message of messages.filter((one) => !isSnapshot(one))) {
+    assert.deepStrictEqual([[String(message.index)], [String(message.total)]], [index, total]);
+  }
+  assert.ok(messages.filter(isSnapshot).every((message) => message.index < message.total));
+  assert.ok(messages.filter(isSnapshot).some((message) => message.index > 0));
+});
+
+test('the operations and kinds of the page go together, and no others', () => {
+  const together = rowsBelow('Operation \\| Kind \\| .*').map((cells) => `${quoted(cells[0])} ${quoted(cells[1])}`);
+  const recorded = new Set(messages.map(({ operation, kind }) => `${operation} ${kind}`));
+  assert.deepStrictEqual([...recorded].sort(), together.sort());
+});
+
+test('the fields of a contact are in the order of the page', () => {
+  const fields = textsOf(bytesOf('fields'))[0].split('\n')[1].split(';');
+  const rows = rowsBelow('# \\| Field \\| # \\| Field').flatMap(([one, left, other, right]) => [[one, left], [other, right]]);
+  assert.deepStrictEqual(rows.map(([number]) => Number(number)).sort((a, b) => a - b), [...fields.keys()].map((at) => at + 1));
+  for (const [number, name] of rows) {
+    assert.match(fields[number - 1], name.startsWith('EntryId') ? /^[0-9A-F]{16}$/ : new RegExp(`^${name}$`));
+  }
+});
+
+// ---- Examples ---------------------------------------------------------------------------------------------------------------
+
+test('the message of the page is the first of snapshot.bin', () => {
+  const [, example] = /\n\n((?: {4}2;snapshot.*\n)(?: {4}.*\n)*)/.exec(protocol);
+  assert.strictEqual(example.replace(/^ {4}/gm, '').trimEnd(), textsOf(bytesOf('snapshot'))[0]);
+});
+
+test('bytes in hexadecimal are an answer, or stand in the recordings', () => {
+  const blocks = [...protocol.matchAll(/(?<=\n\n)(?: {4}(?:[0-9A-F]{2} ?)+\n)+/g)].map(([block]) => block);
+  const inline = quoted(withoutCode(protocol)).filter((text) => /^[0-9A-F]{2}( [0-9A-F]{2})+$/.test(text));
+  assert.ok(blocks.length >= 2 && inline.length >= 2);
+  const recorded = Buffer.concat(names.map(bytesOf));
+  for (const text of [...blocks, ...inline]) {
+    const bytes = Buffer.from(text.replace(/\s/g, ''), 'hex');
+    assert.ok(bytes.equals(Buffer.from('ack')) || recorded.includes(bytes), text);
+  }
+});
+
+// ---- What proves them -----------------------------------------------------------------------------------------------------
+
+test('the tests and links that the pages name are there', () => {
+  const sources = fs.readdirSync(path.join(DOCS, '..', 'tests', 'endtoend')).filter((file) => file.endsWith('.cpp'))
+    .map((file) => fs.readFileSync(path.join(DOCS, '..', 'tests', 'endtoend', file), 'utf8')).join('');
+  for (const page of ['wire-protocol.md', 'host-lifecycle.md']) {
+    const text = fs.readFileSync(path.join(DOCS, page), 'utf8');
+    const named = quoted(withoutCode(text)).filter((word) => /^[A-Z]\w+Test(\.\w+)?$/.test(word));
+    assert.ok(named.length > 0);
+    for (const name of named) {
+      const [fixture, one] = name.split('.');
+      assert.match(sources, new RegExp(`TEST_[FP]\\(${fixture}, ${one || '\\w+'}\\)`), `${page} names ${name}`);
+    }
+    for (const [, link] of text.matchAll(/\]\(([^)#]*)(?:#[^)]*)?\)/g)) {
+      assert.ok(fs.existsSync(path.join(DOCS, link)), `${page} links to ${link}`);
+    }
+  }
+});

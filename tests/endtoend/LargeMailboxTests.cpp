@@ -74,6 +74,7 @@ TEST_F(AgentLargeMailboxTest, GivesOneMessageWithAllContactsInOrder)
     std::string message = "2;snapshot;contact;0;1";
     for (unsigned index = 0; index < contacts; ++index)
         message.append(1, '\n').append(generatedLine(index, seed, 1, firstFolder));
+    EXPECT_EQ((message.size() / 5 + 500'000) / 1'000'000, 7U); // "20,000 contacts are 7 MB", docs/wire-protocol.md
 
     const AgentRun run = runUntilSubscribed(R"({"stores": [{"name": "Mailbox", "default": true, "folders": [
         {"name": "Contacts", "class": "IPF.Contact", "generate": {"contacts": 100000, "seed": 7}}]}]})",
