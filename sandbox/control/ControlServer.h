@@ -35,9 +35,6 @@ public:
     ControlServer(const ControlServer&) = delete;
     ControlServer& operator=(const ControlServer&) = delete;
 
-    /// Whether this is the thread that handles requests.
-    [[nodiscard]] bool isOwnThread() const noexcept { return std::this_thread::get_id() == m_thread.get_id(); }
-
 private:
     void serve() noexcept;
     [[nodiscard]] bool waitForClient();

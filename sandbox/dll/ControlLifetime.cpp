@@ -65,7 +65,7 @@ void ControlLifetime::update()
 void ControlLifetime::begin() noexcept
 {
     const auto name = controlPipeName();
-    if (!name || m_service != nullptr)
+    if (!name)
         return;
     try
     {
@@ -79,7 +79,6 @@ void ControlLifetime::begin() noexcept
 
 void ControlLifetime::end() noexcept
 {
-    if (m_service != nullptr && !m_service->server.isOwnThread())
-        m_service.reset();
+    m_service.reset();
 }
 } // namespace sandbox

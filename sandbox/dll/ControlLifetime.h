@@ -16,9 +16,8 @@ public:
     [[nodiscard]] static ControlLifetime& instance();
 
     /// Begins or ends serving if the runtime's state has changed. When it returns, the pipe was as that state asks for at
-    /// some moment since the call, and no request is being answered after the end. But a client that ends the runtime in the
-    /// middle of a notification that an edit has sent it is on the pipe's own thread; then the pipe stays until the next end.
-    /// Not to be called in DllMain.
+    /// some moment since the call, and no request is being answered after the end. Not to be called in DllMain, nor on the
+    /// pipe's own thread, on which no client is called.
     void update();
 
 private:

@@ -21,7 +21,8 @@ struct InitParameters
     ULONG flags;
 };
 constexpr ULONG noCoInit = 0x8; // MAPI_NO_COINIT
-constexpr ULONG initFlags = noCoInit | 0x1 /* MAPI_MULTITHREAD_NOTIFICATIONS */ | 0x10000 /* MAPI_NT_SERVICE */;
+constexpr ULONG initFlags =
+    noCoInit | 0x1 /* MAPI_MULTITHREAD_NOTIFICATIONS: not heeded */ | 0x10000 /* MAPI_NT_SERVICE */;
 
 constexpr ULONG logonFlags =
     MAPI_UNICODE | MAPI_LOGON_UI | MAPI_NEW_SESSION | MAPI_EXTENDED | MAPI_USE_DEFAULT | 0x4 /* MAPI_APP_PROFILE */ |
@@ -69,9 +70,9 @@ void initialize(const InitParameters* parameters)
         require(parameters->version == 0);
     const ULONG flags = parameters != nullptr ? parameters->flags : 0;
     requireFlags(flags, initFlags);
+    Runtime::instance().initialize();
     if ((flags & noCoInit) == 0 && SUCCEEDED(CoInitialize(nullptr)))
         ++s_comInitializations;
-    Runtime::instance().initialize();
     ControlLifetime::instance()
         .update(); // not only the first time: nobody comes back from here before the pipe is there
 }

@@ -7,6 +7,7 @@
 
 #include "sandbox/mailbox/model/Text.h"
 #include "sandbox/mailbox/reading/MailboxReader.h"
+#include "sandbox/runtime/delivery/Delivery.h"
 #include "sandbox/runtime/record/Ledger.h"
 #include "sandbox/runtime/record/Plans.h"
 
@@ -54,6 +55,8 @@ std::string Runtime::failure()
 void Runtime::initialize()
 {
     const std::lock_guard lock(m_mutex);
+    if (m_initializations == 0)
+        Delivery::instance().begin();
     ++m_initializations;
     ++ledger::initializations();
 }
@@ -65,6 +68,8 @@ bool Runtime::uninitialize()
         return false;
     --m_initializations;
     --ledger::initializations();
+    if (m_initializations == 0)
+        Delivery::instance().end();
     return true;
 }
 

@@ -22,7 +22,9 @@ public:
     /// Why there is no mailbox, for a person; empty if there is one.
     [[nodiscard]] std::string failure();
 
-    /// MAPIInitialize: counts one more. The mailbox must have been asked for before.
+    /// MAPIInitialize: counts one more. The mailbox must have been asked for before. The thread that is the first gets the
+    /// window of all notifications (Delivery::begin), and keeps it until the last one has ended, whichever thread that is.
+    /// Throws MapiFailure or std::bad_alloc, and has counted nothing then.
     void initialize();
     /// MAPIUninitialize; false if there was nothing to end.
     bool uninitialize();

@@ -1,5 +1,7 @@
 #include "tests/agent/AgentTest.h"
 
+#include "tests/support/Pump.h"
+
 namespace tests
 {
 AgentTest::~AgentTest()
@@ -15,9 +17,7 @@ void AgentTest::after(const Json& request) const
 
 void AgentTest::pump()
 {
-    MSG message{};
-    while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE))
-        DispatchMessageW(&message);
+    support::pumpOnce();
 }
 
 void AgentTest::planResult(std::string_view method, std::string_view result, unsigned call) const

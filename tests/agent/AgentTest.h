@@ -20,7 +20,7 @@ namespace tests
 {
 using Json = nlohmann::json;
 
-/// The test's thread is the worker: notifications reach its sinks while it runs `after` or `pump`.
+/// The test's thread is the main thread and the worker: notifications reach its sinks while it runs `after` or `pump`.
 class AgentTest : public SandboxMapiTest
 {
 protected:

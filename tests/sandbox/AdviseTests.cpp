@@ -37,7 +37,7 @@ TEST_F(AdviseTest, HoldsTheSinkUntilUnadvise)
     EXPECT_EQ(m_store->Unadvise(m_connection), S_OK);
     EXPECT_EQ(m_sink->references(), 1);
     EXPECT_EQ(m_store->Unadvise(m_connection), MAPI_E_INVALID_PARAMETER);
-    notify({fnevObjectCreated});
+    notifyAndPump({fnevObjectCreated});
     EXPECT_EQ(m_sink->count(), 0u);
 }
 
@@ -58,7 +58,7 @@ TEST_F(AdviseTest, RefusesWhatIsMissingOrNotServed)
 TEST_F(AdviseTest, DeliversARawNotificationWhateverTheMaskSays)
 {
     m_connection = advise(m_sink, fnevObjectCreated);
-    notify({fnevObjectDeleted});
+    notifyAndPump({fnevObjectDeleted});
     EXPECT_THAT(m_sink->types(), ElementsAre(fnevObjectDeleted));
     EXPECT_EQ(m_store->Unadvise(m_connection), S_OK);
 }
@@ -67,9 +67,10 @@ TEST_F(AdviseTest, DeliversWhatTheWatchedStoreSendsOnly)
 {
     const IMsgStorePtr other = openStore(m_session, 1);
     m_connection = advise(other, m_sink);
-    notify({fnevObjectCreated});
+    notifyAndPump({fnevObjectCreated});
     EXPECT_EQ(m_sink->count(), 0u);
     dll.inject("B", {{"event", fnevObjectDeleted}, {"objectType", MAPI_MESSAGE}});
+    pumpOnce();
     EXPECT_EQ(m_sink->count(), 1u);
     EXPECT_EQ(m_store->Unadvise(m_connection), MAPI_E_INVALID_PARAMETER); // not of this store
     EXPECT_EQ(other->Unadvise(m_connection), S_OK);
@@ -79,7 +80,7 @@ TEST_F(AdviseTest, GoesOnWhenTheStoreIsReleased)
 {
     m_connection = advise(m_sink);
     m_store = nullptr;
-    notify({fnevObjectCreated});
+    notifyAndPump({fnevObjectCreated});
     EXPECT_EQ(m_sink->count(), 1u);
     m_store = openStore(m_session);
     EXPECT_EQ(m_store->Unadvise(m_connection), S_OK);
@@ -120,7 +121,6 @@ TEST_F(AdviseTest, DeliversNothingMoreAfterUnadviseInsideOnNotify)
     EXPECT_THAT(m_sink->types(), ElementsAre(fnevObjectCreated));
     EXPECT_EQ(referencesInside, 2); // it was still being called
     EXPECT_EQ(m_sink->references(), 1);
-    EXPECT_EQ(notifyWindows(), 0u);
 }
 
 TEST_F(AdviseTest, ReleasesARawSinkOnlyWhenItHasReturned)
@@ -132,7 +132,7 @@ TEST_F(AdviseTest, ReleasesARawSinkOnlyWhenItHasReturned)
         std::thread([&] { EXPECT_EQ(m_store->Unadvise(m_connection), S_OK); }).join();
         referencesInside = m_sink->references();
     };
-    notify({fnevObjectCreated});
+    notifyAndPump({fnevObjectCreated});
     EXPECT_EQ(referencesInside, 2);
     EXPECT_EQ(m_sink->references(), 1);
 }
@@ -151,9 +151,9 @@ TEST_F(AdviseTest, LetsTheSinkCallMapi)
         EXPECT_THAT(dll.report(), testing::HasSubstr("MAPIAllocateBuffer: 1 block(s), 8 bytes")); // not OnNotify's
         dll.MAPIFreeBuffer(block);
     };
-    notify({fnevObjectCreated});
+    notifyAndPump({fnevObjectCreated});
     EXPECT_EQ(m_sink->count(), 1u);
-    notify({fnevObjectCreated});
+    notifyAndPump({fnevObjectCreated});
     EXPECT_EQ(m_sink->count(), 3u);
     EXPECT_EQ(m_store->Unadvise(m_connection), S_OK);
     EXPECT_EQ(m_store->Unadvise(second), S_OK);
@@ -163,7 +163,7 @@ TEST_F(AdviseTest, DeliversNothingAfterLogoff)
 {
     m_connection = advise(m_sink);
     EXPECT_EQ(m_session->Logoff(0, 0, 0), S_OK);
-    notify({fnevObjectCreated});
+    notifyAndPump({fnevObjectCreated});
     EXPECT_EQ(m_sink->count(), 0u);
     EXPECT_EQ(m_sink->references(), 2); // nobody has said Unadvise
     EXPECT_EQ(m_store->Unadvise(m_connection), MAPI_E_END_OF_SESSION);

@@ -1,6 +1,5 @@
 #include "tests/sandbox/NotifyTest.h"
 
-#include <chrono>
 #include <map>
 
 namespace sandboxtest
@@ -78,27 +77,6 @@ RecordingSinkPtr makeSink()
     return RecordingSinkPtr(new RecordingSink, false);
 }
 
-bool pumpUntil(const std::function<bool()>& condition)
-{
-    const auto end = std::chrono::steady_clock::now() + support::deadline;
-    while (!condition())
-    {
-        if (std::chrono::steady_clock::now() > end)
-            return false;
-        // Not all that the condition asks for comes as a message.
-        MsgWaitForMultipleObjects(0, nullptr, FALSE, 10, QS_ALLINPUT);
-        pumpOnce();
-    }
-    return true;
-}
-
-void pumpOnce()
-{
-    MSG message = {};
-    while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE) != FALSE)
-        DispatchMessageW(&message);
-}
-
 std::size_t notifyWindows()
 {
     std::size_t count = 0;
@@ -153,13 +131,19 @@ void NotifyTest::notify(std::initializer_list<ULONG> types)
     dll.inject("A", batch);
 }
 
+void NotifyTest::notifyAndPump(std::initializer_list<ULONG> types)
+{
+    notify(types);
+    pumpOnce();
+}
+
 std::string NotifyTest::refusedLine(const std::string& line)
 {
     const sandbox::Json before = list();
-    const std::size_t eventsBefore = m_events.size();
+    const std::size_t eventsBefore = events().size();
     const sandbox::Json answer = sandbox::Json::parse(dll.answer(line));
     EXPECT_EQ(list(), before);
-    EXPECT_EQ(m_events.size(), eventsBefore);
+    EXPECT_EQ(events().size(), eventsBefore);
     EXPECT_EQ(answer.at("ok"), false) << answer;
     return answer.value("error", "(not refused)");
 }

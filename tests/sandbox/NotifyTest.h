@@ -10,9 +10,14 @@
 #include "tests/sandbox/SandboxTest.h"
 #include "tests/support/FakeCom.h"
 #include "tests/support/Platform.h"
+#include "tests/support/Pump.h"
 
 namespace sandboxtest
 {
+using support::pumpDuring;
+using support::pumpOnce;
+using support::pumpUntil;
+
 constexpr ULONG allEvents = 0xFC;
 
 /// A client's own sink: remembers each call.
@@ -44,11 +49,6 @@ using RecordingSinkPtr = _com_ptr_t<_com_IIID<RecordingSink, &IID_IMAPIAdviseSin
 /// A new sink with one owner.
 [[nodiscard]] RecordingSinkPtr makeSink();
 
-/// Handles this thread's messages until the condition holds; false after the deadline.
-[[nodiscard]] bool pumpUntil(const std::function<bool()>& condition);
-/// Handles the messages that this thread's queue has now and those that they cause, and waits for none.
-void pumpOnce();
-
 /// The hidden windows of this process that deliver notifications.
 [[nodiscard]] std::size_t notifyWindows();
 
@@ -69,6 +69,8 @@ protected:
     ULONG_PTR advise(IMsgStore* store, IMAPIAdviseSink* sink, ULONG mask = allEvents);
     /// The first store sends one batch with a notification of each type, of the message A1.
     void notify(std::initializer_list<ULONG> types);
+    /// The same, and this thread, which initialised MAPI, handles it.
+    void notifyAndPump(std::initializer_list<ULONG> types);
 
     /// Asks, and gives the answer as it stands.
     sandbox::Json ask(const sandbox::Json& request) { return sandbox::Json::parse(dll.answer(request.dump())); }
@@ -79,11 +81,15 @@ protected:
     /// The identifier of the object with this path.
     [[nodiscard]] sandbox::Bytes idOf(const std::string& path);
 
-    /// Watches the first store with a sink that is called at once, until the test ends.
+    /// Watches the first store with a sink that is not wrapped, until the test ends.
     void watch(ULONG mask = allEvents);
     /// The events that the watching sink has got so far, each as "created <type> <id> in <parent> from <old> in <old
     /// parent>", and "|" between calls.
-    [[nodiscard]] const std::vector<std::string>& events() const { return m_events; }
+    [[nodiscard]] const std::vector<std::string>& events()
+    {
+        pumpOnce();
+        return m_events;
+    }
 
     void TearDown() override;
 

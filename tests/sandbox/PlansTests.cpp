@@ -208,7 +208,7 @@ TEST_F(PlansTest, CountsTheCallsOfASinkAsThoseOfAClient)
     };
     const ULONG_PTR connection = advise(sink);
     planBusy("IMAPIProp::GetProps");
-    notify({fnevObjectCreated});
+    notifyAndPump({fnevObjectCreated});
     EXPECT_EQ(inside, busy);
     EXPECT_EQ(m_store->Unadvise(connection), S_OK);
 }
@@ -252,6 +252,26 @@ TEST_F(PlansTest, DeliversWhatCameWhileTheCallWasHeld)
     ASSERT_EQ(sink->count(), 1u);
     EXPECT_EQ(sink->calls()[0].thread, GetCurrentThreadId());
     EXPECT_EQ(m_store->Unadvise(connection), S_OK);
+}
+
+TEST_F(PlansTest, WaitsForTheFirstThreadToPassOnWhatItIsToDeliver)
+{
+    const RecordingSinkPtr sink = makeSink();
+    dll.plan({{"method", "IMAPIProp::GetProps"}, {"hold", "gate"}, {"deliver", true}});
+    std::thread caller(
+        [&]
+        {
+            const IMAPIAdviseSinkPtr wrapper = wrap(sink);
+            const ULONG_PTR connection = advise(wrapper);
+            EXPECT_EQ(getProps(), S_OK);
+            EXPECT_EQ(sink->types(), (std::vector<ULONG>{fnevObjectCreated, fnevObjectDeleted}));
+            EXPECT_EQ(m_store->Unadvise(connection), S_OK);
+        });
+    dll.waitUntilHeld("gate");
+    notify({fnevObjectCreated});
+    notify({fnevObjectDeleted});
+    dll.release("gate");
+    pumpDuring([&] { caller.join(); });
 }
 
 TEST_F(PlansTest, DeliversInsideADelivery)

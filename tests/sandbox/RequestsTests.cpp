@@ -322,7 +322,7 @@ TEST_F(EditRequestsTest, ListsWhoWatches)
 TEST_F(EditRequestsTest, WaitsUntilItIsSo)
 {
     watch();
-    dll.request({{"do", "wait"}, {"for", "idle"}});
+    pumpDuring([this] { dll.request({{"do", "wait"}, {"for", "idle"}}); });
     dll.request({{"do", "wait"}, {"for", "advised"}, {"count", 1}});
     EXPECT_EQ(refused({{"do", "wait"}, {"for", "advised"}, {"count", 2}, {"timeout", 10}}),
               "after 10 ms there are fewer than 2 subscriptions");

@@ -19,6 +19,9 @@ namespace
 /// More than 32 bits, and none that a client can come by when it loses the upper ones.
 constexpr ULONG_PTR firstConnection = 0x500000001;
 
+/// How long a call that is to deliver waits for the first thread.
+constexpr std::chrono::seconds patience{5};
+
 [[nodiscard]] bool concerns(const Subscription& subscription, const StoreEvent& event)
 {
     return !event.heedsMasks || (event.type & subscription.mask) != 0;
@@ -59,20 +62,56 @@ private:
     std::uint64_t m_number;
 };
 
+/// A task that does nothing but say that its turn has come.
+class Delivery::Mark
+{
+public:
+    explicit Mark(std::shared_ptr<ThreadQueue> queue) : m_queue(std::move(queue))
+    {
+        m_queue->post(
+            [passed = m_passed]
+            {
+                *passed = true;
+                ThreadQueue::changes().notify();
+            });
+    }
+
+    [[nodiscard]] const std::shared_ptr<ThreadQueue>& queue() const noexcept { return m_queue; }
+    [[nodiscard]] bool isPast() const noexcept { return *m_passed || m_queue->isGone(); }
+
+private:
+    std::shared_ptr<ThreadQueue> m_queue;
+    std::shared_ptr<std::atomic<bool>> m_passed = std::make_shared<std::atomic<bool>>(false);
+};
+
 Delivery::Delivery()
 {
-    plans::deliverBy(
-        []
-        {
-            const ClientCall outside; // of the call that delivers
-            ThreadQueue::doWaitingTasks();
-        });
+    plans::deliverBy([] { instance().deliverToThisThread(); });
 }
 
 Delivery& Delivery::instance()
 {
     static Delivery& s_delivery = *new Delivery;
     return s_delivery;
+}
+
+void Delivery::begin()
+{
+    std::shared_ptr<ThreadQueue> queue = ThreadQueue::ofThisThread();
+    queue->attach();
+    const std::lock_guard lock(m_mutex);
+    m_first = std::move(queue);
+}
+
+void Delivery::end() noexcept
+{
+    std::shared_ptr<ThreadQueue> queue;
+    {
+        const std::lock_guard lock(m_mutex);
+        queue.swap(m_first);
+    }
+    queue->detach();
+    ThreadQueue::changes().notify();
 }
 
 ULONG_PTR Delivery::advise(std::shared_ptr<Store> store, ULONG mask, IMAPIAdviseSink* sink,
@@ -129,7 +168,9 @@ void Delivery::noteEndOfSession() noexcept
 
 void Delivery::send(const std::vector<StoreBatch>& batches)
 {
-    const Running running(*this);
+    const std::shared_ptr<ThreadQueue> first = firstQueue();
+    if (first == nullptr)
+        return;
     for (const StoreBatch& batch : batches)
     {
         for (const std::shared_ptr<Watcher>& watcher : watchersOf(*batch.store))
@@ -139,43 +180,37 @@ void Delivery::send(const std::vector<StoreBatch>& batches)
                                  [&](const StoreEvent& event) { return concerns(watcher->subscription, event); });
             if (events.empty())
                 continue;
-            if (watcher->queue == nullptr)
-                deliver(*watcher, events);
-            else
-                watcher->queue->post([this, watcher, events = std::move(events)] { deliver(*watcher, events); });
+            first->post([this, watcher, events = std::move(events), number = ++m_lastSent]
+                        { passOn(watcher, events, number); });
         }
     }
 }
 
 bool Delivery::waitUntilIdle(std::chrono::milliseconds timeout, HANDLE stop)
 {
-    struct Mark
+    using Queues = std::set<std::shared_ptr<ThreadQueue>>;
+    const auto markIn = [](const Queues& queues)
     {
-        std::shared_ptr<ThreadQueue> queue;
-        std::shared_ptr<std::atomic<bool>> passed;
+        return std::vector<Mark>(queues.begin(), queues.end());
     };
-    std::vector<Mark> marks;
-    for (const std::shared_ptr<ThreadQueue>& queue : watchedQueues())
+    const auto arePast = [](const std::vector<Mark>& marks, const Queues& watched)
     {
-        const auto passed = std::make_shared<std::atomic<bool>>(false);
-        marks.push_back({queue, passed});
-        queue->post(
-            [passed]
-            {
-                *passed = true;
-                ThreadQueue::changes().notify();
-            });
-    }
-    const auto isPast = [this](const Mark& mark)
-    {
-        return *mark.passed || mark.queue->isGone() || !watchedQueues().contains(mark.queue);
+        return std::ranges::all_of(marks,
+                                   [&](const Mark& mark) { return mark.isPast() || !watched.contains(mark.queue()); });
     };
-    // Every delivery that counts has begun once all marks are past.
+    const std::vector<Mark> first = markIn(watchedFirstQueue());
+    // What was on its way to other threads is there once the first one's mark is past.
+    std::optional<std::vector<Mark>> others;
+    // Every delivery that counts has begun once these are past.
     std::optional<std::uint64_t> last;
     return ThreadQueue::changes().waitUntil(
         [&]
         {
-            if (!last && !std::ranges::all_of(marks, isPast))
+            if (!others && !arePast(first, watchedFirstQueue()))
+                return false;
+            if (!others)
+                others = markIn(watchedQueues());
+            if (!last && !arePast(*others, watchedQueues()))
                 return false;
             const std::lock_guard lock(m_mutex);
             if (!last)
@@ -190,11 +225,53 @@ bool Delivery::waitUntilAdvised(std::size_t count, std::chrono::milliseconds tim
     return ThreadQueue::changes().waitUntil([&] { return subscriptions().size() >= count; }, timeout, stop);
 }
 
+/// For the call of a client.
+void Delivery::deliverToThisThread()
+{
+    if (!ThreadQueue::isThereForThisThread())
+        return;
+    const ClientCall outside;
+    waitUntilPassedOn();
+    ThreadQueue::doWaitingTasks();
+}
+
+/// Waits until what was sent so far has come to the threads of wrapped sinks; but not for ever, as the first thread may
+/// handle no messages, and not on that one, which does it itself.
+void Delivery::waitUntilPassedOn()
+{
+    const std::shared_ptr<ThreadQueue> first = firstQueue();
+    if (first == nullptr || first->isOfThisThread())
+        return;
+    const auto isDone = [&, last = m_lastSent.load()]
+    {
+        return m_lastPassedOn >= last || first->isGone() || !watchedFirstQueue().contains(first);
+    };
+    (void)ThreadQueue::changes().waitUntil(isDone, patience, nullptr);
+}
+
+/// On the first thread.
+void Delivery::passOn(const std::shared_ptr<Watcher>& watcher, const EventBatch& events, std::uint64_t number)
+{
+    const bool isForThisThread = watcher->queue == nullptr || watcher->queue->isOfThisThread();
+    if (!isForThisThread)
+        watcher->queue->post([this, watcher, events] { deliver(*watcher, events); });
+    m_lastPassedOn = std::max(m_lastPassedOn.load(), number);
+    ThreadQueue::changes().notify();
+    if (isForThisThread)
+        deliver(*watcher, events);
+}
+
 void Delivery::deliver(Watcher& watcher, const EventBatch& events)
 {
     const Running running(*this);
     if (!watcher.isOver())
         notifySink(watcher.gate, events);
+}
+
+std::shared_ptr<ThreadQueue> Delivery::firstQueue() const
+{
+    const std::lock_guard lock(m_mutex);
+    return m_first;
 }
 
 std::vector<std::shared_ptr<Delivery::Watcher>> Delivery::watchersOf(const Store& store) const
@@ -215,6 +292,16 @@ std::set<std::shared_ptr<ThreadQueue>> Delivery::watchedQueues() const
         if (watcher->queue != nullptr && !watcher->isOver())
             queues.insert(watcher->queue);
     }
+    return queues;
+}
+
+/// The first thread's, if there is one and anybody is advised; else none.
+std::set<std::shared_ptr<ThreadQueue>> Delivery::watchedFirstQueue() const
+{
+    std::set<std::shared_ptr<ThreadQueue>> queues;
+    if (!subscriptions().empty())
+        queues.insert(firstQueue());
+    queues.erase(nullptr);
     return queues;
 }
 } // namespace sandbox

@@ -3,6 +3,7 @@
 
 #include <windows.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -27,14 +28,22 @@ struct Subscription
     ULONG mask = 0;
 };
 
-/// All subscriptions of the process. A wrapped sink (HrThisThreadAdviseSink) is called on the thread that wrapped it, by
-/// the window procedure of a hidden window, while that thread handles its messages; any other sink on the thread that
-/// calls `send`. A call that is planned to deliver (Plan::deliver) does that for its own thread. Used by any thread; never called with a mailbox locked.
+/// All subscriptions of the process. Every notification comes to a hidden window of the thread that was the first to
+/// initialise the runtime. When that thread handles its messages, it calls the sink, or, if the sink is wrapped
+/// (HrThisThreadAdviseSink) by another thread, passes the notification on to a hidden window of that one. A call that is
+/// planned to deliver (Plan::deliver) does both for its own thread. Used by any thread; never called with a mailbox locked.
 class Delivery
 {
 public:
     /// The one of this process; never destroyed.
     [[nodiscard]] static Delivery& instance();
+
+    /// To be called by the thread that initialises the runtime when nobody has: makes the window. Throws MapiFailure or
+    /// std::bad_alloc.
+    void begin();
+    /// To be called by any thread when nobody has the runtime initialised any more: what is on its way is dropped, and the
+    /// window goes, at the latest when its thread handles its messages or ends.
+    void end() noexcept;
 
     /// IMsgStore::Advise: takes a reference on the sink and gives the connection's number.
     /// @param queue   by which the thread of a wrapped sink is reached; null for any other sink.
@@ -52,11 +61,12 @@ public:
     void noteEndOfSession() noexcept;
 
     /// Hands each batch to those whom it concerns, each getting the events that pass its mask, in order, in one
-    /// call of OnNotify. For wrapped sinks it only posts.
+    /// call of OnNotify. Only posts; nothing if there is no window.
     void send(const std::vector<StoreBatch>& batches);
 
-    /// Waits until every notification posted so far has been delivered, its handler has returned, and each thread with a
-    /// wrapped sink that is advised has since looked at its queue. False after `timeout`, or when `stop` is signalled.
+    /// Waits until every notification posted so far has been delivered, its handler has returned, and, if anybody is
+    /// advised, the window's thread, and then each thread with a wrapped sink that is advised, has since looked at its
+    /// queue. False after `timeout`, or when `stop` is signalled.
     [[nodiscard]] bool waitUntilIdle(std::chrono::milliseconds timeout, HANDLE stop);
     /// Waits until there are at least so many subscriptions.
     [[nodiscard]] bool waitUntilAdvised(std::size_t count, std::chrono::milliseconds timeout, HANDLE stop);
@@ -64,13 +74,23 @@ public:
 private:
     struct Watcher;
     class Running;
+    class Mark;
 
     Delivery();
+    void deliverToThisThread();
+    void waitUntilPassedOn();
+    void passOn(const std::shared_ptr<Watcher>& watcher, const EventBatch& events, std::uint64_t number);
     void deliver(Watcher& watcher, const EventBatch& events);
+    [[nodiscard]] std::shared_ptr<ThreadQueue> firstQueue() const;
     [[nodiscard]] std::vector<std::shared_ptr<Watcher>> watchersOf(const Store& store) const;
     [[nodiscard]] std::set<std::shared_ptr<ThreadQueue>> watchedQueues() const;
+    [[nodiscard]] std::set<std::shared_ptr<ThreadQueue>> watchedFirstQueue() const;
 
-    mutable std::mutex m_mutex; // guards all below
+    std::atomic<std::uint64_t> m_lastSent{0};
+    std::atomic<std::uint64_t> m_lastPassedOn{0}; // in the order in which they were sent; written by the first thread
+
+    mutable std::mutex m_mutex;           // guards all below
+    std::shared_ptr<ThreadQueue> m_first; // of the thread that initialised first; null while nobody has
     std::vector<std::shared_ptr<Watcher>> m_watchers;
     ULONG_PTR m_advised = 0;
     std::uint64_t m_lastRun = 0;

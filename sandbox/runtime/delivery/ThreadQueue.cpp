@@ -133,6 +133,11 @@ void ThreadQueue::post(Task task)
     askForTurn();
 }
 
+bool ThreadQueue::isThereForThisThread() noexcept
+{
+    return Registry::instance().find(GetCurrentThreadId()) != nullptr;
+}
+
 void ThreadQueue::doWaitingTasks() noexcept
 {
     const std::shared_ptr<ThreadQueue> queue = Registry::instance().find(GetCurrentThreadId());

@@ -38,6 +38,7 @@ public:
     /// @param task  throws nothing.
     void post(Task task);
 
+    [[nodiscard]] static bool isThereForThisThread() noexcept;
     /// Does now what tasks the calling thread's queue has at this moment, in their order; nothing if it has no queue. Those
     /// that come meanwhile wait for their turns.
     static void doWaitingTasks() noexcept;

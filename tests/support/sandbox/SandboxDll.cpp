@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "tests/support/Platform.h"
+#include "tests/support/Pump.h"
 
 namespace sandboxtest
 {
@@ -99,7 +100,7 @@ void SandboxDll::inject(const std::string& store, const Json& notification) cons
 
 void SandboxDll::waitUntilIdle() const
 {
-    wait({{"for", "idle"}});
+    support::pumpDuring([this] { wait({{"for", "idle"}}); });
 }
 
 void SandboxDll::waitUntilAdvised(std::size_t count) const

@@ -52,7 +52,7 @@ public:
     /// @param store  its path: its display name.
     /// @param notification  a raw notification, or a list of them, which comes as one batch.
     void inject(const std::string& store, const nlohmann::json& notification) const;
-    /// Each waits at most as long as tests ever wait.
+    /// Each waits at most as long as tests ever wait, and the first one handles the calling thread's messages meanwhile.
     void waitUntilIdle() const;
     void waitUntilAdvised(std::size_t count) const;
     void waitUntilHeld(const std::string& hold) const;
