@@ -287,6 +287,25 @@ INSTANTIATE_TEST_SUITE_P(
 
 // ---- The last call -----------------------------------------------------------------------------------------------------
 
+TEST_F(HeldWorkerTest, WaitsInVainForWhatTheMainThreadWouldHaveToPassOn)
+{
+    startLive(mailbox(plansFor({})));
+    ask({{"do", "plan"}, {"method", "IMsgStore::Unadvise"}, {"hold", "call"}, {"deliver", true}});
+    const auto logged = static_cast<std::ptrdiff_t>(readLog(logFile()).size());
+    ASSERT_TRUE(agent().postToWindow(WM_CLOSE));
+    ASSERT_TRUE(waitForLog("Shutdown...")); // from here on the main thread handles no messages
+    ask({{"do", "wait"}, {"for", "held"}, {"hold", "call"}});
+    ask(inject({{.event = 8, .id = nobody, .parent = folderId(1, firstFolder)}}));
+    ask({{"do", "release"}, {"hold", "call"}});
+    AgentRun run = finish();
+    run.log.erase(run.log.begin(), run.log.begin() + logged);
+    run.messages.erase(run.messages.begin()); // the snapshot
+    expectRun(
+        run,
+        joined(
+            {closeRequest, tryFast, sessionClosed, {"Unadvise hr = " + std::string(sessionEnded)}, workerDone, done}));
+}
+
 TEST_F(HeldWorkerTest, LogsAnUnadviseThatFails)
 {
     startLive(mailbox(plansFor({{R"("method": "IMsgStore::Unadvise")", "0x80040115"}})));
