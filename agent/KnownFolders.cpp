@@ -31,9 +31,12 @@ void KnownFolders::insert(EntryId entryId)
 
 bool KnownFolders::erase(const Member& member)
 {
-    const bool isMember = std::erase(m_members, member) != 0;
-    m_changes += isMember;
-    return isMember;
+    const auto found = std::ranges::find(m_members, member);
+    if (found == m_members.end())
+        return false;
+    m_members.erase(found);
+    ++m_changes;
+    return true;
 }
 
 void KnownFolders::clear() noexcept
