@@ -140,8 +140,12 @@ test('the tests and links that the pages name are there', () => {
       const [fixture, one] = name.split('.');
       assert.match(sources, new RegExp(`TEST_[FP]\\(${fixture}, ${one || '\\w+'}\\)`), `${page} names ${name}`);
     }
-    for (const [, link] of text.matchAll(/\]\(([^)#]*)(?:#[^)]*)?\)/g)) {
-      assert.ok(fs.existsSync(path.join(DOCS, link)), `${page} links to ${link}`);
+    for (const [, file, place] of text.matchAll(/\]\(([^)#]*)(?:#([^)]*))?\)/g)) {
+      const target = path.join(DOCS, file || page);
+      assert.ok(fs.existsSync(target), `${page} links to ${file}`);
+      const headings = place === undefined ? [] : [...fs.readFileSync(target, 'utf8').matchAll(/^#+ (.*)$/gm)];
+      const places = headings.map(([, heading]) => heading.toLowerCase().replace(/[^\w -]/g, '').replace(/ /g, '-'));
+      assert.ok(place === undefined || places.includes(place), `${page} links to #${place}`);
     }
   }
 });

@@ -1,13 +1,19 @@
 // What docs/wire-protocol.md asks of a host, and what becomes of hosts that do otherwise.
+#include <windows.h>
+
+#include <sddl.h>
+
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <functional>
 #include <map>
+#include <string>
 #include <thread>
-
-#include <sddl.h>
+#include <utility>
+#include <vector>
 
 #include "tests/endtoend/AgentLog.h"
 #include "tests/endtoend/AgentProcess.h"
