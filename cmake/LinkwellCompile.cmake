@@ -1,3 +1,8 @@
+if(LINKWELL_LINT) # a program, too, is an empty file: what is to be there before a source is read
+    set(CMAKE_CXX_LINK_EXECUTABLE "${CMAKE_COMMAND} -E touch <TARGET>")
+    set(CMAKE_CXX_CREATE_SHARED_LIBRARY "${CMAKE_COMMAND} -E touch <TARGET> <TARGET_IMPLIB>")
+endif()
+
 # linkwell_compile(<target>): how every target of this project is compiled: C++20 without extensions, wide characters
 # in the Windows headers, and, with GCC and clang, warnings as errors and no path of the build machine in what is built.
 #
@@ -24,6 +29,9 @@ function(linkwell_compile target)
             "-ffile-prefix-map=${PROJECT_SOURCE_DIR}/="
             "-ffile-prefix-map=${PROJECT_BINARY_DIR}/="
             "-ffile-prefix-map=${CMAKE_CURRENT_SOURCE_DIR}/=")
+        if(LINKWELL_LINT)
+            target_compile_options(${target} PRIVATE -Wshadow-all) # most of it Visual C++ warns of, too
+        endif()
     endif()
 endfunction()
 

@@ -54,12 +54,12 @@ private:
 {
     return support::hookImport<"WriteFile">(
         WriteFile,
-        [text, action = std::move(action)](auto original, HANDLE file, LPCVOID data, DWORD size, LPDWORD written,
-                                           LPOVERLAPPED overlapped)
+        [text, act = std::move(action)](auto original, HANDLE file, LPCVOID data, DWORD size, LPDWORD written,
+                                        LPOVERLAPPED overlapped)
         {
             const BOOL result = original(file, data, size, written, overlapped);
             if (std::string_view(static_cast<const char*>(data), size).ends_with(text))
-                action();
+                act();
             return result;
         });
 }

@@ -92,9 +92,9 @@ class RuntimeFunction
 public:
     template <class Function>
     RuntimeFunction(std::string name, Function* function)
-        : m_hook([name = std::move(name), found = reinterpret_cast<FARPROC>(reinterpret_cast<void (*)()>(function))](
+        : m_hook([known = std::move(name), found = reinterpret_cast<FARPROC>(reinterpret_cast<void (*)()>(function))](
                      auto original, HMODULE module, LPCSTR wanted)
-                 { return name == wanted ? found : original(module, wanted); })
+                 { return known == wanted ? found : original(module, wanted); })
     {
         ++mapi::mapiGeneration;
     }

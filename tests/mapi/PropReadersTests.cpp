@@ -1,5 +1,7 @@
 #include "agent/mapi/PropReaders.h"
 
+#include <limits>
+
 #include "mapiabi/MapiTags.h"
 #include "tests/mapi/MapiTest.h"
 #include "tests/support/MapiMocks.h"
@@ -47,9 +49,10 @@ TEST_F(PropReadersTest, AccessorsGiveTheMemberOfTheirType)
     EXPECT_EQ(BinaryAccessor::read(&binaryValue).lpb, bytes);
 
     SPropValue longValue = makeValue(PR_OBJECT_TYPE);
-    longValue.Value.l = MINLONG;
-    EXPECT_EQ(LongAccessor::read(&longValue), MINLONG);
-    EXPECT_EQ(LongReader::read(&longValue), MINLONG);
+    constexpr LONG least = std::numeric_limits<LONG>::min();
+    longValue.Value.l = least;
+    EXPECT_EQ(LongAccessor::read(&longValue), least);
+    EXPECT_EQ(LongReader::read(&longValue), least);
 }
 
 TEST_F(PropReadersTest, ThrowForNullUnderTheirOwnNames)

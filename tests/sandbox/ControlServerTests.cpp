@@ -152,7 +152,7 @@ TEST_F(ControlServerTest, GivesLongAnswersWhole)
 {
     start([](const std::string& request, HANDLE) { return std::string(std::stoul(request), 'y'); });
     Client client(path());
-    for (const std::size_t size : {65'535, 65'536, 65'537, 1'000'000})
+    for (const std::size_t size : {65'535U, 65'536U, 65'537U, 1'000'000U})
         EXPECT_EQ(client.ask(std::to_string(size)), std::string(size, 'y'));
 }
 

@@ -24,8 +24,8 @@ public:
     /// @param answer  called on the server's thread.
     explicit RecordingHandler(Answer answer) : m_answer(std::move(answer)) {}
     /// The same answer to all.
-    explicit RecordingHandler(std::string answer)
-        : m_answer([answer = std::move(answer)](const std::string&, HANDLE) { return answer; })
+    explicit RecordingHandler(std::string text)
+        : m_answer([answer = std::move(text)](const std::string&, HANDLE) { return answer; })
     {
     }
 

@@ -180,8 +180,8 @@ void Delivery::send(const std::vector<StoreBatch>& batches)
                                  [&](const StoreEvent& event) { return concerns(watcher->subscription, event); });
             if (events.empty())
                 continue;
-            first->post([this, watcher, events = std::move(events), number = ++m_lastSent]
-                        { passOn(watcher, events, number); });
+            first->post([this, watcher, held = std::move(events), number = ++m_lastSent]
+                        { passOn(watcher, held, number); });
         }
     }
 }
