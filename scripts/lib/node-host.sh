@@ -12,7 +12,7 @@ install_node_host()
     if [[ -f $NODE_FOR_WINDOWS && $installed -nt $NODE_HOST_DIR/package-lock.json ]]; then
         return
     fi
-    step "Installing Node.js for Windows (npm, about 20 MB)"
+    step "Installing Node.js for Windows and TypeScript (npm, about 25 MB)"
     # The package is for Windows, where it runs in the end; --force has npm install it here.
     run_logged "$LINKWELL_BUILD/npm.log" \
         npm --prefix "$NODE_HOST_DIR" ci --force --no-audit --no-fund ||

@@ -7,8 +7,8 @@ const { printable } = require('../../hosts/node/lib/print');
 
 /** A message as it came through the pipe: "⏎" stands for its line feeds, codes for other control characters. */
 function formatMessage({ bytes, operation, kind, index, total, items }) {
-  const lines = [`2;${operation};${kind};${index};${total}`, ...items.map(({ text }) => text)];
-  return `message of ${bytes} bytes\n    ${lines.map(printable).join('⏎\n    ')}`;
+  const text = [`2;${operation};${kind};${index};${total}`, ...items.map((item) => item.text)].join('\n');
+  return `message of ${bytes} bytes\n    ${text.split('\n').map(printable).join('⏎\n    ')}`;
 }
 
 function formatLine(line) {

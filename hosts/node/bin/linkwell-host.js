@@ -2,8 +2,8 @@
 // linkwell-host: serves the agent's pipe and prints what arrives.
 'use strict';
 
-const fs = require('fs');
-const { DEFAULT_MAX_MESSAGE_BYTES, LinkwellHost, PIPE_PATH } = require('../linkwell-host');
+const { ContactStore, DEFAULT_MAX_MESSAGE_BYTES, LinkwellHost, OptionError, PIPE_PATH } = require('../linkwell-host');
+const { Output, fileWriter, standardOutputWriter } = require('../lib/output');
 const { formatJson, formatMessage, printable } = require('../lib/print');
 
 const USAGE = `Usage: linkwell-host [options]
@@ -20,10 +20,15 @@ Options:
   --help             show this text
 
 The first line, "Listening on ...", says that the agent can connect. Ctrl+C ends
-the host. Exit status: 0, 1 when the pipe can't be served, 2 for wrong options.
+the host. An output that is closed, full or not read does not. Exit status: 0;
+1 when the pipe can't be served, or something could not be written; 2 for wrong
+options.
 `;
 
-const BATCH_LENGTH = 64 * 1024;
+/** How long a message waits for an output that takes nothing: the agent does nothing else meanwhile. */
+const OUTPUT_PATIENCE_MILLISECONDS = 2000;
+
+const TEXT_SHOWN = 200;
 
 class UsageError extends Error {}
 
@@ -58,33 +63,49 @@ function parseOptions(args) {
   return options;
 }
 
-/** Hands the pieces of a text on to `write`, not one by one, as a large message has hundreds of thousands. */
-function writePieces(pieces, write) {
-  let batch = '';
-  for (const piece of pieces) {
-    batch += piece;
-    if (batch.length >= BATCH_LENGTH) {
-      write(batch);
-      batch = '';
-    }
-  }
-  write(batch);
+function complain(text) {
+  process.stderr.write(`linkwell-host: ${text}\n`);
 }
 
 /** Writes an event where the options want it. The record is on file before the message is answered. */
 function makeWriter(options) {
-  const record = options.record === null ? null : fs.openSync(options.record, 'a');
-  return (event, textPieces) => {
-    if (record !== null) {
-      writePieces(formatJson(event), (batch) => fs.writeSync(record, batch));
+  const open = (what, writer, patience) => new Output(writer, {
+    patience,
+    onError: (error) => {
+      process.exitCode = 1;
+      complain(`${what} can't be written: ${error.message}; going on`);
+    },
+  });
+  const record = options.record === null ? null : open('the record', fileWriter(options.record));
+  const output = open('the output', standardOutputWriter(), OUTPUT_PATIENCE_MILLISECONDS);
+  return async (event, textPieces) => {
+    await record?.put(formatJson(event));
+    const count = output.takeSkipped();
+    if (count > 0) {
+      const notice = `=== ${count} event(s) are not shown: the output was not read\n`;
+      await output.put(options.json ? formatJson({ event: 'skipped', count }) : [notice]);
     }
-    writePieces(options.json ? formatJson(event) : textPieces, (batch) => process.stdout.write(batch));
+    await output.put(options.json ? formatJson(event) : textPieces);
   };
 }
 
+/** An error of the host as an event. What is not told of it can be found by its code. */
+function errorEvent(error) {
+  const { code, message, text } = error;
+  return text === undefined ? { event: 'error', code, reason: message } : { event: 'error', code, reason: message, text };
+}
+
+function* formatError({ message, text }) {
+  yield `=== ${printable(message)}\n`;
+  if (text !== undefined) {
+    yield `    ${printable(text.length > TEXT_SHOWN ? `${text.slice(0, TEXT_SHOWN)}...` : text)}\n`;
+  }
+}
+
 async function run(options) {
-  const write = makeWriter(options);
   const host = new LinkwellHost(options.host);
+  const write = makeWriter(options);
+  const store = new ContactStore();
   let answered = 0;
 
   let closing = false;
@@ -94,7 +115,8 @@ async function run(options) {
     }
     closing = true;
     await host.close();
-    write({ event: 'closed', answered }, [`Closed after ${answered} message(s).\n`]);
+    await write({ event: 'closed', answered }, [`Closed after ${answered} message(s).\n`]);
+    process.exit();
   };
   const countAnswered = () => {
     answered += 1;
@@ -103,33 +125,28 @@ async function run(options) {
     }
   };
 
-  host.on('message', (message, bytes) => {
-    write({ event: 'message', bytes, ...message }, formatMessage(message, bytes));
+  host.on('message', async (message) => {
+    const change = await store.apply(message);
+    const { bytes, ...rest } = message;
+    await write({ event: 'message', bytes, ...rest }, formatMessage(message, change));
     countAnswered();
   });
-  host.on('malformed', (reason, text) => {
-    const start = printable(text.length > 200 ? `${text.slice(0, 200)}...` : text);
-    write({ event: 'malformed', reason, text }, [`=== malformed message: ${reason}\n    ${start}\n`]);
-    countAnswered();
-  });
-  host.on('oversized', (reason) => {
-    write({ event: 'oversized', reason }, [`=== connection cut: ${reason}\n`]);
-  });
-  host.on('incomplete', (received, expected) => {
-    const of = expected === null ? 'the length field was not complete' : `4 + ${expected} were announced`;
-    write({ event: 'incomplete', received, expected }, [`=== the agent went after ${received} bytes; ${of}\n`]);
-  });
-  host.on('connectionError', (error) => {
-    write({ event: 'connectionError', reason: error.message }, [`=== connection broken: ${error.message}\n`]);
+  host.on('error', (error) => {
+    write(errorEvent(error), formatError(error));
+    if (error.text !== undefined) { // a header that can't be read: the message is answered
+      countAnswered();
+    }
   });
 
-  process.once('SIGINT', close);
-  process.once('SIGTERM', close);
+  for (const signal of ['SIGINT', 'SIGTERM', 'SIGHUP', 'SIGBREAK']) {
+    process.once(signal, close);
+  }
   await host.listen();
-  write({ event: 'listening', pipe: host.pipe }, [`Listening on ${host.pipe}\n`]);
+  await write({ event: 'listening', pipe: host.pipe }, [`Listening on ${host.pipe}\n`]);
 }
 
 async function main() {
+  process.stderr.on('error', () => {}); // there is nowhere left to complain
   const options = parseOptions(process.argv.slice(2));
   if (options.help) {
     process.stdout.write(USAGE);
@@ -139,8 +156,8 @@ async function main() {
 }
 
 main().catch((error) => {
-  const wrongOption = error instanceof UsageError || error instanceof RangeError;
-  process.stderr.write(`linkwell-host: ${error.message}\n`);
+  const wrongOption = error instanceof UsageError || error instanceof OptionError;
+  complain(error.message);
   if (wrongOption) {
     process.stderr.write('Try: linkwell-host --help\n');
   }

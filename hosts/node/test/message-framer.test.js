@@ -2,21 +2,28 @@
 
 const assert = require('assert/strict');
 const { test } = require('node:test');
-const { MessageFramer, OversizedMessageError } = require('../lib/message-framer');
+const { OversizedMessageError } = require('linkwell-host');
+const { MessageFramer } = require('../lib/message-framer');
+const { framed } = require('../support/agents');
 
 const LIMIT = 1000;
 
-function framed(...texts) {
-  return Buffer.concat(texts.map((text) => {
-    const body = Buffer.from(text, 'utf8');
-    const head = Buffer.alloc(4);
-    head.writeUInt32BE(body.length);
-    return Buffer.concat([head, body]);
-  }));
+/** The bodies that are whole, and the last one as far as it has come. */
+function pushAll(framer, chunks) {
+  const texts = [];
+  let parts = [];
+  for (const { bytes, last } of chunks.flatMap((chunk) => [...framer.push(chunk)])) {
+    parts.push(bytes);
+    if (last) {
+      texts.push(Buffer.concat(parts).toString('utf8'));
+      parts = [];
+    }
+  }
+  return texts;
 }
 
-function pushAll(framer, chunks) {
-  return chunks.flatMap((chunk) => [...framer.push(chunk)].map((body) => body.toString('utf8')));
+function framedAll(...texts) {
+  return Buffer.concat(texts.map(framed));
 }
 
 test('hands out the text of the wire protocol\'s example', () => {
@@ -37,7 +44,7 @@ test('reads a length above 2 GB as a positive number', () => {
 });
 
 test('gives the same messages wherever two of them are cut into two chunks', () => {
-  const bytes = framed('Anna Berg;Жанна', '山田 太郎');
+  const bytes = framedAll('Anna Berg;Жанна', '山田 太郎');
   for (let cut = 0; cut <= bytes.length; cut += 1) {
     const texts = pushAll(new MessageFramer(LIMIT), [bytes.subarray(0, cut), bytes.subarray(cut)]);
     assert.deepEqual(texts, ['Anna Berg;Жанна', '山田 太郎'], `cut at ${cut}`);
@@ -45,18 +52,18 @@ test('gives the same messages wherever two of them are cut into two chunks', () 
 });
 
 test('gives the same messages when every byte comes by itself', () => {
-  const bytes = framed('first', '', '👩‍💻');
+  const bytes = framedAll('first', '', '👩‍💻');
   const chunks = Array.from(bytes, (byte) => Buffer.from([byte]));
   assert.deepEqual(pushAll(new MessageFramer(LIMIT), chunks), ['first', '', '👩‍💻']);
 });
 
 test('hands out each of several messages in one chunk, and keeps the start of the next', () => {
   const framer = new MessageFramer(LIMIT);
-  const bytes = framed('one', 'two', 'three');
+  const bytes = framedAll('one', 'two', 'three');
   assert.deepEqual(pushAll(framer, [bytes.subarray(0, bytes.length - 2)]), ['one', 'two']);
   assert.equal(framer.pendingBytes, 4 + 3);
   assert.equal(framer.expectedBytes, 5);
-  assert.deepEqual(pushAll(framer, [bytes.subarray(bytes.length - 2)]), ['three']);
+  assert.deepEqual([...framer.push(bytes.subarray(bytes.length - 2))], [{ bytes: Buffer.from('ee'), last: true }]);
   assert.equal(framer.pendingBytes, 0);
   assert.equal(framer.expectedBytes, null);
 });
@@ -77,9 +84,16 @@ test('hands out what stands before a refused length', () => {
   const framer = new MessageFramer(4);
   const seen = [];
   assert.throws(() => {
-    for (const body of framer.push(framed('ok', 'too long'))) {
-      seen.push(body.toString());
+    for (const { bytes } of framer.push(framedAll('ok', 'too long'))) {
+      seen.push(bytes.toString());
     }
   }, OversizedMessageError);
   assert.deepEqual(seen, ['ok']);
+});
+
+test('hands out a body as it comes, and keeps nothing of it', () => {
+  const framer = new MessageFramer(LIMIT);
+  const bytes = framed('in two parts');
+  assert.deepEqual([...framer.push(bytes.subarray(0, 7))], [{ bytes: Buffer.from('in '), last: false }]);
+  assert.deepEqual([...framer.push(bytes.subarray(7))], [{ bytes: Buffer.from('two parts'), last: true }]);
 });

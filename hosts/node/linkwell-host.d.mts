@@ -1,0 +1,2 @@
+// linkwell-host.d.mts: the same for import.
+export * from './linkwell-host.js';

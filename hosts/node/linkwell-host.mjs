@@ -1,0 +1,23 @@
+// linkwell-host.mjs: the same for import. There is one copy of everything, whichever way it is asked for.
+export {
+  Agent,
+  AgentError,
+  CONTACT_FIELDS,
+  ClosedError,
+  ConnectionError,
+  ContactStore,
+  DEFAULT_MAX_MESSAGE_BYTES,
+  HandlerError,
+  IncompleteMessageError,
+  LinkwellError,
+  LinkwellHost,
+  MalformedMessageError,
+  OptionError,
+  OversizedMessageError,
+  PIPE_PATH,
+  PipeError,
+  StateError,
+  closeAgent,
+  launchAgent,
+  parseMessage,
+} from './linkwell-host.js';
