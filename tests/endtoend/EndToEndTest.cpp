@@ -98,7 +98,7 @@ void EndToEndTest::serveHostWithoutSpareInstance()
 {
     auto options = hostOptions();
     options.spareInstance = false;
-    options.defaultTimeout = 100; // what the agent waits for a second instance
+    options.defaultTimeout = 500; // what the agent waits for a second instance, and the host has to read the message
     m_host = std::make_unique<support::PipeServer>(std::move(options));
 }
 
