@@ -53,7 +53,7 @@ public:
     void giveBack() noexcept { ::operator delete(std::exchange(m_block, nullptr)); }
 
 private:
-    void* m_block = ::operator new(64 * 1024, std::nothrow); // null: there is none even now
+    void* m_block = ::operator new(0x10000, std::nothrow); // null: there is none even now
 };
 
 /// For what composes a record: without memory for it that record is lost, and nothing else.

@@ -73,7 +73,7 @@ void ContactWatcher::onNotification(ULONG count, const NOTIFICATION* notificatio
         utilities::checkHresult(function, MAPI_E_INVALID_PARAMETER);
     // All of it is copied before MAPI is called, which may hand over another batch inside.
     std::vector<ObjectNotification> batch;
-    for (ULONG index = 0; index < count; ++index)
+    for (ULONG index = 0; notifications != nullptr && index < count; ++index)
     {
         if (mayCount(notifications[index]))
             batch.push_back(copyOf(notifications[index]));

@@ -1,10 +1,12 @@
 #include "utilities/Exception.h"
 
+#include <utility>
+
 #include "utilities/Failure.h"
 
 namespace utilities
 {
-exception::exception(const std::wstring& message) : text(message) {}
+exception::exception(std::wstring message) : text(std::move(message)) {}
 
 exception::exception(const char* message) : text(toWide(message)) {}
 

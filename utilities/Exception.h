@@ -10,8 +10,7 @@ namespace utilities
 class exception
 {
 public:
-    /// Takes a copy of the message.
-    explicit exception(const std::wstring& message);
+    explicit exception(std::wstring message);
     /// Converts the message with `toWide`. For `narrow_cast`, which has no wide text at hand.
     explicit exception(const char* message);
     exception(const exception&) = default;

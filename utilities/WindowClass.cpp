@@ -1,8 +1,10 @@
 #include "utilities/WindowClass.h"
 
+#include <utility>
+
 namespace utilities
 {
-WindowClass::WindowClass(const std::wstring& name) : className(name) {}
+WindowClass::WindowClass(std::wstring name) : className(std::move(name)) {}
 
 WindowClass::~WindowClass()
 {

@@ -13,8 +13,8 @@ namespace utilities
 class WindowClass : private noncopyable
 {
 public:
-    /// Takes a copy of the class name; registers nothing.
-    explicit WindowClass(const std::wstring& name);
+    /// Takes the class name; registers nothing.
+    explicit WindowClass(std::wstring name);
     virtual ~WindowClass();
 
     std::wstring className;

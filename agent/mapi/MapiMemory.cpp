@@ -32,7 +32,7 @@ void* allocateElements(ULONG count, std::size_t elementSize, void* parent, std::
     if (count == 0)
         return nullptr;
 
-    const ULONG size = utilities::narrow_cast<ULONG>(std::uint64_t{count} * elementSize);
+    const auto size = utilities::narrow_cast<ULONG>(std::uint64_t{count} * elementSize);
     void* block = nullptr;
     const SCODE result = parent != nullptr ? MAPIAllocateMore(size, parent, &block) : MAPIAllocateBuffer(size, &block);
     if (result != S_OK || block == nullptr)

@@ -10,7 +10,7 @@ PropTagArray::PropTagArray(std::span<const ULONG> tags)
     constexpr std::wstring_view function = L"mapi::PropTagArray::PropTagArray";
     if (tags.empty())
         utilities::checkHresult(function, MAPI_E_INVALID_PARAMETER);
-    const ULONG count = utilities::narrow_cast<ULONG>(tags.size());
+    const auto count = utilities::narrow_cast<ULONG>(tags.size());
     reset(allocate<SPropTagArray>(count));
     get()->cValues = count;
     for (std::size_t index = 0; index < tags.size(); ++index)

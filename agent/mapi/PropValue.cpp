@@ -14,7 +14,7 @@ namespace
 {
     if (source == nullptr)
         return nullptr;
-    const ULONG size = utilities::narrow_cast<ULONG>(std::wcslen(source) + 1);
+    const auto size = utilities::narrow_cast<ULONG>(std::wcslen(source) + 1);
     const auto copy = allocate<wchar_t>(size, owner);
     std::wmemcpy(copy, source, size);
     return copy;

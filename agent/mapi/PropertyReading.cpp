@@ -43,6 +43,7 @@ HRESULT getNamedPropertyTags(std::initializer_list<LONG> numbers, IMAPIPropPtr o
         names.push_back(name);
     }
     std::vector<MAPINAMEID*> pointers;
+    pointers.reserve(names.size());
     for (MAPINAMEID& name : names)
         pointers.push_back(&name);
 
