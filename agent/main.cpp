@@ -2,7 +2,7 @@
 
 #include <windows.h>
 
-#include <stdlib.h>
+#include <cstdlib>
 
 #include "agent/CommandLine.h"
 #include "agent/MainWindow.h"

@@ -1,7 +1,7 @@
 // The process entry where no log and no exit value show it.
 #include <windows.h>
 
-#include <stdlib.h>
+#include <cstdlib>
 
 #include <gtest/gtest.h>
 
