@@ -32,6 +32,11 @@ die()
     exit 1
 }
 
+# The resource compiler hands paths to a shell as they stand.
+if [[ $LINKWELL_ROOT == *[\&\(\)\'\"\$\`\;\|\<\>\\]* ]]; then
+    die "$LINKWELL_ROOT: the resource compiler can't take & ( ) ' \" \$ \` ; | < > \\ in a path; move the repository"
+fi
+
 # run_logged LOG COMMAND...: runs a long command with its output in a file, says every ten seconds that it still
 # runs, and shows the end of the file when it fails. Gives the command's exit status.
 run_logged()
