@@ -158,7 +158,7 @@ export interface LaunchOptions {
   /** Its arguments, such as `/log=C:\\path\\agent.log`. */
   args?: readonly string[];
   env?: NodeJS.ProcessEnv;
-  /** The closing tool; by default `linkwell_closeagent.exe` beside the agent. */
+  /** The closing tool; by default `linkwell-closeagent.exe` beside the agent. */
   closeTool?: string;
   /** When it is aborted, the agent is closed in order. */
   signal?: AbortSignal;
@@ -188,7 +188,7 @@ export class Agent extends EventEmitter {
   /**
    * Has it closed in order by the closing tool, and resolves when it has ended. It is never killed: where it has not
    * ended by the timeout (milliseconds, 65000 by default), this rejects with AgentError, and it runs on. The tool closes
-   * whichever agent it finds, so where several run, others may be closed, too.
+   * all agents of the user's session.
    */
   close(options?: { timeout?: number }): Promise<AgentExit>;
 
@@ -197,8 +197,8 @@ export class Agent extends EventEmitter {
 }
 
 /**
- * Has an agent closed by the closing tool, such as one that an earlier host has left. Resolves to whether one ran, when it
- * has ended; rejects with AgentError when it does not end, or the tool can't be run.
+ * Has all agents of the user's session closed by the closing tool, such as one that an earlier host has left. Resolves to
+ * whether one ran, when they have ended; rejects with AgentError when one does not end, or the tool can't be run.
  */
 export function closeAgent(options: { closeTool: string; timeout?: number }): Promise<boolean>;
 

@@ -8,7 +8,7 @@ const { AgentError, OptionError, checkOptions, checkTimeout } = require('./error
 const { settlesWithin } = require('./timing');
 
 /** The closing tool, beside the agent unless told otherwise. */
-const CLOSE_TOOL = 'linkwell_closeagent.exe';
+const CLOSE_TOOL = 'linkwell-closeagent.exe';
 
 /** The tool itself waits for a minute. */
 const DEFAULT_CLOSE_TIMEOUT = 65000;
@@ -47,10 +47,13 @@ class Agent extends EventEmitter {
     this._closeRequested = true;
     const end = performance.now() + timeout;
     const left = () => Math.max(0, end - performance.now());
-    // The tool closes the agent whose window it finds, which may be another one, or none while this one is starting.
+    // The tool closes the agents whose windows it finds: none while this one is starting, and others, which may not end.
     while (this.running && left() > 0) {
-      await closeAgent({ closeTool: this._closeTool, timeout: left() });
+      const failure = await closeAgent({ closeTool: this._closeTool, timeout: left() }).then(() => null, (error) => error);
       await settlesWithin(this.exited, Math.min(RETRY_MILLISECONDS, left()));
+      if (failure !== null && this.running) {
+        throw failure;
+      }
     }
     if (this.running) {
       throw new AgentError('CLOSE', `the agent has not ended within ${timeout} ms`);
@@ -95,9 +98,9 @@ async function launchAgent(options) {
 }
 
 /**
- * Runs the closing tool: it asks an agent to close and waits for its end.
- * @returns {Promise<boolean>}  whether an agent has ended; false when none ran.
- * @throws {AgentError}  when the tool can't be run, or the agent does not end.
+ * Runs the closing tool: it asks all agents of the user's session to close and waits for their end.
+ * @returns {Promise<boolean>}  whether they have ended; false when none ran.
+ * @throws {AgentError}  when the tool can't be run, or an agent does not end.
  */
 async function closeAgent(options) {
   checkOptions(options, ['closeTool', 'timeout'], 'closeAgent');

@@ -63,7 +63,7 @@ async function prepare(t) {
   return {
     path: path.join(bin, 'LinkwellAgent.exe'),
     args: [`/log=${path.join(folder, 'agent.log')}`],
-    closeTool: path.join(bin, 'linkwell_closeagent.exe'),
+    closeTool: path.join(bin, 'linkwell-closeagent.exe'),
     env: {
       ...process.env,
       LINKWELL_SANDBOX_DLL: path.join(bin, 'LinkwellSandbox.dll'),
@@ -152,6 +152,13 @@ test('says what the closing tool says', { skip: ON_WINDOWS && 'a script takes it
   fs.writeFileSync(closeTool, `#!${process.execPath}\nconsole.error('closeagent: no'); process.exitCode = 3;`, { mode: 0o700 });
   await assert.rejects(closeAgent({ closeTool }), { message: 'the agent can\'t be closed: closeagent: no' });
 });
+
+test('closes its agent also where the tool leaves another one', { skip: ON_WINDOWS && 'a script takes its place' },
+  async (t) => {
+    const { agent, options } = await launch(t);
+    fs.writeFileSync(options.closeTool, CLOSE_SCRIPT.replaceAll('process.exit()', 'process.exit(3)'));
+    assert.equal((await agent.close()).code, 0);
+  });
 
 test('refuses options that it does not know', async () => {
   await assert.rejects(launchAgent({}), OptionError);

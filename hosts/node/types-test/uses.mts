@@ -35,7 +35,7 @@ store.on('change', ({ added, changed, removed }: Change) => {
 
 const agent: Agent = await launchAgent({ path: 'LinkwellAgent.exe', args: ['/log=agent.log'], signal: control.signal });
 agent.on('exit', ({ code, requested }) => console.log(code, requested));
-const closed: boolean = await closeAgent({ closeTool: 'linkwell_closeagent.exe' });
+const closed: boolean = await closeAgent({ closeTool: 'linkwell-closeagent.exe' });
 console.log(closed, (await agent.close({ timeout: 1000 })).code, parseMessage('').version === 2);
 await host.close({ timeout: Infinity });
 
