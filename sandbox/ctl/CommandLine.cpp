@@ -40,6 +40,7 @@ CommandLine readCommandLine(std::vector<std::string> words)
     CLI::App program("Edits a running sandbox: the MAPI runtime for machines without Outlook.", "sandboxctl");
     nameVerbs(program);
     program.footer(footer);
+    program.set_version_flag("--version", "sandboxctl " LINKWELL_VERSION "\n");
     program.allow_windows_style_options(false);
     program.fallthrough();
     requireVerb(program);
@@ -62,6 +63,11 @@ CommandLine readCommandLine(std::vector<std::string> words)
     catch (const CLI::CallForHelp&)
     {
         result.text = program.help();
+        return result;
+    }
+    catch (const CLI::CallForVersion& version)
+    {
+        result.text = version.what();
         return result;
     }
     catch (const CLI::ParseError& error)

@@ -32,7 +32,7 @@ struct CommandLine
 {
     std::optional<Command> command;
     Status status = Status::Done;
-    std::string text; // help when the status is Done, otherwise what is wrong
+    std::string text; // help or the version when the status is Done, otherwise what is wrong
 };
 
 /// @param words  those behind the program's name, UTF-8.

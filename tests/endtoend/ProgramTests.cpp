@@ -5,12 +5,17 @@
 #include <array>
 #include <cctype>
 #include <cstdint>
+#include <filesystem>
 #include <set>
+#include <stdexcept>
+#include <string>
+#include <string_view>
 
 #include <gmock/gmock.h>
 
 #include "tests/endtoend/AgentProcess.h"
 #include "tests/endtoend/ProgramFile.h"
+#include "tests/support/TempFolder.h"
 
 namespace
 {
@@ -22,6 +27,7 @@ using testing::UnorderedElementsAre;
 constexpr unsigned icon = 3;
 constexpr unsigned accelerators = 9;
 constexpr unsigned groupIcon = 14;
+constexpr unsigned version = 16;
 constexpr unsigned manifest = 24;
 
 std::string lowerCase(std::string text)
@@ -130,11 +136,12 @@ TEST_F(AgentProgramTest, HasNoTimeOfItsBuild)
 }
 #endif
 
-TEST_F(AgentProgramTest, HasItsThreeResourcesAndNoMenu)
+TEST_F(AgentProgramTest, HasItsFourResourcesAndNoMenu)
 {
-    EXPECT_THAT(m_program.resourceTypes(), ElementsAre(icon, accelerators, groupIcon, manifest));
+    EXPECT_THAT(m_program.resourceTypes(), ElementsAre(icon, accelerators, groupIcon, version, manifest));
     EXPECT_THAT(m_program.resourceIds(groupIcon), ElementsAre(107U));
     EXPECT_THAT(m_program.resourceIds(accelerators), ElementsAre(128U));
+    EXPECT_THAT(m_program.resourceIds(version), ElementsAre(1U));
     EXPECT_THAT(m_program.resourceIds(manifest), ElementsAre(1U));
 }
 
@@ -181,6 +188,81 @@ TEST_F(AgentProgramTest, AsksForNoMoreRightsThanItsStarterHas)
 {
     const std::string text = m_program.resource(manifest, 1);
     EXPECT_THAT(text, HasSubstr(R"(<requestedExecutionLevel level="asInvoker" uiAccess="false"/>)"));
+}
+
+/// What Windows shows of a file, and of its fixed numbers the version and the type.
+class FileVersion
+{
+public:
+    explicit FileVersion(const std::filesystem::path& file)
+        : m_bytes(GetFileVersionInfoSizeW(file.c_str(), nullptr), '\0')
+    {
+        if (!GetFileVersionInfoW(file.c_str(), 0, static_cast<DWORD>(m_bytes.size()), m_bytes.data()))
+            throw std::runtime_error("a file without a version");
+    }
+
+    [[nodiscard]] const VS_FIXEDFILEINFO& numbers() const { return *value<VS_FIXEDFILEINFO>(L"\\"); }
+    [[nodiscard]] std::wstring text(const std::wstring& name) const
+    {
+        return value<wchar_t>(L"\\StringFileInfo\\040904B0\\" + name);
+    }
+
+private:
+    template <class Value>
+    [[nodiscard]] const Value* value(const std::wstring& path) const
+    {
+        void* found = nullptr;
+        UINT size = 0;
+        if (!VerQueryValueW(m_bytes.data(), path.c_str(), &found, &size) || size == 0)
+            throw std::runtime_error("a version without a value");
+        return static_cast<const Value*>(found);
+    }
+
+    std::string m_bytes;
+};
+
+std::string dotted(DWORD high, DWORD low)
+{
+    return std::to_string(HIWORD(high)) + '.' + std::to_string(LOWORD(high)) + '.' + std::to_string(HIWORD(low));
+}
+
+struct VersionedFile
+{
+    const wchar_t* name;
+    const wchar_t* description;
+    DWORD type;
+};
+
+TEST(VersionTest, StandsInEachFileAsInTheProject)
+{
+    for (const auto& [name, description, type] :
+         {VersionedFile{L"LinkwellAgent.exe", L"Linkwell agent", VFT_APP},
+          VersionedFile{L"LinkwellSandbox.dll", L"Linkwell sandbox, a MAPI runtime for machines without Outlook",
+                        VFT_DLL},
+          VersionedFile{L"sandboxctl.exe", L"Edits a running Linkwell sandbox", VFT_APP},
+          VersionedFile{L"linkwell-closeagent.exe", L"Closes running Linkwell agents", VFT_APP}})
+    {
+        const bool agent = std::wstring_view(name) == L"LinkwellAgent.exe"; // perhaps another compiler's
+        const FileVersion file(agent ? endtoend::agentProgram() : endtoend::programFolder() / name);
+        const VS_FIXEDFILEINFO& numbers = file.numbers();
+        EXPECT_EQ(dotted(numbers.dwFileVersionMS, numbers.dwFileVersionLS), LINKWELL_VERSION);
+        EXPECT_EQ(dotted(numbers.dwProductVersionMS, numbers.dwProductVersionLS), LINKWELL_VERSION);
+        EXPECT_EQ(numbers.dwFileType, type);
+        EXPECT_EQ(file.text(L"FileVersion"), L"" LINKWELL_VERSION);
+        EXPECT_EQ(file.text(L"ProductVersion"), L"" LINKWELL_VERSION);
+        EXPECT_EQ(file.text(L"CompanyName"), L"Corvena");
+        EXPECT_EQ(file.text(L"ProductName"), L"Linkwell");
+        EXPECT_EQ(file.text(L"FileDescription"), description);
+        EXPECT_EQ(file.text(L"OriginalFilename"), name);
+    }
+}
+
+TEST(VersionTest, IsThatOfTheNewestChanges)
+{
+    const std::string changes = support::readBytes(LINKWELL_SOURCE_FOLDER "/CHANGELOG.md");
+    const std::size_t heading = changes.find("\n## ");
+    ASSERT_NE(heading, std::string::npos);
+    EXPECT_THAT(changes.substr(heading), testing::StartsWith("\n## " LINKWELL_VERSION ", "));
 }
 
 #ifdef NDEBUG // what is delivered is the release build

@@ -328,3 +328,11 @@ TEST_F(SandboxCtlTest, HelpsWithoutASandbox)
         EXPECT_THAT(ended.output, HasSubstr("\n  " + std::string(verb) + "  "));
     EXPECT_THAT(runAlone(L"add contact --help").output, HasSubstr("--surname TEXT"));
 }
+
+TEST_F(SandboxCtlTest, TellsItsVersionWithoutASandbox)
+{
+    const ProgramRun ended = runAlone(L"--version");
+    EXPECT_EQ(ended.status, 0u);
+    EXPECT_EQ(ended.errors, "");
+    EXPECT_EQ(ended.output, "sandboxctl " LINKWELL_VERSION "\n");
+}
