@@ -28,6 +28,19 @@ void nameVerbs(CLI::App& program)
     program.formatter(formatter);
     program.group("Verbs");
 }
+
+/// The parser counts a verb that it doesn't know among the words that it did not expect.
+[[nodiscard]] std::string unexpected(const CLI::App& program, const CLI::ExtrasError& error)
+{
+    const CLI::App* last = &program;
+    while (!last->get_subcommands().empty())
+        last = last->get_subcommands().front();
+    const std::vector<std::string> words = program.remaining(true);
+    const auto word = std::ranges::find_if(words, [](const std::string& each) { return !each.starts_with('-'); });
+    if (word == words.end() || last->get_subcommands(nullptr).empty())
+        return error.what();
+    return "there is no verb '" + *word + "'" + verbsOf(*last);
+}
 } // namespace
 
 CommandLine readCommandLine(std::vector<std::string> words)
@@ -68,6 +81,12 @@ CommandLine readCommandLine(std::vector<std::string> words)
     catch (const CLI::CallForVersion& version)
     {
         result.text = version.what();
+        return result;
+    }
+    catch (const CLI::ExtrasError& error)
+    {
+        result.status = Status::BadCommandLine;
+        result.text = unexpected(program, error);
         return result;
     }
     catch (const CLI::ParseError& error)

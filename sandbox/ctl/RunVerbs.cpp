@@ -198,10 +198,10 @@ void addWaitVerb(CLI::App& program, Json& request)
     held.callback([wait] { wait->request = {{"do", "wait"}, {"for", "held"}, {"hold", wait->hold}}; });
 
     verb.final_callback(
-        [wait, &request]
+        [wait, &verb, &request]
         {
             if (wait->request.is_null())
-                throwVerbMissing();
+                throwVerbMissing(verb);
             request = wait->request;
             if (wait->given->count() != 0)
                 request["timeout"] = wait->timeout;

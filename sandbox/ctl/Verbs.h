@@ -23,9 +23,22 @@ inline void takeVerb(CLI::App& verb)
     verb.require_subcommand(0, 1);
 }
 
-[[noreturn]] inline void throwVerbMissing()
+/// Which verbs there are, in words that go on with a sentence: " behind 'edit': contact, folder, store".
+[[nodiscard]] inline std::string verbsOf(const CLI::App& verb)
 {
-    throw CLI::RequiredError("a verb");
+    std::string text = verb.get_parent() == nullptr ? "" : " behind '" + verb.get_name() + "'";
+    const char* separator = ": ";
+    for (const CLI::App* each : verb.get_subcommands(nullptr))
+    {
+        text += separator + each->get_name();
+        separator = ", ";
+    }
+    return text;
+}
+
+[[noreturn]] inline void throwVerbMissing(const CLI::App& verb)
+{
+    throw CLI::RequiredError("a verb is required" + verbsOf(verb), CLI::ExitCodes::RequiredError);
 }
 
 /// The same, for a verb that does nothing of its own.
@@ -36,7 +49,7 @@ inline void requireVerb(CLI::App& verb)
         [&verb]
         {
             if (verb.get_subcommands().empty())
-                throwVerbMissing();
+                throwVerbMissing(verb);
         });
 }
 

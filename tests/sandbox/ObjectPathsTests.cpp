@@ -7,6 +7,7 @@
 #include "sandbox/mailbox/reading/MailboxReader.h"
 
 using namespace sandbox;
+using testing::EndsWith;
 
 namespace
 {
@@ -105,11 +106,25 @@ TEST_F(ObjectPathsTest, RefusesWhatIsNotThere)
     EXPECT_EQ(complaint(storeAt, "Nobody"), "/path: there is no store 'Nobody'");
     EXPECT_EQ(complaint(folderAt, "Nobody/Contacts"), "/path: there is no store 'Nobody'");
     EXPECT_EQ(complaint(messageAt, "Mailbox/Kontakte/Mara"),
-              "/path: there is no 'Kontakte' where 'Mailbox/Kontakte/Mara' has it");
+              "/path: there is no 'Kontakte' where 'Mailbox/Kontakte/Mara' has it; the nearest is 'Mailbox/Contacts'");
     EXPECT_EQ(complaint(messageAt, "Mailbox/Contacts/Mara/x"),
               "/path: there is no 'x' where 'Mailbox/Contacts/Mara/x' has it");
     EXPECT_EQ(complaint(objectAt, "Mailbox/Contacts/"), "/path: there is no '' where 'Mailbox/Contacts/' has it");
     EXPECT_EQ(complaint(objectAt, "#0000000077"), "/path: nothing has the entry identifier #0000000077");
+}
+
+TEST_F(ObjectPathsTest, SuggestsTheNearestPlace)
+{
+    EXPECT_THAT(complaint(storeAt, "mailbox"), EndsWith("; the nearest is 'Mailbox'"));
+    EXPECT_THAT(complaint(folderAt, "Mail/Contacts"), EndsWith("; the nearest is 'Mailbox'"));
+    EXPECT_THAT(complaint(storeAt, "Odd"), EndsWith("; the nearest is '\\#Odd'")) << "as a path has it";
+    EXPECT_THAT(complaint(messageAt, "Mailbox/Contacts/Maria"), EndsWith("; the nearest is 'Mailbox/Contacts/Mara'"));
+    EXPECT_THAT(complaint(messageAt, "Mailbox/Contacts/Lukasz"),
+                EndsWith("; the nearest is 'Mailbox/Contacts/Łukasz'"));
+    EXPECT_THAT(complaint(messageAt, "Mailbox/Contacts/A"), EndsWith("; the nearest is 'Mailbox/Contacts/A\\/B\\\\C'"));
+    EXPECT_THAT(complaint(folderAt, "Same/Only"), EndsWith("; the nearest is 'Same/Only here'"));
+    EXPECT_THAT(complaint(messageAt, "Mailbox/Contacts/Quux"), EndsWith("' has it")) << "nothing is near";
+    EXPECT_THAT(complaint(messageAt, "Mailbox/Contacts/" + std::string(100'000, 'M')), EndsWith("' has it"));
 }
 
 TEST_F(ObjectPathsTest, RefusesWhatIsOfAnotherKind)

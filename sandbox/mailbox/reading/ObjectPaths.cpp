@@ -1,6 +1,9 @@
 #include "sandbox/mailbox/reading/ObjectPaths.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <iterator>
+#include <string_view>
 #include <utility>
 
 #include "mapiabi/MapiTags.h"
@@ -12,7 +15,8 @@ namespace
 {
 using Objects = std::vector<std::shared_ptr<MailboxObject>>;
 
-constexpr std::size_t mostListed = 10; // identifiers of objects between which a path doesn't decide
+constexpr std::size_t mostListed = 10;    // identifiers of objects between which a path doesn't decide
+constexpr std::size_t mostCompared = 100; // characters of a name, in the search for the nearest one
 
 /// What is wanted; 0 for whatever there is.
 using Wanted = ULONG;
@@ -60,13 +64,72 @@ constexpr Wanted anything = 0;
     return wide;
 }
 
+/// A name as it is written in a path, at its start or further on.
+[[nodiscard]] std::string inPath(const std::wstring& name, bool isFirst)
+{
+    std::string text;
+    for (const char each : toUtf8(name))
+    {
+        if (each == '/' || each == '\\' || (isFirst && text.empty() && (each == '#' || each == '@')))
+            text += '\\';
+        text += each;
+    }
+    return text;
+}
+
+/// How many characters the names have in common, in the same order.
+[[nodiscard]] std::size_t commonLength(std::wstring_view one, std::wstring_view other)
+{
+    std::vector<std::size_t> lengths(other.size() + 1);
+    for (const wchar_t each : one)
+    {
+        std::size_t diagonal = 0;
+        for (std::size_t at = 1; at < lengths.size(); ++at)
+        {
+            const std::size_t above = lengths[at];
+            lengths[at] = each == other[at - 1] ? diagonal + 1 : std::max(above, lengths[at - 1]);
+            diagonal = above;
+        }
+    }
+    return lengths.back();
+}
+
+/// Words that go on with a refusal: the place whose name comes nearest to the one of this level that there isn't, if half
+/// of what was written is in it.
+[[nodiscard]] std::string nearest(const Objects& places, const std::vector<std::wstring>& names, std::size_t level)
+{
+    const std::wstring_view written = std::wstring_view(names[level]).substr(0, mostCompared);
+    std::optional<std::wstring> best;
+    std::ptrdiff_t bestScore = 0;
+    for (const std::shared_ptr<MailboxObject>& place : places)
+    {
+        const std::optional<std::wstring> name = nameInPath(*place);
+        const std::size_t common = name ? commonLength(written, std::wstring_view(*name).substr(0, mostCompared)) : 0;
+        if (common == 0 || 2 * common < written.size())
+            continue;
+        // What is left out of a name counts less than what is wrong in it.
+        const auto score = static_cast<std::ptrdiff_t>(3 * common) - static_cast<std::ptrdiff_t>(name->size());
+        if (!best || score > bestScore)
+        {
+            best = name;
+            bestScore = score;
+        }
+    }
+    if (!best)
+        return {};
+    std::string path;
+    for (std::size_t above = 0; above < level; ++above)
+        path += inPath(names[above], above == 0) + '/';
+    return "; the nearest is '" + path + inPath(*best, level == 0) + "'";
+}
+
 [[nodiscard]] bool isNamed(const MailboxObject& object, const std::wstring& name)
 {
     return nameInPath(object) == name;
 }
 
-/// What lies in the folders and has this name.
-[[nodiscard]] Objects below(const Objects& folders, const std::wstring& name)
+/// What lies in the folders.
+[[nodiscard]] Objects below(const Objects& folders)
 {
     Objects found;
     for (const std::shared_ptr<MailboxObject>& object : folders)
@@ -74,16 +137,8 @@ constexpr Wanted anything = 0;
         if (object->type() != MAPI_FOLDER)
             continue;
         const auto& folder = static_cast<const Folder&>(*object);
-        for (const std::shared_ptr<Folder>& child : folder.folders())
-        {
-            if (isNamed(*child, name))
-                found.push_back(child);
-        }
-        for (const std::shared_ptr<Message>& message : folder.messages())
-        {
-            if (isNamed(*message, name))
-                found.push_back(message);
-        }
+        std::ranges::copy(folder.folders(), std::back_inserter(found));
+        std::ranges::copy(folder.messages(), std::back_inserter(found));
     }
     return found;
 }
@@ -102,12 +157,19 @@ constexpr Wanted anything = 0;
             found.push_back(store->ipmSubtree());
     }
     if (found.empty())
-        failAt(path, "there is no store '" + toUtf8(names.front()) + "'");
+    {
+        const Objects stores(mailbox.stores().begin(), mailbox.stores().end());
+        failAt(path, "there is no store '" + toUtf8(names.front()) + "'" + nearest(stores, names, 0));
+    }
     for (std::size_t level = 1; level < names.size(); ++level)
     {
-        found = below(found, names[level]);
+        const Objects places = below(found);
+        found.clear();
+        std::ranges::copy_if(places, std::back_inserter(found), [&](const std::shared_ptr<MailboxObject>& place)
+                             { return isNamed(*place, names[level]); });
         if (found.empty())
-            failAt(path, "there is no '" + toUtf8(names[level]) + "' where '" + text + "' has it");
+            failAt(path, "there is no '" + toUtf8(names[level]) + "' where '" + text + "' has it" +
+                             nearest(places, names, level));
     }
     return found;
 }
