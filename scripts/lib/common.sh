@@ -37,25 +37,31 @@ if [[ $LINKWELL_ROOT == *[\&\(\)\'\"\$\`\;\|\<\>\\]* ]]; then
     die "$LINKWELL_ROOT: the resource compiler can't take & ( ) ' \" \$ \` ; | < > \\ in a path; move the repository"
 fi
 
-# run_logged LOG COMMAND...: runs a long command with its output in a file, says every ten seconds that it still
-# runs, and shows the end of the file when it fails. Gives the command's exit status.
+# run_logged LOG COMMAND...: runs a long command with its output in a file, says that it still runs, every ten seconds
+# or, on a terminal, in one line that changes, and shows the end of the file when it fails. Gives the command's exit
+# status.
 run_logged()
 {
     local log="$1"
     shift
     mkdir -p "$(dirname -- "$log")"
-    local status=0 started=$SECONDS
+    local status=0 started=$SECONDS pause=10 begin='' end='\n'
+    if [[ -t 1 ]]; then
+        pause=1 begin='\r\033[K' end=''
+    fi
     (
         # Its own sleep must not outlive it, and it must not outlive the script.
         trap 'kill "$nap"; exit' TERM
-        while sleep 10 >/dev/null 2>&1 & nap=$!; wait "$nap" && kill -0 "$$" 2>/dev/null; do
-            note "... $((SECONDS - started)) s, still running: $(tail -n 1 -- "$log" | cut -c 1-90)"
+        while sleep "$pause" >/dev/null 2>&1 & nap=$!; wait "$nap" && kill -0 "$$" 2>/dev/null; do
+            printf '%b           ... %d s, still running: %s%b' "$begin" "$((SECONDS - started))" \
+                "$(tail -n 1 -- "$log" | cut -c 1-42)" "$end"
         done
     ) &
     local ticker=$!
     "$@" </dev/null >"$log" 2>&1 || status=$?
     kill "$ticker" 2>/dev/null || true
     wait "$ticker" 2>/dev/null || true
+    printf '%b' "$begin"
     if [[ $status -ne 0 ]]; then
         printf '%s\n' "--- the last lines of $log:" >&2
         tail -n 40 -- "$log" >&2
