@@ -12,12 +12,15 @@ install_node_host()
     if [[ -f $NODE_FOR_WINDOWS && $installed -nt $NODE_HOST_DIR/package-lock.json ]]; then
         return
     fi
+    require_writable "$NODE_HOST_DIR" -maxdepth 0
     step "Installing Node.js for Windows and TypeScript (npm, about 25 MB)"
+    local log="$LINKWELL_BUILD/npm.log"
     # The package is for Windows, where it runs in the end; --force has npm install it here.
-    run_logged "$LINKWELL_BUILD/npm.log" \
-        npm --prefix "$NODE_HOST_DIR" ci --force --no-audit --no-fund ||
-        die "npm could not install what hosts/node/package-lock.json names" \
-            "Is the npm registry within reach? The whole output is in build/npm.log."
+    if ! run_quietly "$log" npm --prefix "$NODE_HOST_DIR" ci --force --no-audit --no-fund; then
+        die_if_offline "the npm registry" "$log"
+        show_end "$log"
+        die "npm could not install what hosts/node/package-lock.json names" "The whole output is in build/npm.log."
+    fi
     [[ -f $NODE_FOR_WINDOWS ]] || die "npm has installed no $NODE_FOR_WINDOWS"
     # npm may give the file the time of an earlier run.
     touch "$installed"

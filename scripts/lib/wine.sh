@@ -95,10 +95,16 @@ make_prefix()
 prepare_wine()
 {
     find_wine
+    local owner
+    if [[ -e $WINEPREFIX && ! -O $WINEPREFIX ]]; then
+        owner="$(stat -c %U -- "$WINEPREFIX")"
+        die "$WINEPREFIX belongs to $owner, and Wine takes a prefix from its owner alone: run this as $owner, or name another folder in LINKWELL_WINEPREFIX"
+    fi
     mkdir -p "$(dirname -- "$WINEPREFIX")"
+    require_writable "$(dirname -- "$WINEPREFIX")" -maxdepth 0
     # Descriptors of this shell only: a server that inherited a lock would hold it for as long as it lives.
-    exec 9>"$WINEPREFIX.lock"
-    flock -w 600 9 || die "another process holds $WINEPREFIX.lock for more than 10 minutes"
+    exec 9>>"$WINEPREFIX.lock"
+    take_lock 9 "$WINEPREFIX.lock" 600 || die "for 10 minutes the Wine prefix has been held by $(lock_holder "$WINEPREFIX.lock")"
     start_wine 8>&- 9>&-
     exec 9>&-
 }
