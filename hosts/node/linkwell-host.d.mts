@@ -1,2 +1,0 @@
-// linkwell-host.d.mts: the same for import.
-export * from './linkwell-host.js';
