@@ -27,6 +27,7 @@ const BEHIND_COMPANY = 7;
 const LEAST_ID_DIGITS = 10;
 
 const PARTS_JOINED = 1000;
+const LONG_PART = 1000;
 
 /** The lines of a message of folders: each is an entry identifier. */
 class FolderLines {
@@ -74,9 +75,10 @@ class ContactLines {
     }
   }
 
+  /** Strings that are added up are not copied until somebody reads them; a join copies, and so suits short ones. */
   _addToLastField(text) {
     this._lastFieldParts.push(text);
-    if (this._lastFieldParts.length === PARTS_JOINED) {
+    if (this._lastFieldParts.length === PARTS_JOINED || text.length >= LONG_PART) {
       this._closeLastField();
     }
   }
@@ -86,12 +88,11 @@ class ContactLines {
     this._lastFieldParts = [];
   }
 
-  /** The item's text. */
+  /** The item's text, joined or added up likewise. */
   _text() {
     if (this._onlyPiece !== null) {
       return this._onlyPiece;
     }
-    // Strings that are added up are not copied until somebody reads them; a join copies, and so suits short ones.
     const fields = this._fields;
     return fields.length > PARTS_JOINED ? fields.join(';') : fields.reduce((text, field) => `${text};${field}`);
   }
