@@ -74,6 +74,11 @@ export interface HostOptions {
   pipe?: string;
   /** Longer messages are not taken: OversizedMessageError. At most the length of the longest string. */
   maxMessageBytes?: number;
+  /**
+   * A client of which nothing comes for so long is cut: TimeoutError. Milliseconds, 30000 by default, or Infinity. It
+   * counts while the host has nothing to do for that client, so not while its message is handled.
+   */
+  idleTimeout?: number;
 }
 
 /**
@@ -223,6 +228,7 @@ export type ErrorCode =
   | 'ERR_LINKWELL_OVERSIZED'
   | 'ERR_LINKWELL_PIPE'
   | 'ERR_LINKWELL_STATE'
+  | 'ERR_LINKWELL_TIMEOUT'
   | 'ERR_LINKWELL_VERSION';
 
 /** An option that does not exist, or a value that it can't have. */
@@ -245,6 +251,12 @@ export class IncompleteMessageError extends LinkwellError {
   readonly received: number;
   /** The length; null when not even that was whole. */
   readonly expected: number | null;
+}
+
+/** A client was silent for `idleTimeout`, and is cut. Nothing of a message that it had begun is handed on. */
+export class TimeoutError extends LinkwellError {
+  /** The bytes of its message that came; 0 between two messages. */
+  readonly received: number;
 }
 
 /** A length above the limit. Nothing says where the next message would begin, so the connection was cut. */

@@ -5,7 +5,7 @@ const { Agent, closeAgent, launchAgent } = require('./lib/agent');
 const { ContactStore } = require('./lib/contact-store');
 const {
   AgentError, ClosedError, ConnectionError, HandlerError, IncompleteMessageError, LinkwellError, MalformedMessageError,
-  OptionError, OversizedMessageError, PipeError, StateError,
+  OptionError, OversizedMessageError, PipeError, StateError, TimeoutError,
 } = require('./lib/errors');
 const { DEFAULT_MAX_MESSAGE_BYTES, LinkwellHost, PIPE_PATH } = require('./lib/host');
 const { CONTACT_FIELDS } = require('./lib/item-lines');
@@ -29,6 +29,7 @@ module.exports = {
   PIPE_PATH,
   PipeError,
   StateError,
+  TimeoutError,
   closeAgent,
   launchAgent,
   parseMessage,

@@ -49,6 +49,14 @@ class IncompleteMessageError extends LinkwellError {
   }
 }
 
+/** Nothing has come from a client for `idleTimeout`. It is cut, and nothing of a message that it had begun handed on. */
+class TimeoutError extends LinkwellError {
+  constructor(received, timeout) {
+    super('ERR_LINKWELL_TIMEOUT', `a client was silent for ${timeout} ms, after ${received} byte(s) of a message`);
+    this.received = received;
+  }
+}
+
 /** A length is above the limit. Nothing says where the next message would begin, so the connection is cut. */
 class OversizedMessageError extends LinkwellError {
   constructor(bytes, limit) {
@@ -120,6 +128,7 @@ module.exports = {
   OversizedMessageError,
   PipeError,
   StateError,
+  TimeoutError,
   checkOptions,
   checkTimeout,
 };

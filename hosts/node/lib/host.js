@@ -10,17 +10,20 @@ const { EventEmitter } = require('events');
 const net = require('net');
 const {
   ClosedError, ConnectionError, HandlerError, IncompleteMessageError, LinkwellError, OptionError, PipeError, StateError,
-  checkOptions, checkTimeout,
+  TimeoutError, checkOptions, checkTimeout,
 } = require('./errors');
 const { MessageReader } = require('./message');
 const { MessageFramer } = require('./message-framer');
-const { Slices, settlesWithin } = require('./timing');
+const { Slices, repeatEvery, settlesWithin } = require('./timing');
 
 /** The one name by which the agent looks for its host. */
 const PIPE_PATH = '\\\\.\\pipe\\CorvenaLinkwell';
 
 /** A store's snapshot is one message, and a contact takes a few hundred bytes: this is far more than 100,000 contacts. */
 const DEFAULT_MAX_MESSAGE_BYTES = 256 * 1024 * 1024;
+
+/** The agent writes a message at once, so this is far more than it ever pauses. */
+const DEFAULT_IDLE_TIMEOUT = 30000;
 
 const DEFAULT_CLOSE_TIMEOUT = 5000;
 
@@ -39,8 +42,10 @@ const ACK = Buffer.from('ack', 'ascii');
 class LinkwellHost extends EventEmitter {
   constructor(options = {}) {
     super();
-    checkOptions(options, ['pipe', 'maxMessageBytes'], 'LinkwellHost');
-    const { pipe = PIPE_PATH, maxMessageBytes = DEFAULT_MAX_MESSAGE_BYTES } = options;
+    checkOptions(options, ['pipe', 'maxMessageBytes', 'idleTimeout'], 'LinkwellHost');
+    const {
+      pipe = PIPE_PATH, maxMessageBytes = DEFAULT_MAX_MESSAGE_BYTES, idleTimeout = DEFAULT_IDLE_TIMEOUT,
+    } = options;
     if (typeof pipe !== 'string' || pipe === '') {
       throw new OptionError('pipe must be the path of a pipe');
     }
@@ -49,7 +54,9 @@ class LinkwellHost extends EventEmitter {
       throw new OptionError(`maxMessageBytes must be between 1 and ${constants.MAX_STRING_LENGTH}`);
     }
     this.pipe = pipe;
+    checkTimeout(idleTimeout, 'LinkwellHost');
     this._maxMessageBytes = maxMessageBytes;
+    this._idleTimeout = idleTimeout;
     this._server = null;
     this._closing = null;
     this._exchanges = new Set();
@@ -118,7 +125,7 @@ class LinkwellHost extends EventEmitter {
   }
 
   async _serve(connection) {
-    const exchange = new Exchange(connection, this._maxMessageBytes);
+    const exchange = new Exchange(connection, this._maxMessageBytes, this._idleTimeout);
     this._exchanges.add(exchange);
     try {
       for await (const reader of exchange.messages()) {
@@ -178,8 +185,9 @@ class LinkwellHost extends EventEmitter {
 
 /** One connection of an agent. */
 class Exchange {
-  constructor(connection, maxMessageBytes) {
+  constructor(connection, maxMessageBytes, idleTimeout) {
     this._connection = connection;
+    this._idleTimeout = idleTimeout;
     this._framer = new MessageFramer(maxMessageBytes);
     this._unanswered = false;
     this.wasCut = false;
@@ -189,14 +197,16 @@ class Exchange {
 
   /**
    * The messages as they become whole, each to be ended by whoever takes it. While it is handled no more than one chunk is
-   * read, so the pipe holds back an agent that sends more.
+   * read, so the pipe holds back an agent that sends more; the time-out counts only while there is nothing to do.
    * @throws {LinkwellError}  when the connection can't go on.
    */
   async *messages() {
     let reader = new MessageReader();
     const slices = new Slices();
+    let stopWaiting = this._awaitClient();
     try {
       for await (const piece of inPieces(this._connection)) {
+        stopWaiting();
         for (const { bytes, last } of this._framer.push(piece)) {
           for (const _ of reader.push(bytes, last)) {
             if (slices.over) {
@@ -212,9 +222,12 @@ class Exchange {
         if (slices.over) {
           await slices.next();
         }
+        stopWaiting = this._awaitClient();
       }
     } catch (error) {
       throw this._failure(error);
+    } finally {
+      stopWaiting();
     }
     if (this._framer.pendingBytes > 0) {
       throw this._failure();
@@ -233,6 +246,21 @@ class Exchange {
     this.wasCut = true;
     this._connection.destroy();
     return this._unanswered || this._framer.pendingBytes > 0;
+  }
+
+  /**
+   * Cuts a client that is silent for too long. That is seen in two halves: a time in which this process could not read,
+   * as it or the machine stood still, is over in one.
+   * @returns {function()}  ends the wait.
+   */
+  _awaitClient() {
+    let halves = 0;
+    return repeatEvery(this._idleTimeout / 2, () => {
+      halves += 1;
+      if (halves === 2) {
+        this._connection.destroy(new TimeoutError(this._framer.pendingBytes, this._idleTimeout));
+      }
+    });
   }
 
   _failure(error) {

@@ -38,4 +38,10 @@ async function settlesWithin(promise, milliseconds) {
   }
 }
 
-module.exports = { Slices, settlesWithin };
+/** Calls back every so many milliseconds, until the function that it returns is called; never, where that is too long. */
+function repeatEvery(milliseconds, callback) {
+  const timer = milliseconds <= LONGEST_TIMER ? setInterval(callback, milliseconds) : undefined;
+  return () => clearInterval(timer);
+}
+
+module.exports = { Slices, repeatEvery, settlesWithin };

@@ -57,6 +57,21 @@ async function startHost(t, options = {}, listenOptions = {}) {
   return { host, messages, errors, connect };
 }
 
+/** Counts the turns of the event loop. The function that it returns ends that and gives their number. */
+function countTurns() {
+  let turns = 0;
+  let immediate;
+  const count = () => {
+    turns += 1;
+    immediate = setImmediate(count);
+  };
+  count();
+  return () => {
+    clearImmediate(immediate);
+    return turns - 1;
+  };
+}
+
 /** What the host answers until it has sent `bytes` bytes, or has ended the connection. */
 function reply(agent, bytes) {
   return new Promise((resolve) => {
@@ -82,4 +97,6 @@ async function exchange(connect, text) {
   return said;
 }
 
-module.exports = { ON_WINDOWS, ON_WINE, exchange, framed, makeFolder, makePipe, reply, startHost };
+module.exports = {
+  ON_WINDOWS, ON_WINE, countTurns, exchange, framed, makeFolder, makePipe, reply, startHost,
+};

@@ -3,6 +3,7 @@
 const assert = require('assert/strict');
 const { test } = require('node:test');
 const { ContactStore, parseMessage } = require('linkwell-host');
+const { countTurns } = require('../support/agents');
 
 const FOLDER = '00000000F1';
 const OTHER_FOLDER = '00000000F2';
@@ -121,22 +122,14 @@ test('applies a large message in slices, and calls one after the other', async (
   const store = new ContactStore();
   const lines = Array.from({ length: 100000 }, (_, place) => line('Anna', `A1${String(place).padStart(6, '0')}`));
   const message = parseMessage(`2;add;contact;0;1\n${lines.join('\n')}`);
-  let turns = 0;
-  let done = false;
-  const count = () => {
-    turns += 1;
-    if (!done) {
-      setImmediate(count);
-    }
-  };
-  setImmediate(count);
+  const turns = countTurns();
   const added = store.apply(message);
   const removed = store.apply(parseMessage(`2;delete;folder;0;1\n${FOLDER}`));
   assert.equal((await added).added.length, 100000);
-  done = true;
+  const counted = turns();
   assert.equal((await removed).removed.length, 100000);
   assert.equal(store.size, 0);
-  assert.ok(turns >= 2, `${turns} turns of the event loop`);
+  assert.ok(counted >= 2, `${counted} turns of the event loop`);
 });
 
 test('goes on behind a listener that throws', async () => {

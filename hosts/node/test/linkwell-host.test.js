@@ -5,9 +5,9 @@ const { once } = require('events');
 const { test } = require('node:test');
 const {
   ClosedError, HandlerError, IncompleteMessageError, LinkwellHost, OptionError, OversizedMessageError, PipeError,
-  StateError,
+  StateError, TimeoutError,
 } = require('linkwell-host');
-const { ON_WINDOWS, ON_WINE, exchange, framed, makePipe, reply, startHost } = require('../support/agents');
+const { ON_WINDOWS, ON_WINE, countTurns, exchange, framed, makePipe, reply, startHost } = require('../support/agents');
 
 const TEXT = '2;snapshot;contact;0;1\nЖанна;;;;;;;;;;00000000A1;00000000E5';
 
@@ -196,6 +196,34 @@ for (const [what, bytes, expected] of [
   });
 }
 
+for (const [what, bytes] of Object.entries({
+  'says nothing': Buffer.alloc(0),
+  'stops in the length': Buffer.from([0, 0, 0]),
+  'stops in a message': framed(TEXT).subarray(0, 10),
+})) {
+  test(`cuts a client that ${what}, tells it, and serves the next`, async (t) => {
+    const { host, messages, errors, connect } = await startHost(t, { idleTimeout: 50 });
+    const client = await connect();
+    const answer = reply(client, 3);
+    client.write(bytes);
+    await once(host, 'error');
+    assert.ok(errors[0] instanceof TimeoutError);
+    assert.deepEqual([errors[0].code, errors[0].received], ['ERR_LINKWELL_TIMEOUT', bytes.length]);
+    assert.equal(await answer, '');
+    assert.deepEqual(messages, []);
+    assert.equal(await exchange(connect, TEXT), 'ack');
+  });
+}
+
+test('does not count the time that its handlers take as a client\'s', async (t) => {
+  const { host, connect } = await startHost(t, { idleTimeout: 50 });
+  host.once('message', async () => {
+    // Whoever comes now and says nothing is cut by the same time-out.
+    await Promise.all([once(host, 'error'), connect()]);
+  });
+  assert.equal(await exchange(connect, TEXT), 'ack');
+});
+
 test('says nothing of an agent that connects and goes', async (t) => {
   const { messages, errors, connect } = await startHost(t);
   const agent = await connect();
@@ -219,21 +247,12 @@ test('takes a large message whole, and lets others run meanwhile', async (t) => 
   const { messages, connect } = await startHost(t);
   const line = `${'x'.repeat(89)};;;;;;;;;;00000000A1;00000000E5\n`;
   const text = `2;snapshot;contact;0;1\n${line.repeat(100000)};;;;;;;;;;00000000A1;00000000E5`;
-  let turns = 0;
-  let done = false;
-  const count = () => {
-    turns += 1;
-    if (!done) {
-      setImmediate(count);
-    }
-  };
-  setImmediate(count);
+  const turns = countTurns();
   assert.equal(await exchange(connect, text), 'ack');
-  done = true;
+  const counted = turns();
   assert.equal(messages[0].items.length, 100001);
   assert.equal(messages[0].bytes, text.length);
-  // A slice takes 6 ms; a chunk may be all of it.
-  assert.ok(turns > 5, `${turns} turns of the event loop`);
+  assert.ok(counted > 5, `${counted} turns of the event loop`);
 });
 
 test('takes a line as long as a message', async (t) => {
@@ -330,7 +349,7 @@ test('refuses options that it does not know, and values that it can\'t use', asy
   for (const maxMessageBytes of [0, -1, 1.5, NaN, 2 ** 40, '10']) {
     assert.throws(() => new LinkwellHost({ maxMessageBytes }), OptionError);
   }
-  for (const options of [null, 'pipe', { pipe: '' }, { pipe: 1 }, { Pipe: 'x' }, { maxMessageByte: 1 }]) {
+  for (const options of [null, 'pipe', { pipe: '' }, { pipe: 1 }, { Pipe: 'x' }, { maxMessageByte: 1 }, { idleTimeout: -1 }]) {
     assert.throws(() => new LinkwellHost(options), OptionError);
   }
   const host = new LinkwellHost();

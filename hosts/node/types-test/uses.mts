@@ -5,7 +5,7 @@ import {
 } from 'linkwell-host';
 
 const control = new AbortController();
-const host = new LinkwellHost({ maxMessageBytes: 64 * 1024 * 1024 });
+const host = new LinkwellHost({ maxMessageBytes: 64 * 1024 * 1024, idleTimeout: Infinity });
 const store = new ContactStore();
 host.on('message', (message) => store.apply(message));
 host.on('message', async ({ operation, items }) => {
