@@ -3,13 +3,18 @@ if(LINKWELL_LINT) # a program, too, is an empty file: what is to be there before
     set(CMAKE_CXX_CREATE_SHARED_LIBRARY "${CMAKE_COMMAND} -E touch <TARGET> <TARGET_IMPLIB>")
 endif()
 
-# linkwell_compile(<target>): how every target of this project is compiled: C++20 without extensions, wide characters
-# in the Windows headers, and, with GCC and clang, warnings as errors and no path of the build machine in what is built.
+# linkwell_compile(<target> [<standard>]): how every target of this project is compiled: C++20, or an older standard for what
+# others take into their code, without extensions, wide characters in the Windows headers, and, with GCC and clang,
+# warnings as errors and no path of the build machine in what is built.
 #
 # Visual C++ has compiled none of this yet. So its warnings are errors only where CMAKE_COMPILE_WARNING_AS_ERROR says so;
 # and it leaves the paths of sources in a program, as they stand in std::source_location, of which logs show bare names.
 function(linkwell_compile target)
-    target_compile_features(${target} PUBLIC cxx_std_20)
+    set(standard 20)
+    if(ARGC GREATER 1)
+        set(standard ${ARGV1})
+    endif()
+    target_compile_features(${target} PUBLIC cxx_std_${standard})
     set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF)
     target_include_directories(${target} PUBLIC "${PROJECT_SOURCE_DIR}")
     target_compile_definitions(${target}

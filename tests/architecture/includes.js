@@ -111,7 +111,7 @@ function pictureFindings() {
 
 function findings() {
   const folders = [...new Set(FLOORS.map((floor) => floor.split('/')[0]))];
-  const files = folders.flatMap(sourcesBelow);
+  const files = folders.flatMap(sourcesBelow).filter((file) => !file.includes('/node_modules/'));
   const includes = files.flatMap(includesOf);
   return [
     ...files.filter((file) => floorOf(file) === undefined)
