@@ -118,6 +118,10 @@ std::wstring OutlookContact::toString() const
     std::wstring line;
     if (m_values.empty())
         return line;
+    std::size_t size = wireFields.size() - 1;
+    for (const auto& [tag, text] : m_values)
+        size += text.size();
+    line.reserve(size); // all contacts of a store stand in memory at once
     for (const ULONG tag : wireFields)
     {
         if (tag != wireFields.front())

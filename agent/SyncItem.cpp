@@ -22,19 +22,18 @@ SyncItem::SyncItem(const EntryId& entryId, bool isFolderItem)
 {
 }
 
-std::wstring joinItemTexts(std::span<const SyncItem> items)
+std::wstring joinItemTexts(std::wstring head, std::span<const SyncItem> items)
 {
-    std::size_t size = 0;
+    std::size_t size = head.size();
     for (const SyncItem& item : items)
         size += item.text.size() + 1;
 
-    std::wstring body;
-    body.reserve(size);
+    head.reserve(size);
     for (const SyncItem& item : items)
     {
         if (&item != &items.front())
-            body += L'\n';
-        body += item.text;
+            head += L'\n';
+        head += item.text;
     }
-    return body;
+    return head;
 }

@@ -19,5 +19,5 @@ struct SyncItem
     std::wstring text;
 };
 
-/// The body of a message: the items' texts with a line feed between two of them.
-[[nodiscard]] std::wstring joinItemTexts(std::span<const SyncItem> items);
+/// The items' texts behind `head`, with a line feed between two of them. A snapshot can be large: memory is taken once.
+[[nodiscard]] std::wstring joinItemTexts(std::wstring head, std::span<const SyncItem> items);

@@ -134,7 +134,7 @@ void SyncManager::sendChanges(const Changes& changes)
 
 void SyncManager::send(const std::wstring& text)
 {
-    Logger::instance().write(L"Sending data:\n" + text);
+    Logger::instance().write(L"Sending data:\n", text);
     IPCClient client;
     if (!client.send(text))
         throw utilities::exception(L"Unable to send data through ipc channel");
@@ -155,8 +155,7 @@ void SyncManager::sendItems(const std::vector<SyncItem>& items, SyncOperation op
     text += L';';
     text += std::to_wstring(total);
     text += L'\n';
-    text += joinItemTexts(items);
-    send(text);
+    send(joinItemTexts(std::move(text), items));
 }
 
 void SyncManager::clearWatchers()

@@ -10,18 +10,16 @@
 namespace
 {
 constexpr const wchar_t* pipeName = L"CorvenaLinkwell"; // the same for everyone: settled behaviour 6
+constexpr std::size_t lengthSize = 4;
 constexpr std::array<BYTE, 3> acknowledgement = {'a', 'c', 'k'};
 
 [[nodiscard]] std::vector<BYTE> makeRequest(const std::wstring& text)
 {
-    utilities::Utf8Text utf8(text);
-    const std::string_view bytes = utf8.bytes();
-
-    std::vector<BYTE> request;
-    request.reserve(4 + bytes.size());
-    for (const int shift : {24, 16, 8, 0})
-        request.push_back(static_cast<BYTE>((bytes.size() >> shift) & 0xFF));
-    request.insert(request.end(), bytes.begin(), bytes.end());
+    const utilities::Utf8Text utf8(text);
+    std::vector<BYTE> request(lengthSize + utf8.size());
+    for (std::size_t at = 0; at < lengthSize; ++at)
+        request[at] = static_cast<BYTE>(utf8.size() >> (8 * (lengthSize - 1 - at)));
+    utf8.copyTo(request.data() + lengthSize);
     return request;
 }
 } // namespace

@@ -1,8 +1,7 @@
 #include "utilities/Logger.h"
 
 #include <algorithm>
-#include <string_view>
-#include <utility>
+#include <vector>
 
 #include "utilities/Utf8Text.h"
 
@@ -19,18 +18,31 @@ void appendNumber(std::wstring& text, unsigned number, std::size_t width)
     text += digits;
 }
 
-/// Each line feed as carriage return and line feed. One pass: a record can be a whole snapshot.
-[[nodiscard]] std::wstring withWindowsLineEnds(std::wstring text)
+/// One text in UTF-8, each line feed as carriage return and line feed. A record can be a whole snapshot, so it stands in
+/// memory once.
+[[nodiscard]] std::vector<char> bytesOfFile(std::initializer_list<std::wstring_view> parts)
 {
-    std::wstring result;
-    result.reserve(text.size() + static_cast<std::size_t>(std::count(text.begin(), text.end(), L'\n')));
-    for (const wchar_t character : text)
+    const std::vector<Utf8Text> texts(parts.begin(), parts.end());
+    std::size_t size = 0;
+    for (const Utf8Text& text : texts)
+        size += text.size();
+    for (const std::wstring_view part : parts)
+        size += static_cast<std::size_t>(std::ranges::count(part, L'\n'));
+    std::vector<char> bytes(size);
+    char* end = bytes.data();
+    for (const Utf8Text& text : texts)
     {
-        if (character == L'\n')
-            result += L'\r';
-        result += character;
+        text.copyTo(end);
+        end += text.size();
     }
-    return result;
+    // From the back, as far as there is a gap.
+    for (char* to = bytes.data() + bytes.size(); to != end;)
+    {
+        *--to = *--end;
+        if (*to == '\n')
+            *--to = '\r';
+    }
+    return bytes;
 }
 } // namespace
 
@@ -54,25 +66,20 @@ void Logger::init(const std::wstring& newPath)
     if (currentSize != 0 && currentSize != invalidSize)
     {
         // An empty line sets this run apart from the one before it.
-        writeRaw(L"\n\n");
+        writeRaw({L"\n\n"});
         lastChar = 0;
     }
     writeBanner(L"Logging started ");
 }
 
-void Logger::write(const std::wstring& text)
+void Logger::write(std::wstring_view text, std::wstring_view rest)
 {
     if (text.empty())
         return;
 
     const std::wstring stamp = timestamp();
-    std::wstring record;
-    record.reserve(1 + stamp.size() + text.size());
-    if (lastChar != 0 && lastChar != L'\n')
-        record += L'\n';
-    record += stamp;
-    record += text;
-    writeRaw(std::move(record));
+    const std::wstring_view owedBreak = lastChar != 0 && lastChar != L'\n' ? L"\n" : L"";
+    writeRaw({owedBreak, stamp, text, rest});
 
     if (currentSize >= maxSize)
         rotate();
@@ -119,26 +126,26 @@ void Logger::close() noexcept
 
 void Logger::rotate()
 {
-    writeRaw(L"(continue to the next log file)"); // directly behind the last record: settled behaviour 60
+    writeRaw({L"(continue to the next log file)"}); // directly behind the last record: settled behaviour 60
     if (!path.empty())
     {
         close();
         MoveFileExW(path.c_str(), (path + L".bak").c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH);
         open();
     }
-    writeRaw(L"(continue logging)\n");
+    writeRaw({L"(continue logging)\n"});
 }
 
-void Logger::writeRaw(std::wstring text)
+void Logger::writeRaw(std::initializer_list<std::wstring_view> parts)
 {
     lastChar = 0;
     if (file == INVALID_HANDLE_VALUE)
         return;
-    if (!text.empty())
-        lastChar = text.back();
+    for (const std::wstring_view part : parts)
+        if (!part.empty())
+            lastChar = part.back();
 
-    Utf8Text utf8(withWindowsLineEnds(std::move(text)));
-    const std::string_view bytes = utf8.bytes();
+    const std::vector<char> bytes = bytesOfFile(parts);
     DWORD written = 0;
     WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
     currentSize += written;

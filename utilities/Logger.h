@@ -7,7 +7,9 @@
 #include <windows.h>
 
 #include <cstdint>
+#include <initializer_list>
 #include <string>
+#include <string_view>
 
 namespace utilities
 {
@@ -25,8 +27,9 @@ public:
     void init(const std::wstring& newPath);
 
     /// Writes one record: the local time and `text`, whose line feeds stay inside the record. Nothing for an empty
-    /// text. At 1,048,576 bytes the file is moved to its path plus ".bak", and a new one begun.
-    void write(const std::wstring& text);
+    /// text. At 1,048,576 bytes the file is moved to its path plus ".bak", and a new one begun. What is large comes as
+    /// `rest`, behind the text, so that nobody has to join them; no surrogate pair is to lie across both.
+    void write(std::wstring_view text, std::wstring_view rest = {});
 
     /// Writes the footer and closes the file; records are dropped from then on.
     void finish();
@@ -38,7 +41,7 @@ private:
     void open();
     void close() noexcept;
     void rotate();
-    void writeRaw(std::wstring text);
+    void writeRaw(std::initializer_list<std::wstring_view> parts);
     void writeBanner(const std::wstring& text);
     [[nodiscard]] static std::wstring timestamp();
 

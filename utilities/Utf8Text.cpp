@@ -2,28 +2,25 @@
 
 #include <windows.h>
 
-#include <utility>
-
 namespace utilities
 {
-Utf8Text::Utf8Text(std::wstring text) : wide(std::move(text)) {}
-
-const char* Utf8Text::data()
+namespace
 {
-    if (utf8.empty() && !wide.empty())
-    {
-        const int wideSize = static_cast<int>(wide.size());
-        const int size = WideCharToMultiByte(CP_UTF8, 0, wide.data(), wideSize, nullptr, 0, nullptr, nullptr);
-        utf8.resize(static_cast<std::size_t>(size) + 1);
-        WideCharToMultiByte(CP_UTF8, 0, wide.data(), wideSize, utf8.data(), size, nullptr, nullptr);
-        utf8.back() = '\0';
-    }
-    return utf8.empty() ? "" : utf8.data();
+/// Bytes written, or needed where there is no room given.
+std::size_t convert(std::wstring_view text, void* bytes, std::size_t room)
+{
+    if (text.empty())
+        return 0;
+    const int size = WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()),
+                                         static_cast<char*>(bytes), static_cast<int>(room), nullptr, nullptr);
+    return static_cast<std::size_t>(size);
 }
+} // namespace
 
-std::string_view Utf8Text::bytes()
+Utf8Text::Utf8Text(std::wstring_view wideText) : wide(wideText), utf8Size(convert(wideText, nullptr, 0)) {}
+
+void Utf8Text::copyTo(void* bytes) const
 {
-    const char* const first = data();
-    return {first, utf8.empty() ? 0 : utf8.size() - 1};
+    convert(wide, bytes, utf8Size);
 }
 } // namespace utilities

@@ -1,28 +1,26 @@
 // Utf8Text.h: a text on its way out of the agent, to the log file or to the pipe. Text is UTF-16 everywhere else.
 #pragma once
 
-#include <string>
+#include <cstddef>
 #include <string_view>
-#include <vector>
 
 namespace utilities
 {
-/// Holds a wide text and, from the first `data` on, its UTF-8 form. The conversion rests on WideCharToMultiByte, which
-/// replaces what can't be converted.
+/// The UTF-8 form of a text, written to where it is to stand, as the text may be a whole snapshot. Refers to the text, which
+/// has to stay for as long as this object. Rests on WideCharToMultiByte, which replaces what can't be converted.
 class Utf8Text
 {
 public:
-    /// Takes the text over.
-    explicit Utf8Text(std::wstring text);
+    explicit Utf8Text(std::wstring_view wideText);
 
-    /// The UTF-8 bytes with a terminating zero; never null. Converts on the first call.
-    [[nodiscard]] const char* data();
+    /// In bytes; there is no terminator.
+    [[nodiscard]] std::size_t size() const noexcept { return utf8Size; }
 
-    /// The UTF-8 bytes without the terminating zero; empty for an empty text. Valid for as long as this object.
-    [[nodiscard]] std::string_view bytes();
+    /// Writes all `size()` bytes.
+    void copyTo(void* bytes) const;
 
 private:
-    std::vector<char> utf8; // with its terminating zero; empty until converted, and for an empty text
-    std::wstring wide;
+    std::wstring_view wide;
+    std::size_t utf8Size;
 };
 } // namespace utilities

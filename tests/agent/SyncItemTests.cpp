@@ -2,7 +2,9 @@
 
 #include <vector>
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
+
+#include "tests/support/HeapWatch.h"
 
 namespace
 {
@@ -14,7 +16,7 @@ std::wstring join(const std::vector<std::wstring>& texts)
     std::vector<SyncItem> items;
     for (const std::wstring& text : texts)
         items.emplace_back(EntryId(), false).text = text;
-    return joinItemTexts(items);
+    return joinItemTexts(L"head\n", items);
 }
 
 TEST(SyncItemTest, HoldsTheIdentifierOfAFolderAndOfAContact)
@@ -38,9 +40,18 @@ TEST(SyncItemTest, HasNoTextWithoutAnIdentifierOrAMessage)
 
 TEST(SyncItemTest, AreJoinedWithALineFeedBetweenTwoOfThem)
 {
-    EXPECT_EQ(join({}), L"");
-    EXPECT_EQ(join({L"one"}), L"one");
-    EXPECT_EQ(join({L"a;b\nc", L"two", L"\r\n"}), L"a;b\nc\ntwo\n\r\n");
-    EXPECT_EQ(join({L"", L"", L""}), L"\n\n");
+    EXPECT_EQ(join({}), L"head\n");
+    EXPECT_EQ(join({L"one"}), L"head\none");
+    EXPECT_EQ(join({L"a;b\nc", L"two", L"\r\n"}), L"head\na;b\nc\ntwo\n\r\n");
+    EXPECT_EQ(join({L"", L"", L""}), L"head\n\n\n");
+}
+
+TEST(SyncItemTest, AreJoinedInOnePieceOfMemory)
+{
+    std::vector<SyncItem> items(1'000, SyncItem(itemId, false));
+    const support::HeapWatch heap;
+    const std::wstring text = joinItemTexts(L"head, which takes memory of its own\n", items);
+    const auto size = static_cast<std::ptrdiff_t>(text.size() * sizeof(wchar_t));
+    EXPECT_THAT(heap.peak(), testing::AllOf(testing::Ge(size), testing::Le(size + 500)));
 }
 } // namespace

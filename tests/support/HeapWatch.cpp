@@ -1,5 +1,6 @@
 #include "tests/support/HeapWatch.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <malloc.h>
 #include <new>
@@ -45,9 +46,15 @@ struct HeapHooks
                 watch->m_left -= size;
             }
         }
-        if (void* const block = std::malloc(size != 0 ? size : 1))
-            return block;
-        throw std::bad_alloc();
+        void* const block = std::malloc(size != 0 ? size : 1);
+        if (block == nullptr)
+            throw std::bad_alloc();
+        if (HeapWatch* const watch = s_watch)
+        {
+            watch->m_held += static_cast<std::ptrdiff_t>(_msize(block));
+            watch->m_peak = std::max(watch->m_peak, watch->m_held);
+        }
+        return block;
     }
 
     static void free(void* block) noexcept
@@ -59,6 +66,7 @@ struct HeapHooks
         std::free(block);
         if (watch == nullptr)
             return;
+        watch->m_held -= static_cast<std::ptrdiff_t>(size);
         if (size >= watch->m_smallestKept)
             watch->m_left += size;
         if (watch->onFree)

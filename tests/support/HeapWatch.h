@@ -19,6 +19,9 @@ public:
     /// Allocations so far, those that failed as well.
     [[nodiscard]] unsigned count() const noexcept { return m_count; }
 
+    /// The most bytes that the thread has held at one time since then, beyond what it held before.
+    [[nodiscard]] std::ptrdiff_t peak() const noexcept { return m_peak; }
+
     /// From now on no block can be had, but for what the thread itself gives back: of that, blocks from `smallestKept` bytes
     /// on stay free for it, and smaller ones are taken by others at once.
     void exhaust(std::size_t smallestKept) noexcept;
@@ -33,6 +36,8 @@ private:
     friend struct HeapHooks;
 
     unsigned m_count = 0;
+    std::ptrdiff_t m_held = 0;
+    std::ptrdiff_t m_peak = 0;
     bool m_isLimited = false;
     std::size_t m_smallestKept = 0;
     std::size_t m_left = 0;

@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 
+#include "tests/support/HeapWatch.h"
 #include "tests/support/ImportHook.h"
 #include "tests/support/LogFile.h"
 #include "tests/support/PipeServer.h"
@@ -85,6 +86,15 @@ TEST_F(IPCClientTest, WritesTheRequestByOneCall)
         });
     EXPECT_TRUE(IPCClient().send(std::wstring(100000, L'x')));
     EXPECT_THAT(sizes, ElementsAre(100004u));
+}
+
+TEST_F(IPCClientTest, HoldsTheTextOnceInUtf8AndNoMoreOfIt)
+{
+    PipeServer server(host());
+    const std::wstring text(1'000'000, L'x');
+    const support::HeapWatch heap;
+    EXPECT_TRUE(IPCClient().send(text));
+    EXPECT_THAT(heap.peak(), testing::AllOf(testing::Ge(1'000'004), testing::Le(1'010'000)));
 }
 
 TEST_F(IPCClientTest, MakesAConnectionForEachMessage)

@@ -5,6 +5,7 @@
 #include <tuple>
 #include <vector>
 
+#include "tests/support/HeapWatch.h"
 #include "tests/utilities/LoggerFixture.h"
 
 namespace
@@ -68,6 +69,31 @@ TEST_F(LoggerTest, WritesEachRecordByOneCall)
     EXPECT_EQ(writes.count(), 1u);
     m_log.write(std::wstring(500000, L'\n'));
     EXPECT_EQ(writes.count(), 2u);
+}
+
+TEST_F(LoggerTest, WritesTheRestBehindTheText)
+{
+    m_log.init(m_file);
+    m_log.write(L"one:\n", L"two\n\u20ac\n");
+    m_log.write(L"three:", L"");
+    EXPECT_EQ(bytes(), m_header + "\r\n" + m_stamp + "one:\r\ntwo\r\n\xE2\x82\xAC\r\n" + m_stamp + "three:");
+}
+
+TEST_F(LoggerTest, HoldsARecordOnceInUtf8AndNothingOfItWithoutAFile)
+{
+    std::wstring text;
+    for (int line = 0; line < 10'000; ++line)
+        text += L"a line of this text, of 50 bytes in UTF-8, so long\n";
+    {
+        const support::HeapWatch heap;
+        m_log.write(text);
+        EXPECT_LE(heap.peak(), 10'000);
+    }
+    m_log.init(m_file);
+    const support::HeapWatch heap;
+    m_log.write(text);
+    const auto written = static_cast<std::ptrdiff_t>(text.size()) + 10'000; // and the carriage returns
+    EXPECT_THAT(heap.peak(), testing::AllOf(testing::Ge(written), testing::Le(written + 10'000)));
 }
 
 // ---- Opening and closing -------------------------------------------------------------------------------------------

@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <string>
 #include <tuple>
 #include <vector>
 
@@ -14,41 +15,37 @@ namespace
 using testing::ElementsAre;
 using utilities::Utf8Text;
 
-TEST(Utf8TextTest, GivesAnEmptyTextForAnEmptyText)
+std::string utf8(std::wstring_view wide)
+{
+    const Utf8Text text(wide);
+    std::string bytes(text.size(), '?');
+    text.copyTo(bytes.data());
+    return bytes;
+}
+
+TEST(Utf8TextTest, AsksNothingForAnEmptyText)
 {
     const auto conversions = support::countImport<"WideCharToMultiByte">(WideCharToMultiByte);
-    Utf8Text text{std::wstring()};
-    EXPECT_STREQ(text.data(), "");
-    EXPECT_TRUE(text.bytes().empty());
+    EXPECT_EQ(utf8(L""), "");
     EXPECT_EQ(conversions.count(), 0u);
 }
 
 TEST(Utf8TextTest, EncodesEachLengthOfCharacter)
 {
-    EXPECT_EQ(Utf8Text(L"A").bytes(), "A");
-    EXPECT_EQ(Utf8Text(L"\u00fc").bytes(), "\xC3\xBC");
-    EXPECT_EQ(Utf8Text(L"\u20ac").bytes(), "\xE2\x82\xAC");
-    EXPECT_EQ(Utf8Text(L"\xD83D\xDE00").bytes(), "\xF0\x9F\x98\x80");
+    EXPECT_EQ(utf8(L"A"), "A");
+    EXPECT_EQ(utf8(L"\u00fc"), "\xC3\xBC");
+    EXPECT_EQ(utf8(L"\u20ac"), "\xE2\x82\xAC");
+    EXPECT_EQ(utf8(L"\xD83D\xDE00"), "\xF0\x9F\x98\x80");
 }
 
 TEST(Utf8TextTest, KeepsAnInnerZero)
 {
-    EXPECT_EQ(Utf8Text(std::wstring(L"a\0b", 3)).bytes(), std::string_view("a\0b", 3));
+    EXPECT_EQ(utf8(std::wstring_view(L"a\0b", 3)), std::string("a\0b", 3));
 }
 
 TEST(Utf8TextTest, TakesWhatThePlatformGivesForAHalfPair)
 {
-    EXPECT_EQ(Utf8Text(L"a\xD83D").bytes(), "a\xEF\xBF\xBD");
-}
-
-TEST(Utf8TextTest, ConvertsOnce)
-{
-    Utf8Text text(L"\u00fcber");
-    const auto conversions = support::countImport<"WideCharToMultiByte">(WideCharToMultiByte);
-    const char* const first = text.data();
-    EXPECT_EQ(text.data(), first);
-    EXPECT_EQ(text.bytes().data(), first);
-    EXPECT_EQ(conversions.count(), 2u); // the size, then the text
+    EXPECT_EQ(utf8(L"a\xD83D"), "a\xEF\xBF\xBD");
 }
 
 TEST(Utf8TextTest, AsksForUtf8WithoutFlagsOrDefault)
@@ -63,8 +60,8 @@ TEST(Utf8TextTest, AsksForUtf8WithoutFlagsOrDefault)
             calls.emplace_back(codePage, flags, defaultCharacter, usedDefault);
             return original(codePage, flags, text, length, buffer, size, defaultCharacter, usedDefault);
         });
-    EXPECT_EQ(Utf8Text(L"a").bytes(), "a");
+    EXPECT_EQ(utf8(L"a"), "a");
     const Call expected(65001, 0, nullptr, nullptr);
-    EXPECT_THAT(calls, ElementsAre(expected, expected));
+    EXPECT_THAT(calls, ElementsAre(expected, expected)); // the size, then the text
 }
 } // namespace
