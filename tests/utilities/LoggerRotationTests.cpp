@@ -2,6 +2,7 @@
 #include <tuple>
 #include <vector>
 
+#include "tests/support/Handle.h"
 #include "tests/utilities/LoggerFixture.h"
 #include "utilities/Logger.h"
 
@@ -16,6 +17,12 @@ class LoggerRotationTest : public LoggerFixture
 protected:
     const std::string m_end = "(continue to the next log file)";
     const std::string m_beginning = "(continue logging)\r\n";
+
+    [[nodiscard]] support::Handle openReader(DWORD share) const
+    {
+        return support::checkedFile(
+            CreateFileW(m_file.c_str(), GENERIC_READ, share, nullptr, OPEN_EXISTING, 0, nullptr), "CreateFileW");
+    }
 };
 
 TEST_F(LoggerRotationTest, MovesTheFileWhenARecordReachesTheLimitExactly)
@@ -118,6 +125,26 @@ TEST_F(LoggerRotationTest, GoesOnInTheSameFileWhenTheBackupIsAFolder)
     ASSERT_GE(text.size(), limit);
     EXPECT_EQ(text.substr(limit),
               m_end + m_beginning + m_stamp + "one" + m_end + m_beginning + m_stamp + "two" + m_end + m_beginning);
+}
+
+TEST_F(LoggerRotationTest, GoesOnInTheSameFileWhileAReaderDoesNotShareItsDeletion)
+{
+    m_log.init(m_file);
+    support::Handle reader = openReader(FILE_SHARE_READ | FILE_SHARE_WRITE);
+    fillTo(limit, m_header.size());
+    EXPECT_FALSE(hasBackup());
+    reader.reset();
+    m_log.write(L"one");
+    EXPECT_THAT(backupBytes(), EndsWith(m_end + m_beginning + m_stamp + "one" + m_end));
+}
+
+TEST_F(LoggerRotationTest, MovesTheFileUnderAReaderThatSharesItsDeletion)
+{
+    m_log.init(m_file);
+    const support::Handle reader = openReader(FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE);
+    fillTo(limit, m_header.size());
+    EXPECT_TRUE(hasBackup());
+    EXPECT_EQ(bytes(), m_beginning);
 }
 
 TEST_F(LoggerRotationTest, DropsRecordsAndTriesNoMoreWhenTheFileCannotBeReopened)
