@@ -1,11 +1,11 @@
 # shellcheck shell=bash
-# build.sh: configuring and building; to be sourced after common.sh.
+# build.sh: configuring and building; to be sourced after common.sh. The preset is $LINKWELL_PRESET, or mingw-release.
 
-LINKWELL_PRESET="mingw-release"
+LINKWELL_PRESET="${LINKWELL_PRESET:-mingw-release}"
 LINKWELL_BUILD_DIR="$LINKWELL_BUILD/$LINKWELL_PRESET"
 readonly LINKWELL_PRESET LINKWELL_BUILD_DIR
 
-# configure [OPTIONS...]: configures build/mingw-release.
+# configure [OPTIONS...]: configures the preset's folder below build.
 configure()
 {
     step "Configuring ${LINKWELL_BUILD_DIR#"$LINKWELL_ROOT"/}"
