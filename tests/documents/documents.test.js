@@ -126,26 +126,3 @@ test('bytes in hexadecimal are an answer, or stand in the recordings', () => {
     assert.ok(bytes.equals(Buffer.from('ack')) || recorded.includes(bytes), text);
   }
 });
-
-// ---- What proves them -----------------------------------------------------------------------------------------------------
-
-test('the tests and links that the pages name are there', () => {
-  const sources = fs.readdirSync(path.join(DOCS, '..', 'tests', 'endtoend')).filter((file) => file.endsWith('.cpp'))
-    .map((file) => fs.readFileSync(path.join(DOCS, '..', 'tests', 'endtoend', file), 'utf8')).join('');
-  for (const page of ['wire-protocol.md', 'host-lifecycle.md']) {
-    const text = fs.readFileSync(path.join(DOCS, page), 'utf8');
-    const named = quoted(withoutCode(text)).filter((word) => /^[A-Z]\w+Test(\.\w+)?$/.test(word));
-    assert.ok(named.length > 0);
-    for (const name of named) {
-      const [fixture, one] = name.split('.');
-      assert.match(sources, new RegExp(`TEST_[FP]\\(${fixture}, ${one || '\\w+'}\\)`), `${page} names ${name}`);
-    }
-    for (const [, file, place] of text.matchAll(/\]\(([^)#]*)(?:#([^)]*))?\)/g)) {
-      const target = path.join(DOCS, file || page);
-      assert.ok(fs.existsSync(target), `${page} links to ${file}`);
-      const headings = place === undefined ? [] : [...fs.readFileSync(target, 'utf8').matchAll(/^#+ (.*)$/gm)];
-      const places = headings.map(([, heading]) => heading.toLowerCase().replace(/[^\w -]/g, '').replace(/ /g, '-'));
-      assert.ok(place === undefined || places.includes(place), `${page} links to #${place}`);
-    }
-  }
-});
