@@ -45,6 +45,9 @@ endfunction()
 # holds that nothing of the agent runs before WinMain or after it but what is named beside the call.
 function(linkwell_compile_agent target)
     linkwell_compile(${target})
+    if(NOT MSVC)
+        target_compile_options(${target} PRIVATE -g) # for packaging; the program itself is stripped when it is linked
+    endif()
     if(LINKWELL_LINT)
         target_compile_options(${target} PRIVATE -Wglobal-constructors -Wexit-time-destructors)
     elseif(target STREQUAL "linkwell_utilities")
@@ -64,7 +67,8 @@ function(linkwell_program target)
     if(MSVC)
         target_link_options(${target} PRIVATE /DYNAMICBASE /HIGHENTROPYVA /NXCOMPAT /TSAWARE /STACK:0x200000)
     else()
-        target_link_options(${target} PRIVATE -static -Wl,--gc-sections,--no-insert-timestamp $<$<CONFIG:Release>:-s>
+        target_link_options(${target} PRIVATE -static -Wl,--gc-sections,--no-insert-timestamp
+            $<$<AND:$<CONFIG:Release>,$<NOT:$<BOOL:$<TARGET_PROPERTY:LINKWELL_KEEPS_SYMBOLS>>>>:-s>
             -Wl,--dynamicbase,--high-entropy-va,--nxcompat,--tsaware,--stack,0x200000
             -Wl,--major-subsystem-version,5,--minor-subsystem-version,2)
     endif()
