@@ -332,10 +332,14 @@ public:
                made == instanceCount;
     }
 
+    /// A client that has gone by then counts as well: what it has sent can still be read.
     Outcome accept(HANDLE stop)
     {
         DWORD nothing = 0;
-        return finish(ConnectNamedPipe(m_pipe.get(), begin()), stop, INFINITE, nothing);
+        const Outcome outcome = finish(ConnectNamedPipe(m_pipe.get(), begin()), stop, INFINITE, nothing);
+        if (outcome == Outcome::Gone)
+            return m_error == ERROR_NO_DATA ? Outcome::Done : Outcome::Failed;
+        return outcome;
     }
     Outcome read(char* bytes, std::size_t size, DWORD& count, HANDLE stop, DWORD limit)
     {
@@ -554,7 +558,7 @@ private:
             if (received == text.size())
                 text.resize((std::min)(size, received + pieceBytes));
             DWORD count = 0;
-            outcome = instance.read(&text[received], text.size() - received, count, m_cut.get(), stepLimit());
+            outcome = instance.read(&text[received], text.size() - received, count, m_cut.get(), idleLimit());
             received += count;
         }
         text.resize(received);
@@ -585,7 +589,7 @@ private:
     /// In one write: the agent takes the first bytes that come for the whole answer.
     void answer(Instance& instance)
     {
-        const Outcome outcome = instance.write("ack", m_cut.get(), stepLimit());
+        const Outcome outcome = instance.write("ack", m_cut.get(), idleLimit());
         if (outcome == Outcome::Gone)
             throw Error(ErrorCode::Connection, "a client went before it was answered", instance.error());
         if (outcome != Outcome::Done)
@@ -600,7 +604,7 @@ private:
             return Error(ErrorCode::Incomplete, "a client went " + where, instance.error());
         case Outcome::TimedOut:
             return Error(ErrorCode::Timeout,
-                         "a client stood still for " + std::to_string(stepLimit()) + " ms " + where);
+                         "a client stood still for " + std::to_string(idleLimit()) + " ms " + where);
         case Outcome::Stopped:
             return Error(ErrorCode::Closed, "the host was stopped " + where);
         default:
@@ -608,7 +612,7 @@ private:
         }
     }
 
-    [[nodiscard]] DWORD stepLimit() const noexcept { return static_cast<DWORD>(m_host.m_options.stepTimeout.count()); }
+    [[nodiscard]] DWORD idleLimit() const noexcept { return static_cast<DWORD>(m_host.m_options.idleTimeout.count()); }
 
     /// Nothing waits for the handler of errors here. What there is no memory for is not told.
     template <typename MakeError>
@@ -815,8 +819,8 @@ Host::Host(MessageHandler onMessage, ErrorHandler onError, HostOptions options)
         throw Error(ErrorCode::Option, "pipe must be the path of a pipe");
     if (m_options.maxMessageBytes == 0)
         throw Error(ErrorCode::Option, "maxMessageBytes must be above 0");
-    if (m_options.stepTimeout < 1ms || m_options.stepTimeout > 24h)
-        throw Error(ErrorCode::Option, "stepTimeout must be a millisecond to a day");
+    if (m_options.idleTimeout < 1ms || m_options.idleTimeout > 24h)
+        throw Error(ErrorCode::Option, "idleTimeout must be a millisecond to a day");
 }
 
 Host::~Host()

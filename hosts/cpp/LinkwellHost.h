@@ -43,7 +43,7 @@ enum class ErrorCode
     Oversized,  // a message is longer than the limit; nothing of it is handed on, and it is not answered
     Pipe,       // the pipe can't be served, such as when another program serves it
     State,      // a call at the wrong time
-    Timeout     // a client took longer than `stepTimeout` to send, to read its answer, or to go
+    Timeout     // a client stood still for `idleTimeout`, in front of a message, in it, or behind it
 };
 
 /// A name that stays what it is, such as "ERR_LINKWELL_HANDLER": the same as that of the host for Node.js.
@@ -163,7 +163,7 @@ struct HostOptions
     std::wstring pipe = pipePath; // another one for tests
     std::size_t maxMessageBytes =
         256 * 1024 * 1024; // longer ones are an error; a store is one message, 350 bytes a contact
-    std::chrono::milliseconds stepTimeout{10'000}; // for each step of a client: to send more, to be answered, to go
+    std::chrono::milliseconds idleTimeout{30'000}; // for which a client may stand still: not send more, not read, not go
 };
 
 /// Serves the pipe, with four instances for the current user alone, each on a thread of its own.

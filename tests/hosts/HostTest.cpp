@@ -51,7 +51,7 @@ linkwell::HostOptions HostTest::optionsOfTests()
 {
     linkwell::HostOptions options;
     options.pipe = L"\\\\.\\pipe\\" + support::uniqueName(L"LinkwellHostTest");
-    options.stepTimeout = std::chrono::minutes(2); // longer than a test may take
+    options.idleTimeout = std::chrono::minutes(2); // longer than a test may take
     return options;
 }
 

@@ -261,7 +261,7 @@ TEST_F(HostTest, SaysNothingOfAClientThatComesAndGoes)
 
 TEST_F(HostTest, CutsAClientThatStandsStill)
 {
-    m_options.stepTimeout = 200ms;
+    m_options.idleTimeout = 200ms;
     startHost();
     Client silent = connect();
     Client inText = connect();
@@ -278,7 +278,7 @@ TEST_F(HostTest, CutsAClientThatStandsStill)
 
 TEST_F(HostTest, TakesSixtyFourMegabytes)
 {
-    constexpr std::string_view line = "x;;;;;;;;;;00000000A1;00000000E5\n";
+    const std::string line = std::string(300, 'x') + ";;;;;;;;;;00000000A1;00000000E5\n";
     std::string text = "2;snapshot;contact;0;1\n";
     text.reserve(64U << 20);
     while (text.size() + line.size() < 64U << 20)
@@ -316,8 +316,8 @@ TEST_F(HostTest, RefusesOptionsThatCannotBe)
     EXPECT_EQ(codeOf([](auto&) {}, false), "ERR_LINKWELL_OPTION");
     EXPECT_EQ(codeOf([](auto& options) { options.pipe.clear(); }), "ERR_LINKWELL_OPTION");
     EXPECT_EQ(codeOf([](auto& options) { options.maxMessageBytes = 0; }), "ERR_LINKWELL_OPTION");
-    EXPECT_EQ(codeOf([](auto& options) { options.stepTimeout = 0ms; }), "ERR_LINKWELL_OPTION");
-    EXPECT_EQ(codeOf([](auto& options) { options.stepTimeout = 25h; }), "ERR_LINKWELL_OPTION");
+    EXPECT_EQ(codeOf([](auto& options) { options.idleTimeout = 0ms; }), "ERR_LINKWELL_OPTION");
+    EXPECT_EQ(codeOf([](auto& options) { options.idleTimeout = 25h; }), "ERR_LINKWELL_OPTION");
 }
 } // namespace
 } // namespace hosts

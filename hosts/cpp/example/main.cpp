@@ -2,8 +2,11 @@
 #include <windows.h>
 
 #include <cstdint>
+#include <cstdio>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <io.h>
 #include <iostream>
 #include <stdexcept>
 #include <string>
@@ -137,19 +140,19 @@ class Output
 public:
     explicit Output(const Options& options) : m_options(options)
     {
-        m_record.exceptions(std::ios::badbit | std::ios::failbit);
         if (!options.record.empty())
             m_record.open(std::filesystem::path(options.record), std::ios::binary | std::ios::app);
+        check();
     }
 
     [[nodiscard]] bool isJson() const noexcept { return m_options.json; }
 
-    /// The event is on file when this returns; throws std::ios::failure when it can't be. A handler of messages that throws
-    /// refuses its message.
+    /// The event is on file when this returns. Throws when it can't be: a handler of messages that throws refuses its message.
     void put(const std::string& line)
     {
         if (m_record.is_open())
             m_record << line << std::flush;
+        check();
         if (m_options.json)
             std::cout << line << std::flush;
     }
@@ -162,6 +165,12 @@ public:
     [[nodiscard]] std::uint64_t answered() const noexcept { return m_answered; }
 
 private:
+    void check() const
+    {
+        if (!m_record)
+            throw std::runtime_error("the record can't be written: " + toUtf8(m_options.record));
+    }
+
     const Options& m_options;
     std::ofstream m_record;
     std::uint64_t m_answered = 0;
@@ -205,6 +214,7 @@ void run(const Options& options)
 int wmain(int count, wchar_t** arguments)
 {
     SetConsoleOutputCP(CP_UTF8);
+    _setmode(_fileno(stdout), _O_BINARY); // a line ends in a line feed, as in the record
     s_end = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     try
     {
