@@ -160,10 +160,12 @@ struct Message
 
 struct HostOptions
 {
-    std::wstring pipe = pipePath; // another one for tests
-    std::size_t maxMessageBytes =
-        256 * 1024 * 1024; // longer ones are an error; a store is one message, 350 bytes a contact
-    std::chrono::milliseconds idleTimeout{30'000}; // for which a client may stand still: not send more, not read, not go
+    /// Another one for tests.
+    std::wstring pipe = pipePath;
+    /// Longer messages are an error. A store is one message, of some 350 bytes for each contact.
+    std::size_t maxMessageBytes = 256 * 1024 * 1024;
+    /// For which a client may stand still: send nothing, not read its answer, not go. A handler may take as long as it likes.
+    std::chrono::milliseconds idleTimeout{30'000};
 };
 
 /// Serves the pipe, with four instances for the current user alone, each on a thread of its own.
