@@ -153,9 +153,8 @@ private:
         const auto fields = fieldsOf(m_text.substr(m_begin, end - m_begin), m_semicolons);
         const bool valid = fields.size() == contactFields.size() && isHex(fields[10], 2) &&
                            end - m_begin == fields[10].size() + semicolonsOfContact;
-        Item& item = add(end);
-        if (valid)
-            item.contact = makeContact(fields);
+        ContactPtr contact = valid ? makeContact(fields) : nullptr;
+        add(end).contact = std::move(contact);
     }
 
     /// Whether a contact, which may take several lines, is whole with this one.
@@ -177,10 +176,8 @@ private:
     {
         const std::string_view text = m_text.substr(m_begin, end - m_begin);
         const bool guessed = m_semicolons.size() > semicolonsOfContact;
-        ContactPtr contact = makeContact(guessed ? guessFields(text) : fieldsOf(text, m_semicolons));
-        Item& item = add(end);
-        item.contact = std::move(contact);
-        item.guessed = guessed;
+        ContactPtr contact = makeContact(guessed ? guessFields(text) : fieldsOf(text, m_semicolons), guessed);
+        add(end).contact = std::move(contact);
     }
 
     [[nodiscard]] std::vector<std::string_view> guessFields(std::string_view text) const
@@ -198,9 +195,10 @@ private:
         return fieldsOf(text, semicolons);
     }
 
-    static ContactPtr makeContact(const std::vector<std::string_view>& fields)
+    static ContactPtr makeContact(const std::vector<std::string_view>& fields, bool guessed = false)
     {
         const auto contact = std::make_shared<Contact>();
+        contact->guessed = guessed;
         for (std::size_t field = 0; field < contactFields.size(); ++field)
             (*contact).*contactFields[field].member = fields[field];
         return contact;
@@ -546,17 +544,20 @@ private:
         return true;
     }
 
-    /// Replaces the text by what comes. It grows with that, and is never moved.
+    /// Replaces the text by what comes. There is no room for all of it before a piece has come, as a length alone proves
+    /// nothing; from then on nothing is moved.
     Outcome readInto(Instance& instance, std::string& text, std::size_t size)
     {
         text.clear();
-        text.reserve(size);
         std::size_t received = 0;
         Outcome outcome = Outcome::Done;
         while (received < size && outcome == Outcome::Done)
         {
             if (received == text.size())
+            {
+                text.reserve(received == 0 ? (std::min)(size, pieceBytes) : size);
                 text.resize((std::min)(size, received + pieceBytes));
+            }
             DWORD count = 0;
             outcome = instance.read(&text[received], text.size() - received, count, m_cut.get(), idleLimit());
             received += count;

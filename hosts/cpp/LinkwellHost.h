@@ -77,6 +77,7 @@ struct Contact
     std::string businessFax;
     std::string entryId;       // its identity: opaque, upper-case hexadecimal; empty where the store does not give it
     std::string folderEntryId; // that of its folder
+    bool guessed = false; // a ";" stands in a field: the identifiers are certain, where other fields begin is guessed
 };
 
 /// The fields of a contact in the order of the wire, with their names.
@@ -133,7 +134,6 @@ struct Item
     std::size_t length = 0;      // in bytes
     ContactPtr contact{};        // null: it is none
     std::string folderEntryId{}; // empty: it is no folder
-    bool guessed = false; // a ";" stands in a field: identifiers are certain, where other fields begin is guessed
 };
 
 struct Message

@@ -31,6 +31,7 @@ ContactPtr named(const linkwell::ContactStore& store, std::string_view name)
 void expectBrokenContact(const ContactPtr& contact)
 {
     ASSERT_NE(contact, nullptr);
+    EXPECT_TRUE(contact->guessed);
     EXPECT_EQ(contact->givenName, "Klaus");
     EXPECT_EQ(contact->middleName, "");
     EXPECT_EQ(contact->surname, "Gr\u00FCn");

@@ -2,8 +2,7 @@
 #include "tests/hosts/HostTest.h"
 
 #include <atomic>
-#include <cstdlib>
-#include <limits>
+#include <cstddef>
 
 #include <gmock/gmock.h>
 
@@ -135,31 +134,51 @@ TEST_F(HostFailureTest, TellsThatAConnectionBreaksAndGoesOn)
     EXPECT_EQ(exchange(contactText), "ack");
 }
 
+/// A heap that has no blocks above a size, in any thread.
+class LimitedHeap
+{
+public:
+    explicit LimitedHeap(std::size_t largest) : m_largest(largest) {}
+
+private:
+    std::size_t m_largest;
+    support::ImportHook<"malloc", void*, std::size_t> m_hook{[this](auto* original, std::size_t size)
+                                                             {
+                                                                 return size > m_largest ? nullptr : original(size);
+                                                             }};
+};
+
 TEST_F(HostFailureTest, RefusesAMessageForWhichThereIsNoMemoryAndGoesOn)
 {
-    std::atomic<std::size_t> largest = std::numeric_limits<std::size_t>::max();
-    const auto hook =
-        hookImport<"malloc">(static_cast<void* (*)(std::size_t)>(std::malloc), [&](auto original, std::size_t size)
-                             { return size > largest ? nullptr : original(size); });
     startHost();
     const std::string large = framed(std::string(contactText) + std::string(1U << 20, 'x'));
     std::string text = "2;add;contact;0;1\n";
-    for (int number = 0; number < 4000; ++number)
+    for (int number = 0; number < 8000; ++number)
         text += "Anna;;;;;;;;;;00000000A1;00000000E5\n";
     const std::string manyItems = framed(text);
-
-    largest = 200'000; // the second text has room, its items don't
-    Client first = connect();
-    first.write(large);
-    EXPECT_EQ(first.read(3), "");
-    Client second = connect();
-    second.write(manyItems);
-    EXPECT_EQ(second.read(3), "");
-    largest = std::numeric_limits<std::size_t>::max();
-
+    {
+        const LimitedHeap heap(400'000); // the second text has room, its items don't
+        Client first = connect();
+        first.write(large);
+        EXPECT_EQ(first.read(3), "");
+        Client second = connect();
+        second.write(manyItems);
+        EXPECT_EQ(second.read(3), "");
+    }
     EXPECT_EQ(exchange(contactText), "ack");
     EXPECT_THAT(codes(), ElementsAre("ERR_LINKWELL_MEMORY", "ERR_LINKWELL_MEMORY"));
     EXPECT_EQ(messages().size(), 1U);
+}
+
+TEST_F(HostFailureTest, TakesNoMemoryForALengthAlone)
+{
+    startHost();
+    {
+        const LimitedHeap heap(400'000);
+        ASSERT_TRUE(connect().write(std::string("\x0f\xff\xff\xff", 4) + "2;add"));
+        ASSERT_TRUE(waitForErrors(1));
+    }
+    EXPECT_THAT(codes(), ElementsAre("ERR_LINKWELL_INCOMPLETE"));
 }
 } // namespace
 } // namespace hosts

@@ -179,7 +179,7 @@ TEST(ParseMessageTest, TakesALineAsLongAsAMessage)
         name += "x;";
     const auto message = linkwell::parseMessage("2;add;contact;0;1\n" + name + "\n;;;;;;;;;;00000000A1;00000000E5");
     ASSERT_EQ(message.items.size(), 1U);
-    EXPECT_TRUE(message.items[0].guessed);
+    EXPECT_TRUE(message.items[0].contact->guessed);
     EXPECT_EQ(message.items[0].contact->entryId, "00000000A1");
     EXPECT_EQ(linkwell::parseMessage("2;add;contact;0;1\n" + std::string(500'000, '\n') + ';').items.size(), 1U);
 }

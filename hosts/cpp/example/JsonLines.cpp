@@ -46,7 +46,7 @@ void appendItem(std::string& json, const linkwell::Message& message, const linkw
     }
     if (!item.folderEntryId.empty())
         appendPair(json, ',', "folderEntryId", item.folderEntryId);
-    json += item.guessed ? ",\"guessed\":true}" : "}";
+    json += item.contact != nullptr && item.contact->guessed ? ",\"guessed\":true}" : "}";
 }
 } // namespace
 
