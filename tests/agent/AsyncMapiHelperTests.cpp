@@ -111,21 +111,26 @@ TEST_F(AsyncMapiHelperTest, EndsInOrderWhenThereIsNoMemoryToReportWhy)
 
 TEST_F(AsyncMapiHelperTest, ReportsItsEndWhenAllMemoryIsTaken)
 {
-    support::HeapWatch heap;
-    const auto hook = tests::whenLogged("Start MAPI thread...",
-                                        [&]
-                                        {
-                                            heap.exhaust(4096);
-                                            throw std::bad_alloc();
-                                        });
-    AsyncMapiHelper::run(mainThread);
-    heap.refill();
-    EXPECT_TRUE(stopRequested);
-    EXPECT_THAT(m_posts, testing::SizeIs(1));
-    auto lines = log();
-    ASSERT_GE(lines.size(), 2U);
-    EXPECT_EQ(lines[lines.size() - 2], "AsyncMapiHelper::run: Unknown exception");
-    EXPECT_EQ(lines.back(), finished);
+    const auto lastLineButOne = [this](const std::function<void()>& fail)
+    {
+        support::HeapWatch heap;
+        const auto hook = tests::whenLogged("Start MAPI thread...",
+                                            [&]
+                                            {
+                                                heap.exhaust(4096);
+                                                fail();
+                                            });
+        AsyncMapiHelper::run(mainThread);
+        heap.refill();
+        EXPECT_TRUE(stopRequested);
+        auto lines = log();
+        EXPECT_EQ(lines.back(), finished);
+        return lines.size() < 2 ? std::string() : lines[lines.size() - 2];
+    };
+    EXPECT_EQ(lastLineButOne([] { throw std::bad_alloc(); }), "AsyncMapiHelper::run: Unknown exception");
+    EXPECT_EQ(lastLineButOne([] { throw utilities::exception(L"reason"); }),
+              "An exception has been caught in AsyncMapiHelper::run : reason");
+    EXPECT_THAT(m_posts, testing::SizeIs(2));
 }
 
 TEST_F(AsyncMapiHelperTest, SetsTheFlagBeforeItReleasesMapi)
