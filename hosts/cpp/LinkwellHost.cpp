@@ -242,7 +242,7 @@ using Handle = std::unique_ptr<void, HandleCloser>;
     const bool taken = error == ERROR_ACCESS_DENIED || error == ERROR_PIPE_BUSY;
     throw Error(ErrorCode::Pipe,
                 "the pipe can't be served: " + reason + ", system error " + std::to_string(error) +
-                    (taken ? "; another program serves it" : ""),
+                    (taken ? "; most likely another program serves it" : ""),
                 error);
 }
 
@@ -780,8 +780,8 @@ const char* nameOf(Kind kind) noexcept
     return kindNames[static_cast<std::size_t>(kind)];
 }
 
-Error::Error(ErrorCode what, const std::string& text, std::uint32_t error)
-    : std::runtime_error(text), code(what), systemError(error)
+Error::Error(ErrorCode errorCode, const std::string& text, std::uint32_t error)
+    : std::runtime_error(text), code(errorCode), systemError(error)
 {
 }
 

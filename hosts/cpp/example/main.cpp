@@ -1,6 +1,7 @@
 // main.cpp of linkwell-cpphost: a host that shows on the console what arrives. An example, and a host for tests.
 #include <windows.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <fcntl.h>
@@ -8,6 +9,7 @@
 #include <fstream>
 #include <io.h>
 #include <iostream>
+#include <mutex>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -96,13 +98,16 @@ Options readOptions(int count, wchar_t** arguments)
     return options;
 }
 
-/// The text with "?" for each character that would act on the console.
+/// The text with "?" for each control character, as a console may act on it.
 std::string printable(std::string text)
 {
-    for (char& character : text)
+    for (std::size_t at = 0; at < text.size(); ++at)
     {
-        if (static_cast<unsigned char>(character) < 0x20 || character == 0x7F)
-            character = '?';
+        const auto code = static_cast<unsigned char>(text[at]);
+        if (code == 0xC2 && at + 1 < text.size() && static_cast<unsigned char>(text[at + 1]) < 0xA0)
+            text.replace(at, 2, "?"); // U+0080 to U+009F
+        else if (code < 0x20 || code == 0x7F)
+            text[at] = '?';
     }
     return text;
 }
@@ -126,7 +131,7 @@ void print(const linkwell::Message& message, const linkwell::Change& change)
         std::cout << "  ? " << printable(text) << '\n';
 }
 
-/// Set by Ctrl+C, by the end of the console, and after the last message.
+/// Set by Ctrl+C, and after the last message.
 HANDLE s_end = nullptr;
 
 BOOL WINAPI end(DWORD)
@@ -134,7 +139,7 @@ BOOL WINAPI end(DWORD)
     return SetEvent(s_end);
 }
 
-/// Used by the thread of the handlers, and by the main thread before it begins and after it has ended.
+/// For one thread at a time.
 class Output
 {
 public:
@@ -181,9 +186,11 @@ void run(const Options& options)
     const std::string pipe = toUtf8(options.host.pipe);
     Output output(options);
     linkwell::ContactStore store;
+    std::mutex mutex; // the handlers wait until it is said that the host listens
     linkwell::Host host(
         [&](const linkwell::Message& message)
         {
+            const std::lock_guard lock(mutex);
             output.put(messageLine(message));
             const linkwell::Change change = store.apply(message);
             if (!output.isJson())
@@ -192,6 +199,7 @@ void run(const Options& options)
         },
         [&](const linkwell::Error& error)
         {
+            const std::lock_guard lock(mutex);
             if (!output.isJson())
                 std::cout << "=== " << printable(error.what()) << std::endl;
             if (!error.message.empty()) // it was answered
@@ -201,10 +209,12 @@ void run(const Options& options)
         options.host);
 
     SetConsoleCtrlHandler(end, TRUE);
+    std::unique_lock lock(mutex);
     host.start();
     output.put(listeningLine(pipe));
     if (!output.isJson())
         std::cout << "Listening on " << pipe << std::endl;
+    lock.unlock();
     WaitForSingleObject(s_end, INFINITE);
     host.stop();
     output.put(closedLine(output.answered()));
