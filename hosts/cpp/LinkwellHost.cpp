@@ -1,4 +1,5 @@
-// LinkwellHost.cpp: the pipe by the reference sequence of docs/wire-protocol.md, the reading of messages, the store.
+// LinkwellHost.cpp: the reading of messages, the pipe by the reference sequence of docs/wire-protocol.md, and the store.
+// One file, however long, as it is taken into other code.
 #include "LinkwellHost.h"
 
 #ifndef NOMINMAX
