@@ -13,7 +13,7 @@ install_node_host()
         return
     fi
     require_writable "$NODE_HOST_DIR" -maxdepth 0
-    step "Installing Node.js for Windows and TypeScript (npm, about 25 MB)"
+    step "Installing Node.js for Windows and what else hosts/node names (npm, about 30 MB)"
     local log="$LINKWELL_BUILD/npm.log"
     # The package is for Windows, where it runs in the end; --force has npm install it here.
     if ! run_quietly "$log" npm --prefix "$NODE_HOST_DIR" ci --force --no-audit --no-fund; then

@@ -3,6 +3,7 @@
 'use strict';
 
 const { ContactStore, DEFAULT_MAX_MESSAGE_BYTES, LinkwellHost, OptionError, PIPE_PATH } = require('../linkwell-host');
+const { Inspector } = require('../inspect/inspector');
 const { Output, fileWriter, standardOutputWriter } = require('../lib/output');
 const { formatJson, formatMessage, printable } = require('../lib/print');
 
@@ -16,6 +17,11 @@ Options:
   --record FILE      also append these JSON lines to FILE
   --count N          end after N messages have been answered
   --max-bytes N      refuse messages above N bytes (default ${DEFAULT_MAX_MESSAGE_BYTES})
+  --inspect [PORT]   also show all of it live on a page for this machine's own
+                     browser, at an address that is printed; PORT is a free one
+                     unless given
+  --control PIPE     let that page edit the mailbox of the sandbox that has this
+                     control pipe; with --inspect
   --pipe PATH        serve another pipe (default ${PIPE_PATH})
   --help             show this text
 
@@ -48,6 +54,13 @@ function parseOptions(args) {
     }
     return Number(text);
   };
+  const port = (name) => {
+    const found = number(name);
+    if (found > 65535) {
+      throw new UsageError(`${name} needs a port up to 65535, not ${found}`);
+    }
+    return found;
+  };
   while (rest.length > 0) {
     const option = rest.shift();
     switch (option) {
@@ -55,10 +68,15 @@ function parseOptions(args) {
       case '--record': options.record = value(option); break;
       case '--count': options.count = number(option); break;
       case '--max-bytes': options.host.maxMessageBytes = number(option); break;
+      case '--inspect': options.inspect = /^[0-9]+$/.test(rest[0]) ? port(option) : 0; break;
+      case '--control': options.control = value(option); break;
       case '--pipe': options.host.pipe = value(option); break;
       case '--help': options.help = true; break;
       default: throw new UsageError(`unknown option "${option}"`);
     }
+  }
+  if (options.control !== undefined && options.inspect === undefined) {
+    throw new UsageError('--control is for the page of --inspect');
   }
   return options;
 }
@@ -67,7 +85,9 @@ function complain(text) {
   process.stderr.write(`linkwell-host: ${text}\n`);
 }
 
-/** Writes an event where the options want it. The record is on file before the message is answered. */
+/**
+ * Writes an event where the options want it. The record is on file before the message is answered; secrets are not in it.
+ */
 function makeWriter(options) {
   const open = (what, writer, patience) => new Output(writer, {
     patience,
@@ -78,8 +98,10 @@ function makeWriter(options) {
   });
   const record = options.record === null ? null : open('the record', fileWriter(options.record));
   const output = open('the output', standardOutputWriter(), OUTPUT_PATIENCE_MILLISECONDS);
-  return async (event, textPieces) => {
-    await record?.put(formatJson(event));
+  return async (event, textPieces, { secret = false } = {}) => {
+    if (!secret) {
+      await record?.put(formatJson(event));
+    }
     const count = output.takeSkipped();
     if (count > 0) {
       const notice = `=== ${count} event(s) are not shown: the output was not read\n`;
@@ -106,6 +128,7 @@ async function run(options) {
   const host = new LinkwellHost(options.host);
   const write = makeWriter(options);
   const store = new ContactStore();
+  const inspector = options.inspect === undefined ? null : new Inspector({ store, control: options.control });
   let answered = 0;
 
   let closing = false;
@@ -115,6 +138,7 @@ async function run(options) {
     }
     closing = true;
     await host.close();
+    await inspector?.close();
     await write({ event: 'closed', answered }, [`Closed after ${answered} message(s).\n`]);
     process.exit();
   };
@@ -127,11 +151,13 @@ async function run(options) {
 
   host.on('message', async (message) => {
     const change = await store.apply(message);
+    await inspector?.addMessage(message, change);
     const { bytes, ...rest } = message;
     await write({ event: 'message', bytes, ...rest }, formatMessage(message, change));
     countAnswered();
   });
   host.on('error', (error) => {
+    inspector?.addError(error);
     write(errorEvent(error), formatError(error));
     if (error.text !== undefined) { // a header that can't be read: the message is answered
       countAnswered();
@@ -141,8 +167,17 @@ async function run(options) {
   for (const signal of ['SIGINT', 'SIGTERM', 'SIGHUP', 'SIGBREAK']) {
     process.once(signal, close);
   }
-  await host.listen();
+  const address = await inspector?.listen(options.inspect);
+  try {
+    await host.listen();
+  } catch (error) {
+    await inspector?.close();
+    throw error;
+  }
   await write({ event: 'listening', pipe: host.pipe }, [`Listening on ${host.pipe}\n`]);
+  if (address !== undefined) {
+    await write({ event: 'inspecting', address }, [`Inspect at ${address}\n`], { secret: true });
+  }
 }
 
 async function main() {
