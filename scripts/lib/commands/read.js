@@ -12,8 +12,8 @@ const ROOT = path.join(__dirname, '..', '..', '..');
 const SHELLS = ['sh', 'bash'];
 const WINDOWS_SHELLS = ['bat', 'powershell'];
 const ENVIRONMENT = String.raw`(?:[A-Z_]+=(?:\$\([^)]*\)|\S)* (?:\\\n)? *)*`;
-const PROGRAM = new RegExp(`^${ENVIRONMENT}(?:\\.?/?(?:scripts|\\.ci|build|hosts|tools|tests)/\\S+|cmake|ctest|ninja|node|npm|` +
-  'npx|git|cd|gdb|wine|wine64|winedbg|xmllint|clang-format-19|cargo|rustc|mcs|mono|sudo|apt-get|sha256sum|unzip)(?= |$)');
+const PROGRAM = new RegExp(`^${ENVIRONMENT}(?:\\.?/?(?:scripts|\\.ci|build|hosts|tools|tests)/\\S+|(?:/usr/bin/)?(?:cmake|ctest|ninja|node|npm|` +
+  'npx|git|cd|gdb|wine|wine64|winedbg|xmllint|clang-format-19|cargo|rustc|mcs|mono|sudo|apt-get|sha256sum|unzip))(?= |$)');
 
 /** All documents but the changelog, by their paths from the root. */
 function documents() {
