@@ -1,5 +1,7 @@
 // linkwell-cpphost as a program, and the example of hosts/cpp/README.md.
+#include <chrono>
 #include <filesystem>
+#include <future>
 
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
@@ -26,9 +28,9 @@ std::wstring program(const wchar_t* name)
 /// Sends the texts one after the other, as soon as there is a host, and gives its answers.
 std::vector<std::string> exchange(const std::wstring& pipe, const std::vector<std::string>& texts)
 {
-    for (const auto end = std::chrono::steady_clock::now() + support::deadline;
-         !WaitNamedPipeW(pipe.c_str(), 100) && std::chrono::steady_clock::now() < end;)
-        SwitchToThread();
+    const auto end = std::chrono::steady_clock::now() + support::deadline;
+    while (!WaitNamedPipeW(pipe.c_str(), 100) && std::chrono::steady_clock::now() < end)
+        Sleep(10); // nothing says that there is a pipe of this name
     std::vector<std::string> answers;
     for (const std::string& text : texts)
     {
@@ -46,12 +48,10 @@ protected:
     support::ProgramRun run(const std::vector<std::string>& texts, const std::wstring& arguments)
     {
         const std::wstring pipe = L"\\\\.\\pipe\\" + support::uniqueName(L"LinkwellExample");
-        std::vector<std::string> answers;
-        std::thread client([&] { answers = exchange(pipe, texts); });
+        auto answers = std::async(std::launch::async, [&] { return exchange(pipe, texts); });
         const auto ended = support::runProgram(program(L"linkwell-cpphost.exe") + L"--pipe " + pipe + L" --count " +
                                                std::to_wstring(texts.size()) + L' ' + arguments);
-        client.join();
-        EXPECT_EQ(answers, std::vector<std::string>(texts.size(), "ack"));
+        EXPECT_EQ(answers.get(), std::vector<std::string>(texts.size(), "ack"));
         EXPECT_EQ(ended.status, 0U) << ended.errors;
         return ended;
     }

@@ -72,7 +72,7 @@ TEST_F(HostStopTest, CutsAClientThatHasSentNothing)
 
 TEST_F(HostStopTest, CutsAClientInAMessageAndTellsIt)
 {
-    for (const std::size_t bytes : {2, 4, 30})
+    for (const std::size_t bytes : {2U, 4U, 30U})
     {
         SCOPED_TRACE(bytes);
         startHost();

@@ -220,7 +220,7 @@ TEST_F(HostTest, TellsOfAClientThatGoesInTheMiddleOfAMessage)
 {
     startHost();
     const std::string bytes = framed(contactText);
-    for (const std::size_t size : {1, 3, 4, 5, 30})
+    for (const std::size_t size : {1U, 3U, 4U, 5U, 30U})
         ASSERT_TRUE(connect().write(bytes.substr(0, size)));
     ASSERT_TRUE(waitForErrors(5));
     EXPECT_THAT(codes(), testing::Each("ERR_LINKWELL_INCOMPLETE"));
