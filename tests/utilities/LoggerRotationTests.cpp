@@ -138,6 +138,16 @@ TEST_F(LoggerRotationTest, GoesOnInTheSameFileWhileAReaderDoesNotShareItsDeletio
     EXPECT_THAT(backupBytes(), EndsWith(m_end + m_beginning + m_stamp + "one" + m_end));
 }
 
+TEST_F(LoggerRotationTest, LogsNothingWhenAReaderThatCameFirstDoesNotShareWriting)
+{
+    support::writeBytes(m_file, "before");
+    support::Handle reader = openReader(FILE_SHARE_READ | FILE_SHARE_DELETE);
+    m_log.init(m_file);
+    reader.reset();
+    m_log.write(L"one");
+    EXPECT_EQ(bytes(), "before");
+}
+
 TEST_F(LoggerRotationTest, MovesTheFileUnderAReaderThatSharesItsDeletion)
 {
     m_log.init(m_file);
