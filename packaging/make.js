@@ -40,10 +40,6 @@ function make(build, work, output) {
   install(folder, ['symbols'], symbolTree);
 
   const programs = filesBelow(zipTree).filter((file) => file.endsWith('.exe'));
-  const linked = new Map(programs.map((program) => [program, linkedIn(folder, SOURCE, `bin/${program}`)]));
-  for (const tree of [zipTree, msiTree]) {
-    fs.writeFileSync(path.join(tree, 'THIRD-PARTY-NOTICES.txt'), makeNotices(linked));
-  }
   if (signing !== undefined) {
     for (const program of programs) {
       const file = path.join(zipTree, program);
@@ -52,6 +48,10 @@ function make(build, work, output) {
         fs.copyFileSync(file, path.join(msiTree, program));
       }
     }
+  }
+  const linked = new Map(programs.map((program) => [program, linkedIn(folder, SOURCE, `bin/${program}`)]));
+  for (const tree of [zipTree, msiTree]) {
+    fs.writeFileSync(path.join(tree, 'THIRD-PARTY-NOTICES.txt'), makeNotices(linked));
   }
   for (const tree of [zipTree, msiTree, symbolTree]) {
     settle(tree, seconds);
