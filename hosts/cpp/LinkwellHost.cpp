@@ -229,6 +229,7 @@ constexpr DWORD bufferBytes = 4096;
 constexpr DWORD waitForInstance = 5000; // milliseconds, for which a client waits that finds no free one
 constexpr std::size_t lengthBytes = 4;
 constexpr std::size_t pieceBytes = 256 * 1024;
+constexpr std::chrono::milliseconds waitForHandlers = 3s; // when all connections have been cut
 constexpr std::chrono::milliseconds longestStop = 24h * 365;
 
 struct HandleCloser
@@ -472,7 +473,7 @@ public:
         cut();
         lock.lock();
         m_changed.wait(lock, [this] { return m_serving == 0; });
-        return m_changed.wait_for(lock, 1s, isOver);
+        return m_changed.wait_for(lock, waitForHandlers, isOver);
     }
 
     /// Whether all has ended, as when a handler has stopped it.

@@ -195,8 +195,8 @@ public:
 
     /// Takes no new connections, and waits for those that there are, so that an answer on its way still arrives. What has not
     /// ended after `timeout` is cut: an error `Closed` for each message that is not answered by that. Afterwards there is no
-    /// pipe, and no handler runs, unless the result is false: a handler ran on for a second more. Then call it again
-    /// before `start`. In a handler it waits for nothing, and the result is false: all ends when the handler has returned.
+    /// pipe, and no handler runs, unless the result is false: a handler ran on for three seconds more. Then call it
+    /// again before `start`. In a handler it waits for nothing, and the result is false: all ends when the handler has returned.
     bool stop(std::chrono::milliseconds timeout = std::chrono::seconds(5));
 
 private:
