@@ -92,6 +92,7 @@ test('programs in the ZIP are those that were built', () => {
 test('the symbols fit the program: the same sections at the same places, and names and lines for its code', () => {
   run('unzip', ['-q', fileOf(packages, '-symbols.zip'), '-d', folder]);
   const symbols = path.join(folder, `${NAME}-symbols`, 'LinkwellAgent.debug');
+  assert.ok(!fs.readFileSync(symbols).includes(ROOT), 'has a path of this machine');
   const tool = (name, ...args) => run(`x86_64-w64-mingw32-${name}`, args);
   const sections = (file) => [...tool('objdump', '-h', file).matchAll(/^ +\d+ (\.(?:text|data|rdata|pdata|xdata|bss|idata|CRT|tls|rsrc|reloc)) +(\w+) +(\w+)/gm)]
     .map(([, name, size, address]) => `${name} ${size} ${address}`);
