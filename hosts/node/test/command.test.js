@@ -4,6 +4,7 @@ const assert = require('assert/strict');
 const { spawn } = require('child_process');
 const { once } = require('events');
 const fs = require('fs');
+const http = require('http');
 const net = require('net');
 const path = require('path');
 const readline = require('readline');
@@ -105,6 +106,34 @@ test('keeps the JSON lines in a file beside the readable form with --record', as
   assert.deepEqual(events.map(({ event }) => event), ['listening', 'message', 'error', 'message', 'closed']);
 });
 
+test('serves a page with --inspect, whose address is in no record', async (t) => {
+  const record = path.join(makeFolder(t), 'record');
+  const { child, closed, send } = start(t, ['--json', '--count', '1', '--record', record, '--inspect']);
+  const lines = readline.createInterface({ input: child.stdout })[Symbol.asyncIterator]();
+  await lines.next();
+  const { event, address } = JSON.parse((await lines.next()).value);
+  assert.equal(event, 'inspecting');
+  const answer = await new Promise((resolve, reject) => {
+    http.get(address, { agent: false }, resolve).on('error', reject);
+  });
+  assert.equal(answer.statusCode, 200);
+  answer.resume();
+  assert.equal(await send(ANNA), 'ack');
+  const [status] = await closed;
+  assert.equal(status, 0);
+  assert.deepEqual((await waitForLines(record, 3)).map((line) => line.event), ['listening', 'message', 'closed']);
+});
+
+test('says that the port of the page is in use, and serves nothing', async (t) => {
+  const other = net.createServer().listen(0, '127.0.0.1');
+  t.after(() => other.close());
+  await once(other, 'listening');
+  const { port } = other.address();
+  const { status, stdout, stderr } = await run('--pipe', makePipe(t), '--inspect', String(port));
+  assert.deepEqual([status, stdout], [1, '']);
+  assert.equal(stderr, `linkwell-host: port ${port} is in use; name another, or none to have a free one\n`);
+});
+
 test('goes on when its output is closed', async (t) => {
   const record = path.join(makeFolder(t), 'record');
   const { child, closed, complaints, send } = start(t, ['--count', '3', '--record', record]);
@@ -157,7 +186,7 @@ test('goes on when its output is full', { skip: ON_WINDOWS && 'there is no devic
 test('shows its options with --help', async () => {
   const { status, stdout } = await run('--help');
   assert.equal(status, 0);
-  for (const option of ['--json', '--record', '--count', '--max-bytes', '--pipe', '--help']) {
+  for (const option of ['--json', '--record', '--count', '--max-bytes', '--inspect', '--control', '--pipe', '--help']) {
     assert.ok(stdout.includes(option), option);
   }
 });
@@ -167,6 +196,9 @@ test('ends with status 2 and a word on the option that is wrong', async () => {
     [['--nonsense'], /unknown option "--nonsense"/],
     [['--count'], /--count needs a value/],
     [['--count', '0'], /--count needs a positive number/],
+    [['--inspect', '0'], /--inspect needs a positive number/],
+    [['--inspect', '70000'], /--inspect needs a port up to 65535, not 70000/],
+    [['--control', 'sandbox'], /--control is for the page of --inspect/],
     [['--max-bytes', '9999999999'], /maxMessageBytes must be between/],
   ]) {
     const { status, stderr } = await run(...options);

@@ -12,12 +12,16 @@ export class Connection {
     this._listener = listener;
     this._waiting = []; // events that came while the state is read
     this._loading = false;
+    this._stale = false; // the state has to be read before any event makes sense
     this._again = false;
     this._ended = false;
     this._source = new EventSource('api/events');
     this._source.addEventListener('open', () => {
       this._ended = false;
       listener.onLink('live');
+      if (this._stale && !this._loading) {
+        this._load();
+      }
     });
     this._source.addEventListener('error', () => {
       const refused = this._source.readyState === EventSource.CLOSED;
@@ -39,7 +43,7 @@ export class Connection {
       if (event.reload) {
         this._load();
       }
-      if (this._loading) {
+      if (this._stale) {
         this._waiting.push({ event, id });
       } else {
         this._listener.onEvent(event);
@@ -53,6 +57,7 @@ export class Connection {
       return;
     }
     this._loading = true;
+    this._stale = true;
     let state = null;
     while (state === null || this._again) {
       await new Promise((resolve) => { setTimeout(resolve, RELOAD_MILLISECONDS); });
@@ -60,12 +65,13 @@ export class Connection {
       try {
         state = await (await fetch('api/state')).json();
       } catch {
-        // The host is gone in the midst of it. The events say when it is back, and what to do then.
+        // The host is gone in the midst of it; this goes on when it is back.
         this._loading = false;
         return;
       }
     }
     this._loading = false;
+    this._stale = false;
     this._listener.onState(state);
     for (const { event, id } of this._waiting.splice(0)) {
       const [run, sequence] = id.split('-');

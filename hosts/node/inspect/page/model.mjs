@@ -180,10 +180,6 @@ export class Model {
     return this._contacts.get(id);
   }
 
-  folder(id) {
-    return this._folders.get(id);
-  }
-
   /** Whether what the row with this key shows is there, seen or not. */
   has(key) {
     const [kind, id] = key.split(' ');

@@ -109,7 +109,7 @@ export class Sandbox {
     try {
       request = work(folder, contact);
     } catch {
-      this._say('There is nothing yet that this could be done to: no contact has arrived.', true);
+      this._say('There is no contact, or no other folder, with which this could be done.', true);
       return;
     }
     if (request === null) {
@@ -126,8 +126,8 @@ export class Sandbox {
   /** The folder that is selected, or that of the selected contact, or the first one. */
   _folder() {
     const row = this._selected();
-    const chosen = row?.kind === 'folder' ? row.folder : this._model.folder(row?.contact?.folder);
-    return chosen ?? this._model.folders[0];
+    const folders = this._model.folders.filter(({ size }) => size > 0); // one whose contacts are all marked as gone may be, too
+    return folders.find(({ id }) => id === (row?.folder?.id ?? row?.contact?.folder)) ?? folders[0];
   }
 
   _contact(folder) {
