@@ -1,28 +1,26 @@
-// run.js FOLDER MINUTES [PATTERN]: runs the commands of the documents in FOLDER/clone, in their order, each as it is
-// written. What scripts/check-commands does; its --help says the rest.
+// run.js LOGS MINUTES [PATTERN]: runs the commands of the documents of the repository that it lies in, there, in their order,
+// each as it is written. What scripts/check-commands does in a clone; its --help says the rest.
 'use strict';
 
 const { spawn } = require('node:child_process');
 const fs = require('node:fs');
 const path = require('node:path');
 
-const { commandsOf, documents, ruleOf } = require('./read');
+const { ROOT, commandsOf, documents, ruleOf } = require('./read');
 
 const SECONDS_TO_END = 120; // for what has been interrupted
 
-const [folder, minutes, pattern = ''] = process.argv.slice(2);
+const [logs, minutes, pattern = ''] = process.argv.slice(2);
 const deadline = Date.now() + minutes * 60000;
 const secondsLeft = () => Math.max(0, (deadline - Date.now()) / 1000);
-const logs = path.join(folder, 'logs');
-const clone = path.join(folder, 'clone');
 
 /** A command that runs, with a process group of its own, as one that is typed has. */
 class Running {
   constructor({ text, folder: from }, log) {
     this.log = log;
-    this.child = spawn('bash', ['-c', text], {
-      cwd: path.join(clone, from), detached: true, stdio: ['ignore', fs.openSync(log, 'w'), fs.openSync(log, 'a')],
-    });
+    const output = fs.openSync(log, 'w');
+    this.child = spawn('bash', ['-c', text], { cwd: path.join(ROOT, from), detached: true, stdio: ['ignore', output, output] });
+    fs.closeSync(output);
     this.end = new Promise((resolve) => {
       this.child.once('exit', (status, signal) => {
         Running.all.delete(this);
