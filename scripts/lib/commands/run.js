@@ -2,7 +2,7 @@
 // each as it is written. What scripts/check-commands does in a clone; its --help says the rest.
 'use strict';
 
-const { spawn } = require('node:child_process');
+const { execFileSync, spawn } = require('node:child_process');
 const fs = require('node:fs');
 const path = require('node:path');
 
@@ -97,6 +97,7 @@ async function run(command, log) {
 async function main() {
   const counts = { passed: 0, failed: 0, notRun: 0 };
   const done = new Set();
+  let page;
   fs.mkdirSync(logs, { recursive: true });
   for (const command of documents().flatMap(commandsOf).filter(({ text }) => new RegExp(pattern, 'm').test(text))) {
     const { notRun } = ruleOf(command);
@@ -110,6 +111,11 @@ async function main() {
       counts.notRun += 1;
       say('not run', `\n         ${notRun}`);
       continue;
+    }
+    if (page !== command.page) {
+      // Each page begins without the files that another one has left, but with what has been built.
+      execFileSync('git', ['clean', '-dfq'], { cwd: ROOT });
+      page = command.page;
     }
     const log = path.join(logs, `${command.page.replace(/\W/g, '-')}-${command.line}.log`);
     const started = Date.now();
