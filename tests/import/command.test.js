@@ -71,6 +71,18 @@ test('needs no network and no other program', (t) => {
   assert.deepEqual([status, contacts.length], [0, 2]);
 });
 
+test('is shown by scripts/demo, which says what it does not take', () => {
+  const tries = [
+    [['--mailbox'], 'error: --mailbox takes a file'],
+    [['--mailbox', 'none.json'], 'error: there is no mailbox file none.json'],
+    [['--mailbox', __filename, '--record'], 'error: --keep, --inspect or --mailbox, and --record exclude each other'],
+  ];
+  for (const [args, line] of tries) {
+    const { status, stderr } = spawnSync(path.join(ROOT, 'scripts', 'demo'), args, { encoding: 'utf8' });
+    assert.deepEqual([status, stderr.split('\n')[0]], [2, line]);
+  }
+});
+
 test('is told by scripts/import, which knows what it takes', () => {
   const { status, stdout } = spawnSync(path.join(ROOT, 'scripts', 'import'), ['--help'], { encoding: 'utf8' });
   assert.equal(status, 0);

@@ -68,7 +68,7 @@ function main(words) {
     throw new Refusal(`${output} can't be written: ${reasonOf(error)}`);
   }
   const leftOut = found.length - contacts.length;
-  console.log(`${output}: ${contacts.length} contacts${leftOut > 0 ? `; left out: ${leftOut}, named above` : ''}`);
+  console.log(`${output}: ${contacts.length} ${contacts.length === 1 ? 'contact' : 'contacts'}${leftOut > 0 ? `; left out: ${leftOut}, named above` : ''}`);
   console.log(`See them arrive: scripts/demo --mailbox ${output}`);
   return leftOut > 0 ? LEFT_OUT : DONE;
 }
