@@ -11,7 +11,7 @@ const { run } = require('../../packaging/lib/run');
 const { BUILD, ROOT, TIME, VERSION, emptyFolder, fileOf, makePackages, namesIn, table } = require('./support');
 
 const NAME = `linkwell-${VERSION}`;
-const DESKTOP = ['LinkwellAgent.exe', 'THIRD-PARTY-NOTICES.txt', 'linkwell-closeagent.exe'];
+const DESKTOP = ['LinkwellAgent.exe', 'THIRD-PARTY-NOTICES.txt', 'linkwell-closeagent.exe', 'linkwell-support.exe'];
 const folder = emptyFolder('packages');
 const packages = path.join(folder, 'first');
 const unpacked = path.join(folder, 'unpacked', NAME);
@@ -189,7 +189,7 @@ test('the bill of materials is whole: each file with its digests, each library w
   const exception = 'GPL-3.0-or-later WITH GCC-exception-3.1';
   const installed = run('dpkg-query', ['-W', '-f', '${Package} ${Version}\n']).split('\n');
   assert.deepEqual(Object.fromEntries(libraries.map(({ name, licenseDeclared }) => [name, licenseDeclared])), {
-    'libgcc': exception, 'libstdc++': exception, 'mingw-w64 runtime': 'ZPL-2.1', 'winpthreads': 'MIT AND BSD-3-Clause',
+    'CLI11': 'BSD-3-Clause', 'nlohmann-json': 'MIT', 'libgcc': exception, 'libstdc++': exception, 'mingw-w64 runtime': 'ZPL-2.1', 'winpthreads': 'MIT AND BSD-3-Clause',
   });
   for (const { name, sourceInfo, versionInfo, externalRefs } of libraries) {
     const from = /^from Debian: (.*)$/.exec(sourceInfo)[1].split(', ');
