@@ -1,6 +1,8 @@
 #include "tests/endtoend/EndToEndTest.h"
 
+#include <algorithm>
 #include <filesystem>
+#include <map>
 #include <stdexcept>
 
 namespace endtoend
@@ -54,6 +56,59 @@ support::PipeServerOptions hostOptions()
     support::PipeServerOptions options;
     options.name = hostPipeName;
     return options;
+}
+
+/// Leaves a run's log and mailbox, and what the test knows of the run, in the folder that LINKWELL_KEPT_RUNS names, where
+/// linkwell-support is tried on them all.
+void keepRun(const AgentRun& run, const std::filesystem::path& log, const std::filesystem::path& mailbox)
+{
+    const std::filesystem::path folder = support::environmentValue(L"LINKWELL_KEPT_RUNS");
+    if (folder.empty() || !std::filesystem::exists(log))
+        return;
+    const auto& test = *testing::UnitTest::GetInstance()->current_test_info();
+    static std::map<std::string, int> s_runs; // of each test
+    std::string name = std::string(test.test_suite_name()) + '.' + test.name();
+    std::ranges::replace(name, '/', '-');
+    const std::filesystem::path stem = folder / (name + '-' + std::to_string(++s_runs[name]));
+    const auto file = [&stem](const char* extension)
+    {
+        return std::filesystem::path(stem).concat(extension);
+    };
+
+    std::filesystem::create_directories(folder);
+    for (const char* const backup : {"", ".bak"})
+    {
+        const std::filesystem::path from = std::filesystem::path(log).concat(backup);
+        const std::filesystem::path to = file(".log").concat(backup);
+        if (std::filesystem::exists(from))
+            support::writeBytes(to, support::readBytes(from));
+        else
+            std::filesystem::remove(to);
+    }
+    support::writeBytes(file(".mailbox"), bytesOf(mailbox));
+    const auto count = [&run](auto condition)
+    {
+        return std::ranges::count_if(run.log, condition);
+    };
+    const auto begins = [](std::string_view text)
+    {
+        return [text](const std::string& record)
+        {
+            return record.starts_with(text);
+        };
+    };
+    const Json facts{{"ended", run.exitValue.has_value()},
+                     {"received", run.messages.size()},
+                     {"runs", count(begins(support::logHeader))},
+                     {"ends", count(begins(support::logFooter))},
+                     {"sent", sentIn(run.log).size()},
+                     {"refused", count([](const std::string& record)
+                                       { return record.ends_with("Unable to send data through ipc channel"); })},
+                     {"stores", count(begins("Message Store found: "))},
+                     {"unopened", count(begins("Ignore message store "))},
+                     {"notifications", count(begins("Notification "))},
+                     {"workerFailed", count(begins("An exception has been caught in AsyncMapiHelper::run : "))}};
+    support::writeBytes(file(".json"), facts.dump());
 }
 } // namespace
 
@@ -181,6 +236,7 @@ AgentRun EndToEndTest::finish()
     run.messages = messages();
     run.report = bytesOf(file(L"report.txt"));
     run.standardError = bytesOf(file(L"stderr.txt"));
+    keepRun(run, m_logFile, file(L"mailbox.json"));
     return run;
 }
 
