@@ -142,7 +142,7 @@ class Inspector {
     this._events.push({ type: 'problem', problem: this._history.addProblem({ time: Date.now(), ...problem, texts: cut }) });
   }
 
-  /** What a page needs to do as the store has done; null where that is too much for an event. */
+  /** What a page needs to do as the store has done; where that is too much for an event, that all is to be read anew. */
   _contactsOf({ added, changed, removed }, folders) {
     if (added.length + changed.length + removed.length + folders.size > CONTACTS_IN_EVENT) {
       return { reload: true };

@@ -41,9 +41,7 @@ export class Sandbox {
   }
 
   set editable(editable) {
-    if (editable !== !this._place.hidden) {
-      this._place.hidden = !editable;
-    }
+    this._place.hidden = !editable;
     if (editable) {
       this._readNames();
     }
