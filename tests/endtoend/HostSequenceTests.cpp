@@ -1,17 +1,12 @@
 // What docs/wire-protocol.md asks of a host, and what becomes of hosts that do otherwise.
 #include <windows.h>
 
-#include <sddl.h>
-
 #include <algorithm>
-#include <array>
-#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <functional>
 #include <map>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -19,163 +14,16 @@
 #include "tests/endtoend/AgentProcess.h"
 #include "tests/endtoend/EndToEndTest.h"
 #include "tests/support/Handle.h"
+#include "tests/support/SequenceHost.h"
 
 namespace endtoend
 {
 namespace
 {
 using namespace std::chrono_literals;
+using support::SequenceHost;
+using support::SequenceOptions;
 using testing::Contains;
-
-struct SequenceOptions
-{
-    std::size_t instances = 4;
-    DWORD defaultTimeout = 5000;           // milliseconds
-    std::vector<std::string> parts{"ack"}; // of the answer, each by a write of its own
-    std::chrono::milliseconds pause{0};    // between two parts, and before an instance listens again
-    bool readsText = true;                 // else the connection is ended behind the length
-    bool waitsForClient = true;            // else the connection is ended as soon as the answer is written
-};
-
-/// The access list of the page: all for the user of this process, and nothing for anybody else.
-class OwnUserOnly
-{
-public:
-    OwnUserOnly()
-    {
-        HANDLE token = nullptr;
-        if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token))
-            support::throwLastError("OpenProcessToken");
-        const support::Handle owned(token);
-        std::array<std::byte, sizeof(TOKEN_USER) + SECURITY_MAX_SID_SIZE> user;
-        DWORD size = 0;
-        if (!GetTokenInformation(token, TokenUser, user.data(), static_cast<DWORD>(user.size()), &size))
-            support::throwLastError("GetTokenInformation");
-        wchar_t* sid = nullptr;
-        if (!ConvertSidToStringSidW(reinterpret_cast<const TOKEN_USER*>(user.data())->User.Sid, &sid))
-            support::throwLastError("ConvertSidToStringSidW");
-        const std::wstring list = L"D:P(A;;GA;;;" + std::wstring(sid) + L")";
-        LocalFree(sid);
-        if (!ConvertStringSecurityDescriptorToSecurityDescriptorW(list.c_str(), SDDL_REVISION_1,
-                                                                  &m_attributes.lpSecurityDescriptor, nullptr))
-            support::throwLastError("ConvertStringSecurityDescriptorToSecurityDescriptorW");
-    }
-    ~OwnUserOnly() { LocalFree(m_attributes.lpSecurityDescriptor); }
-    OwnUserOnly(const OwnUserOnly&) = delete;
-    OwnUserOnly& operator=(const OwnUserOnly&) = delete;
-
-    [[nodiscard]] SECURITY_ATTRIBUTES* get() noexcept { return &m_attributes; }
-
-private:
-    SECURITY_ATTRIBUTES m_attributes{sizeof(SECURITY_ATTRIBUTES), nullptr, FALSE};
-};
-
-/// Serves the agent by the steps of the page, with a thread for each instance.
-class SequenceHost
-{
-public:
-    explicit SequenceHost(SequenceOptions options) : m_options(std::move(options))
-    {
-        OwnUserOnly access;
-        for (std::size_t made = 0; made < m_options.instances; ++made)
-        {
-            const DWORD first = made == 0 ? FILE_FLAG_FIRST_PIPE_INSTANCE : 0;
-            m_pipes.push_back(
-                support::checkedFile(CreateNamedPipeW((LR"(\\.\pipe\)" + std::wstring(hostPipeName)).c_str(),
-                                                      PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED | first,
-                                                      PIPE_TYPE_BYTE | PIPE_WAIT | PIPE_REJECT_REMOTE_CLIENTS,
-                                                      static_cast<DWORD>(m_options.instances), 4096, 4096,
-                                                      m_options.defaultTimeout, access.get()),
-                                     "CreateNamedPipeW"));
-        }
-        for (const support::Handle& pipe : m_pipes)
-            m_threads.emplace_back([this, handle = pipe.get()] { serve(handle); });
-    }
-    ~SequenceHost()
-    {
-        SetEvent(m_stop.get());
-        for (std::thread& thread : m_threads)
-            thread.join();
-    }
-    SequenceHost(const SequenceHost&) = delete;
-    SequenceHost& operator=(const SequenceHost&) = delete;
-
-    /// How many messages have been answered so far.
-    [[nodiscard]] std::size_t answered() const noexcept { return m_answered; }
-
-private:
-    bool isStopped(std::chrono::milliseconds limit) const
-    {
-        return WaitForSingleObject(m_stop.get(), static_cast<DWORD>(limit.count())) == WAIT_OBJECT_0;
-    }
-
-    /// Starts an operation and waits for its end, for `limit` at most, or for the end of the host. False when it fails.
-    bool run(HANDLE pipe, const std::function<BOOL(OVERLAPPED*)>& start, DWORD& count, DWORD limit = INFINITE) const
-    {
-        const support::Handle done = support::makeEvent();
-        OVERLAPPED overlapped{};
-        overlapped.hEvent = done.get();
-        if (!start(&overlapped) && GetLastError() != ERROR_IO_PENDING)
-            return GetLastError() == ERROR_PIPE_CONNECTED;
-        const std::array<HANDLE, 2> events = {m_stop.get(), done.get()};
-        if (WaitForMultipleObjects(2, events.data(), FALSE, limit) != WAIT_OBJECT_0 + 1)
-            CancelIoEx(pipe, &overlapped);
-        return GetOverlappedResult(pipe, &overlapped, &count, TRUE) != FALSE;
-    }
-
-    bool read(HANDLE pipe, std::size_t size, std::string& bytes) const
-    {
-        for (bytes.clear(); bytes.size() < size;)
-        {
-            std::array<char, 4096> buffer;
-            const auto room = static_cast<DWORD>(std::min(buffer.size(), size - bytes.size()));
-            DWORD count = 0;
-            if (!run(pipe, [&](OVERLAPPED* o) { return ReadFile(pipe, buffer.data(), room, nullptr, o); }, count))
-                return false;
-            bytes.append(buffer.data(), count);
-        }
-        return true;
-    }
-
-    void serve(HANDLE pipe)
-    {
-        for (DWORD count = 0; !isStopped(0ms); DisconnectNamedPipe(pipe), (void)isStopped(m_options.pause))
-        {
-            if (run(pipe, [&](OVERLAPPED* o) { return ConnectNamedPipe(pipe, o); }, count))
-                serveClient(pipe);
-        }
-    }
-
-    void serveClient(HANDLE pipe)
-    {
-        std::string bytes;
-        if (!read(pipe, 4, bytes) || !m_options.readsText)
-            return;
-        std::size_t length = 0;
-        for (const char byte : bytes)
-            length = length << 8 | static_cast<unsigned char>(byte);
-        if (!read(pipe, length, bytes))
-            return;
-        DWORD count = 0;
-        for (const std::string& part : m_options.parts)
-        {
-            if (&part != &m_options.parts.front() && isStopped(m_options.pause))
-                return;
-            const auto size = static_cast<DWORD>(part.size());
-            if (!run(pipe, [&](OVERLAPPED* o) { return WriteFile(pipe, part.data(), size, nullptr, o); }, count))
-                return;
-        }
-        ++m_answered;
-        if (char nothing = 0; m_options.waitsForClient) // the read fails when the client closes
-            run(pipe, [&](OVERLAPPED* o) { return ReadFile(pipe, &nothing, 1, nullptr, o); }, count, 5000);
-    }
-
-    const SequenceOptions m_options;
-    const support::Handle m_stop = support::makeEvent();
-    std::vector<support::Handle> m_pipes;
-    std::atomic<std::size_t> m_answered{0};
-    std::vector<std::thread> m_threads;
-};
 
 class HostSequenceTest : public EndToEndTest
 {
