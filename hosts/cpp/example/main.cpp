@@ -129,6 +129,7 @@ void print(const linkwell::Message& message, const linkwell::Change& change)
         print("*", edit.after);
     for (const auto& text : change.unreadable)
         std::cout << "  ? " << printable(text) << '\n';
+    std::cout << std::flush;
 }
 
 /// Set by Ctrl+C, and after the last message.
@@ -225,6 +226,7 @@ int wmain(int count, wchar_t** arguments)
 {
     SetConsoleOutputCP(CP_UTF8);
     _setmode(_fileno(stdout), _O_BINARY); // a line ends in a line feed, as in the record
+    std::ios::sync_with_stdio(false);     // the C runtime's output has no buffer, and a large message has many lines
     s_end = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     try
     {
