@@ -218,5 +218,21 @@ TEST_F(DoctorTest, NamesOutlookIn32Bits)
     EXPECT_THAT(lookAround(searchAsTheAgent(m_folder.path().wstring())),
                 Not(Contains(testing::Field(&Diagnosis::code, "outlook-32-bit"))));
 }
+
+TEST_F(DoctorTest, NotesThatTheUsersOwnDefaultClientDoesNotCount)
+{
+    registerClient(m_folder.file(L"mapi.dll"));
+    m_registry.setText(L"User\\Software\\Clients\\Mail", L"", L"Other");
+    HKEY user = nullptr;
+    ASSERT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"User", 0, KEY_READ, &user), ERROR_SUCCESS);
+    RegOverridePredefKey(HKEY_CURRENT_USER, user);
+    const auto around = lookAround(searchAsTheAgent(m_folder.path().wstring()));
+    RegOverridePredefKey(HKEY_CURRENT_USER, nullptr);
+    RegCloseKey(user);
+    ASSERT_EQ(around.size(), 1U);
+    EXPECT_EQ(around[0].code, "user-default-ignored");
+    EXPECT_EQ(around[0].subject, L"Other");
+    EXPECT_FALSE(around[0].isProblem);
+}
 } // namespace
 } // namespace diagnosis

@@ -11,8 +11,6 @@ namespace diagnosis
 {
 namespace
 {
-constexpr std::size_t longestText = 8192; // bytes; what the search of long texts costs grows with their square
-
 constexpr std::array<std::pair<std::string_view, Hole>, 9> holes{{{"<name>", Hole::Name},
                                                                   {"<command line>", Hole::CommandLine},
                                                                   {"<failure>", Hole::Failure},
@@ -137,77 +135,7 @@ constexpr std::array<std::pair<std::string_view, Hole>, 9> holes{{{"<name>", Hol
     return Kind::Other;
 }
 
-// ---- Matching ------------------------------------------------------------------------------------------------------------
-
-[[nodiscard]] bool consistsOf(std::string_view text, std::string_view characters, std::size_t most)
-{
-    return !text.empty() && text.size() <= most && text.find_first_not_of(characters) == std::string_view::npos;
-}
-
-/// What stands for an identifier in a cleaned log.
-[[nodiscard]] bool isTokenOfId(std::string_view text)
-{
-    return text.starts_with("id-") && consistsOf(text.substr(3), "ghjklmnpqrstvwxz", 12);
-}
-
-[[nodiscard]] bool fits(Hole hole, std::string_view text)
-{
-    constexpr std::string_view lower = "0123456789abcdef";
-    constexpr std::string_view upper = "0123456789ABCDEF";
-    if ((hole == Hole::Id || hole == Hole::Hash || hole == Hole::Pointer) && isTokenOfId(text))
-        return true;
-    switch (hole)
-    {
-    case Hole::Count:
-        return consistsOf(text, "0123456789", 20);
-    case Hole::Hex:
-        return consistsOf(text, lower, 8);
-    case Hole::Hash:
-        return consistsOf(text, lower, 16);
-    case Hole::Bool:
-        return text == "true" || text == "false";
-    case Hole::Id:
-        return text.size() % 2 == 0 && text.find_first_not_of(upper) == std::string_view::npos;
-    case Hole::Pointer:
-        return text.size() == 16 && consistsOf(text, upper, 16);
-    case Hole::None:
-    case Hole::Name:
-    case Hole::CommandLine:
-    case Hole::Failure:
-        break;
-    }
-    return true;
-}
-
-/// Whether the text fits the pieces from `piece` on; appends its parts. Each hole is as short as it can be.
-bool matchFrom(const std::vector<Piece>& pieces, std::size_t piece, std::string_view text, std::vector<Part>& parts)
-{
-    const Piece& current = pieces[piece];
-    if (!text.starts_with(current.words))
-        return false;
-    const std::string_view rest = text.substr(current.words.size());
-    if (current.hole == Hole::None)
-    {
-        parts.push_back({Hole::None, text});
-        return rest.empty();
-    }
-    const std::size_t before = parts.size();
-    const std::string_view next = pieces[piece + 1].words;
-    const bool last = next.empty() && pieces[piece + 1].hole == Hole::None;
-    for (std::size_t end = last ? rest.size() : rest.find(next); end != std::string_view::npos && end <= rest.size();
-         end = rest.find(next, end + 1))
-    {
-        parts.resize(before);
-        parts.push_back({Hole::None, text.substr(0, current.words.size())});
-        parts.push_back({current.hole, rest.substr(0, end)});
-        if (fits(current.hole, rest.substr(0, end)) && matchFrom(pieces, piece + 1, rest.substr(end), parts))
-            return true;
-        if (last)
-            break;
-    }
-    parts.resize(before);
-    return false;
-}
+// ---- The table ------------------------------------------------------------------------------------------------------------
 
 [[nodiscard]] const Entry& entryOf(const std::vector<Entry>& entries, std::string_view line)
 {
@@ -280,35 +208,5 @@ const Entry& Page::at(std::string_view line) const
 const Entry& Page::finding(std::string_view code) const
 {
     return entryOf(m_findings, code);
-}
-
-Match Page::match(std::string_view text) const
-{
-    Match result;
-    if (text.empty() || text.size() > longestText)
-        return result;
-    const auto found = std::ranges::find_if(m_entries, [&](const Entry& entry)
-                                            { return matchFrom(entry.pieces, 0, text, result.parts); });
-    if (found == m_entries.end())
-        return result;
-    result.entry = &*found;
-    const auto hole = std::ranges::find(result.parts, Hole::Failure, &Part::hole);
-    if (hole == result.parts.end())
-        return result;
-    Match inner = match(hole->text);
-    if (inner.entry == nullptr)
-        return result;
-    result.failure = inner.failure != nullptr ? inner.failure : inner.entry;
-    const auto place = result.parts.erase(hole);
-    result.parts.insert(place, inner.parts.begin(), inner.parts.end());
-    return result;
-}
-
-const std::string& Page::whatEndedAt(std::string_view text) const
-{
-    std::vector<Part> parts;
-    const auto found =
-        std::ranges::find_if(m_lastLines, [&](const Entry& entry) { return matchFrom(entry.pieces, 0, text, parts); });
-    return found == m_lastLines.end() ? m_otherLastLine : found->cause;
 }
 } // namespace diagnosis

@@ -65,6 +65,7 @@ struct Match
     std::vector<Part> parts;        // the whole text, in order; those of a known failure too
 };
 
+/// Its reading is in Page.cpp, the search in PageMatching.cpp.
 class Page
 {
 public:

@@ -113,7 +113,11 @@ Verdict reportMachine(const std::wstring& agentFolder, bool json, const Output& 
     std::ranges::move(lookAround(search), std::back_inserter(ofMapi));
     std::vector<Diagnosis> ofPipe;
     for (std::string& code : judge(pipe, factsOf(GetCurrentProcessId())))
-        ofPipe.push_back({std::move(code), true, pipe.error != 0 ? L"error " + std::to_wstring(pipe.error) : L""});
+    {
+        // Hosts that users install for themselves lie where these may write.
+        const bool isProblem = code != "server-image-writable";
+        ofPipe.push_back({std::move(code), isProblem, pipe.error != 0 ? L"error " + std::to_wstring(pipe.error) : L""});
+    }
     std::vector<Diagnosis> all = ofMapi;
     all.insert(all.end(), ofPipe.begin(), ofPipe.end());
 

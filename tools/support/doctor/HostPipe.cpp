@@ -41,6 +41,15 @@ constexpr DWORD waitForOther = 500; // milliseconds
         return textOf(sid);
     return std::wstring(domain) + L'\\' + name;
 }
+
+/// Whether this user may add files to the folder of a program.
+[[nodiscard]] bool isFolderWritable(const std::wstring& image)
+{
+    const OwnedHandle folder(CreateFileW(image.substr(0, image.find_last_of(L'\\')).c_str(), FILE_ADD_FILE,
+                                         FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+                                         FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+    return folder.get() != INVALID_HANDLE_VALUE;
+}
 } // namespace
 
 HostPipe lookAtPipe(const std::wstring& name)
@@ -73,7 +82,10 @@ ProcessFacts factsOf(DWORD processId)
     std::vector<wchar_t> path(32768);
     DWORD size = static_cast<DWORD>(path.size());
     if (QueryFullProcessImageNameW(process.get(), 0, path.data(), &size))
+    {
         facts.image.assign(path.data(), size);
+        facts.imageIsWritable = isFolderWritable(facts.image);
+    }
 
     HANDLE handle = nullptr;
     if (!OpenProcessToken(process.get(), TOKEN_QUERY, &handle))
@@ -123,6 +135,8 @@ std::vector<std::string> judge(const HostPipe& pipe, const ProcessFacts& self)
         codes.emplace_back("server-other-session");
     if (pipe.server->integrity != self.integrity)
         codes.emplace_back("server-other-integrity");
+    if (pipe.server->imageIsWritable)
+        codes.emplace_back("server-image-writable");
     return codes;
 }
 } // namespace diagnosis

@@ -13,11 +13,12 @@ namespace diagnosis
 struct ProcessFacts
 {
     DWORD id = 0;
-    std::wstring image;   // full path of its program; empty: not to be had
-    std::wstring user;    // "DOMAIN\name", or its security identifier
-    std::wstring userSid; // security identifier as text; empty: the process can't be looked into
-    DWORD session = 0;    // Windows' own number
-    DWORD integrity = 0;  // the last part of its integrity level, such as 0x2000 for medium
+    std::wstring image;           // full path of its program; empty: not to be had
+    bool imageIsWritable = false; // this program's user may add files to its folder
+    std::wstring user;            // "DOMAIN\name", or its security identifier
+    std::wstring userSid;         // security identifier as text; empty: the process can't be looked into
+    DWORD session = 0;            // Windows' own number
+    DWORD integrity = 0;          // the last part of its integrity level, such as 0x2000 for medium
 };
 
 struct HostPipe
