@@ -46,7 +46,9 @@ endfunction()
 function(linkwell_compile_agent target)
     linkwell_compile(${target})
     if(NOT MSVC)
-        target_compile_options(${target} PRIVATE -g) # for packaging; the program itself is stripped when it is linked
+        # For packaging; the program itself is stripped when it is linked. Where GCC tracks variables through optimised code,
+        # its account of them differs now and then from one time to the next.
+        target_compile_options(${target} PRIVATE -g -fno-var-tracking)
     endif()
     if(LINKWELL_LINT)
         target_compile_options(${target} PRIVATE -Wglobal-constructors -Wexit-time-destructors)
