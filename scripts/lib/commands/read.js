@@ -13,7 +13,7 @@ const SHELLS = ['sh', 'bash'];
 const WINDOWS_SHELLS = ['bat', 'powershell'];
 const ENVIRONMENT = String.raw`(?:[A-Z_]+=(?:\$\([^)]*\)|\S)* (?:\\\n)? *)*`;
 const PROGRAM = new RegExp(`^${ENVIRONMENT}(?:\\.?/?(?:scripts|\\.ci|build|hosts|tools|tests)/\\S+|(?:/usr/bin/)?(?:cmake|ctest|ninja|node|npm|` +
-  'npx|git|cd|printf|gdb|wine|wine64|winedbg|xmllint|clang-format-19|cargo|rustc|mcs|mono|sudo|apt-get|sha256sum|unzip))(?= |$)');
+  'npx|git|cd|printf|gdb|wine|wine64|winedbg|xmllint|clang-format-19|cargo|rustc|mcs|mono|sudo|apt-get|sha256sum|unzip)|linkwell-[a-z]+)(?= |$)');
 
 /** All documents but the changelog, by their paths from the root. */
 function documents() {
