@@ -97,6 +97,30 @@ test('what is no word of the log is in the sources', () => {
   assert.deepStrictEqual(NO_WORDS.filter((text) => !literals.has(text)), []);
 });
 
+// ---- Other lists ------------------------------------------------------------------------------------------------------------
+
+/** Whether a record fits an entry. */
+function fits(record, entry) {
+  const escaped = entry.split(HOLES).map((words) => words.replace(/[^\w\s]/g, '\\$&'));
+  return new RegExp(`^${escaped.join('.*')}$`).test(record);
+}
+
+test('the page has what the log says of a refusal', () => {
+  const protocol = fs.readFileSync(path.join(ROOT, 'docs', 'wire-protocol.md'), 'utf8');
+  const [, rows] = /^\| What happens \| What the log says \|\n\|[-|]+\n((?:\|.*\n)+)/m.exec(protocol);
+  const records = [...rows.matchAll(/\| `(\w+::[^`]*)` \|$/gm)].map(([, record]) => record);
+  assert.ok(records.length >= 4);
+  assert.deepStrictEqual(records.filter((record) => !entries.some((entry) => fits(record, entry))), []);
+});
+
+test("the page has the doctor's findings", () => {
+  const folder = path.join(ROOT, 'tools', 'support', 'doctor');
+  const texts = fs.readdirSync(folder).filter((name) => name.endsWith('.cpp'))
+    .flatMap((name) => [...fs.readFileSync(path.join(folder, name), 'utf8').matchAll(/"([a-z0-9]+(?:-[a-z0-9]+)+)"/g)]);
+  const codes = new Set(texts.map(([, code]) => code));
+  assert.deepStrictEqual(linesOf(['Finding']).sort(), [...codes].sort());
+});
+
 // ---- Calls ------------------------------------------------------------------------------------------------------------------
 
 /** The arguments of a call whose opening bracket is at `at`. */

@@ -219,6 +219,17 @@ TEST_F(DoctorTest, NamesOutlookIn32Bits)
                 Not(Contains(testing::Field(&Diagnosis::code, "outlook-32-bit"))));
 }
 
+TEST_F(DoctorTest, NamesWhatNoMachineHereHas)
+{
+    SearchStep stub{SearchStep::Kind::Component, L"FGetComponentPath", ERROR_PROC_NOT_FOUND};
+    SearchStep locked{SearchStep::Kind::Load, L"DllPath"};
+    locked.module = {L"C:\\locked.dll", L"C:\\locked.dll", false, ModuleFault::Unreadable};
+    std::vector<std::string> found;
+    for (const Diagnosis& diagnosis : judge({{stub, locked}}))
+        found.push_back(diagnosis.code);
+    EXPECT_THAT(found, ElementsAre("stub-without-function", "module-unreadable", "no-runtime"));
+}
+
 TEST_F(DoctorTest, NotesThatTheUsersOwnDefaultClientDoesNotCount)
 {
     registerClient(m_folder.file(L"mapi.dll"));

@@ -131,7 +131,8 @@ using Json = nlohmann::ordered_json;
             (finding.entry != nullptr ? harmless : unknown) += finding.count;
     }
     if (harmless != 0)
-        text += "  " + counted(harmless, "line looks", "lines look") + " bad and is no fault: --json has them\n";
+        text += "  " + counted(harmless, "line looks bad and is", "lines look bad and are") +
+                " no fault: --json has them\n";
     if (unknown != 0)
         text += "  " + counted(unknown, "line is", "lines are") + " not known: torn, or of another version\n";
     return text + "  End      " + endOf(run) + "\n\n";

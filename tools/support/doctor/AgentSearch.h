@@ -33,8 +33,8 @@ struct SearchStep
 
 struct AgentSearch
 {
-    std::vector<SearchStep> steps;
-    std::wstring found;        // the module that the agent would have; empty: none
+    std::vector<SearchStep> steps{};
+    std::wstring found{};      // the module that the agent would have; empty: none
     bool isSystemStub = false; // found is Windows' own, which no mail client has registered
 };
 
