@@ -63,7 +63,7 @@ function makeFolder(t) {
 const brokenHosts = rowsBelow('A host that \\| Findings');
 
 describe('finds in a host that', { concurrency: 8 }, () => {
-  brokenHosts.forEach(([what, findings], number) => {
+  [...brokenHosts].reverse().forEach(([what, findings], number) => { // those that take longest stand last
     test(what, async (t) => {
       const pipe = `hostcheck-${process.pid}-${number}`;
       const report = await check('--pipe', pipe, '--timeout', '15', '--large', '1',
@@ -125,6 +125,14 @@ test('takes a host that listens already, and leaves it alone', async (t) => {
 
   const second = await run(TOOL, '--pipe', pipe, '--', process.execPath, NODE_HOST);
   assert.deepStrictEqual(second, { status: 3, stdout: '', stderr: 'linkwell-hostcheck: another program serves the pipe already\n' });
+});
+
+test('tries checks alone, which then say by themselves what is wrong', async () => {
+  const pipe = `hostcheck-${process.pid}-alone`;
+  const alone = ['ack', 'one-write', 'operations', 'large', 'time-to-ack'];
+  const report = await check('--pipe', pipe, '--timeout', '1', '--large', '1', ...alone.flatMap((name) => ['--only', name]),
+    '--', BROKEN, 'never answers', pipe);
+  assert.deepStrictEqual(report.findings, alone);
 });
 
 test('prints a table with advice', async () => {

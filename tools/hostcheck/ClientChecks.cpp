@@ -122,6 +122,8 @@ Outcome checkTimeToAck(Subject& subject)
 {
     constexpr Milliseconds slow{500};
     std::vector<Milliseconds> times = subject.row().times;
+    if (times.empty())
+        return {Result::Wrong, subject.row().problem};
     std::ranges::sort(times);
     const Milliseconds median = times[times.size() / 2];
     return {median > slow ? Result::Slow : Result::Right, "median " + std::to_string(median.count()) + " ms, maximum " +

@@ -20,6 +20,8 @@ Outcome checkOneWrite(Subject& subject)
 {
     // A read was waiting before the message was sent, so a piece is what one write has brought.
     const FirstMessage& first = subject.firstMessage();
+    if (first.pieces.empty())
+        return {Result::Wrong, first.problem};
     if (first.pieces.size() == 1)
         return {};
     std::string pieces;
@@ -34,6 +36,9 @@ Outcome checkSpareInstance(Subject& subject)
     const std::string time = std::to_string(first.spareTime.count()) + " ms";
     if (first.spareInTime)
         return {Result::Right, "after " + time};
-    return {Result::Wrong, "none in " + time + ", the pipe's default time-out: the agent doesn't read the answer then"};
+    return {Result::Wrong,
+            "none in " + time + ", the pipe's default time-out, and the agent doesn't read the answer then; " +
+                (first.lateTime.count() == 0 ? "nor did one get free soon after"
+                                             : "one was free after " + std::to_string(first.lateTime.count()) + " ms")};
 }
 } // namespace hostcheck

@@ -13,6 +13,8 @@ namespace
 constexpr DWORD look = 20; // milliseconds
 /// A host that has made its first instance may still be making the others.
 constexpr DWORD startTime = 500;
+/// So much longer than the agent a spare instance is waited for, in milliseconds.
+constexpr DWORD lateLimit = 2000;
 /// So long nothing more may come before an answer is taken to be whole: shorter when it looks so.
 constexpr Milliseconds quietBehindAnswer{200};
 constexpr Milliseconds quietInAnswer{1000};
@@ -52,6 +54,8 @@ void readPieces(Client& client, Milliseconds timeout, FirstMessage& result)
                             {
                                 result.spareInTime = becomesFree(path, NMPWAIT_USE_DEFAULT_WAIT);
                                 result.spareTime = since(start);
+                                if (!result.spareInTime && becomesFree(path, lateLimit))
+                                    result.lateTime = since(start);
                             });
     readPieces(client, timeout, result);
     spare.get();
@@ -194,6 +198,8 @@ void Subject::exchange(std::string_view text)
 void Subject::takeAnswer(Client& client, std::string answer)
 {
     const std::string usual = firstMessage().answer();
+    if (usual.empty())
+        throw Problem(firstMessage().problem);
     while (answer.size() < usual.size())
     {
         const auto piece = client.read(m_options.timeout);

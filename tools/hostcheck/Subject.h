@@ -35,7 +35,8 @@ struct FirstMessage
     std::string problem;             // why there are none
     Milliseconds time{0};            // until the first one
     bool spareInTime = false;        // another instance was free before the pipe's default time-out was over
-    Milliseconds spareTime{0};       // until then, or until it was clear that there was none
+    Milliseconds spareTime{0};       // until then, or until that was over
+    Milliseconds lateTime{0};        // until one was free that was not in time; 0: none was in two seconds more
 
     [[nodiscard]] std::string answer() const;
 };
