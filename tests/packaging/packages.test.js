@@ -12,6 +12,7 @@ const { BUILD, ROOT, TIME, VERSION, emptyFolder, fileOf, makePackages, namesIn, 
 
 const NAME = `linkwell-${VERSION}`;
 const DESKTOP = ['LinkwellAgent.exe', 'THIRD-PARTY-NOTICES.txt', 'linkwell-closeagent.exe', 'linkwell-support.exe'];
+const PROGRAMS = [...DESKTOP.filter((name) => name.endsWith('.exe')), 'linkwell-hostcheck.exe'];
 const folder = emptyFolder('packages');
 const packages = path.join(folder, 'first');
 const unpacked = path.join(folder, 'unpacked', NAME);
@@ -61,6 +62,7 @@ test('the ZIP has programs, hosts and documents, all below one folder, with one 
     'docs/protocol-samples/snapshot.json', 'hosts/cpp/LinkwellHost.h', 'hosts/cpp/LinkwellHost.cpp',
     'hosts/node/linkwell-host.js', 'hosts/node/lib/host.js', 'hosts/node/bin/linkwell-host.js'];
   assert.deepEqual(expected.filter((name) => !names.includes(`${NAME}/${name}`)), []);
+  assert.deepEqual(names.filter((name) => name.endsWith('.exe')).map((name) => path.basename(name)), sortedNames(PROGRAMS));
   const strange = names.filter((name) => !name.startsWith(`${NAME}/`)
     || /node_modules|package-lock|CMakeLists|\/\.|\/(test|tests|build|bench|support|types-test|target|obj)\/|testing\.md|architecture\.md/.test(name));
   assert.deepEqual(strange, []);
@@ -84,7 +86,7 @@ test('the host for Node.js in the ZIP can be loaded', () => {
 });
 
 test('programs in the ZIP are those that were built', () => {
-  for (const program of DESKTOP.filter((name) => name.endsWith('.exe'))) {
+  for (const program of PROGRAMS) {
     assert.ok(fs.readFileSync(path.join(unpacked, program)).equals(fs.readFileSync(path.join(BUILD, 'bin', program))), program);
   }
 });
@@ -202,7 +204,7 @@ test('the bill of materials is whole: each file with its digests, each library w
 test('the bill of materials says of each program what the linker has taken', () => {
   const sbom = JSON.parse(fs.readFileSync(fileOf(packages, '.json'), 'utf8'));
   const nameOf = (id) => sbom.packages.find(({ SPDXID }) => SPDXID === id)?.name;
-  for (const program of DESKTOP.filter((name) => name.endsWith('.exe'))) {
+  for (const program of PROGRAMS) {
     const linked = sbom.relationships
       .filter(({ spdxElementId, relationshipType }) => spdxElementId === `SPDXRef-File-${program}` && relationshipType === 'STATIC_LINK')
       .map(({ relatedSpdxElement }) => nameOf(relatedSpdxElement));
