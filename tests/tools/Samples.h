@@ -1,10 +1,12 @@
 // Samples.h: logs as the tests of linkwell-support write them.
 #pragma once
 
+#include <algorithm>
 #include <cstring>
 #include <initializer_list>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "tests/support/LogFile.h"
@@ -44,9 +46,9 @@ inline constexpr std::string_view startRefused =
     "An exception has been caught in AsyncMapiHelper::run : Unable to send data through ipc channel";
 
 /// The bytes of a text, in pieces of this size.
-[[nodiscard]] inline ByteSource sourceOf(std::string text, std::size_t pieces = 1000)
+[[nodiscard]] inline ByteSource sourceOf(std::string bytesToGive, std::size_t pieces = 1000)
 {
-    return [text = std::move(text), at = std::size_t{0}, pieces](char* bytes, std::size_t size) mutable
+    return [text = std::move(bytesToGive), at = std::size_t{0}, pieces](char* bytes, std::size_t size) mutable
     {
         const std::size_t count = std::min({size, pieces, text.size() - at});
         std::memcpy(bytes, text.data() + at, count);
