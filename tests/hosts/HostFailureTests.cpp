@@ -43,44 +43,47 @@ protected:
 
 TEST_F(HostFailureTest, DoesNotStartWithoutWhatItNeedsAndLeavesNothing)
 {
-    startHost(); // so that all is there that stays from then on
-    EXPECT_TRUE(host().stop());
+    const auto failToStart = [this]
+    {
+        {
+            const auto hook = hookImport<"OpenProcessToken">(OpenProcessToken, [](auto...) { return fail(); });
+            expectFailedStart("OpenProcessToken");
+        }
+        {
+            const auto hook = hookImport<"GetTokenInformation">(GetTokenInformation, [](auto...) { return fail(); });
+            expectFailedStart("GetTokenInformation");
+        }
+        for (int call = 1; call <= 6; ++call) // two of the host, and one of each instance
+        {
+            int calls = 0;
+            const auto hook =
+                hookImport<"CreateEventW">(CreateEventW,
+                                           [&](auto original, auto access, BOOL manual, BOOL set, auto name) -> HANDLE
+                                           {
+                                               if (++calls != call)
+                                                   return original(access, manual, set, name);
+                                               fail();
+                                               return nullptr;
+                                           });
+            expectFailedStart("CreateEventW");
+        }
+        for (int call = 1; call <= 4; ++call)
+        {
+            int calls = 0;
+            const auto hook = hookImport<"CreateNamedPipeW">(CreateNamedPipeW,
+                                                             [&](auto original, auto... arguments) -> HANDLE
+                                                             {
+                                                                 if (++calls != call)
+                                                                     return original(arguments...);
+                                                                 fail();
+                                                                 return INVALID_HANDLE_VALUE;
+                                                             });
+            expectFailedStart("CreateNamedPipeW");
+        }
+    };
+    failToStart(); // so that all is there that stays from then on
     const DWORD handles = support::handleCount();
-    {
-        const auto hook = hookImport<"OpenProcessToken">(OpenProcessToken, [](auto...) { return fail(); });
-        expectFailedStart("OpenProcessToken");
-    }
-    {
-        const auto hook = hookImport<"GetTokenInformation">(GetTokenInformation, [](auto...) { return fail(); });
-        expectFailedStart("GetTokenInformation");
-    }
-    for (int call = 1; call <= 6; ++call) // two of the host, and one of each instance
-    {
-        int calls = 0;
-        const auto hook =
-            hookImport<"CreateEventW">(CreateEventW,
-                                       [&](auto original, auto access, BOOL manual, BOOL set, auto name) -> HANDLE
-                                       {
-                                           if (++calls != call)
-                                               return original(access, manual, set, name);
-                                           fail();
-                                           return nullptr;
-                                       });
-        expectFailedStart("CreateEventW");
-    }
-    for (int call = 1; call <= 4; ++call)
-    {
-        int calls = 0;
-        const auto hook = hookImport<"CreateNamedPipeW">(CreateNamedPipeW,
-                                                         [&](auto original, auto... arguments) -> HANDLE
-                                                         {
-                                                             if (++calls != call)
-                                                                 return original(arguments...);
-                                                             fail();
-                                                             return INVALID_HANDLE_VALUE;
-                                                         });
-        expectFailedStart("CreateNamedPipeW");
-    }
+    failToStart();
     EXPECT_EQ(support::handleCount(), handles);
     startHost();
     EXPECT_EQ(exchange(contactText), "ack");

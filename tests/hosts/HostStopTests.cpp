@@ -41,19 +41,9 @@ TEST_F(HostStopTest, EndsAtOnceWhileThereAreNoClients)
 
 TEST_F(HostStopTest, WaitsForTheAnswerAndTheClientsEnd)
 {
-    Event begun;
-    Event release;
-    m_onMessage = [&](const linkwell::Message&)
-    {
-        begun.set();
-        EXPECT_TRUE(release.wait());
-    };
-    startHost();
-    Client client = connect();
-    ASSERT_TRUE(client.write(framed(contactText)));
-    ASSERT_TRUE(begun.wait());
+    Client client = startHostAndHoldHandler();
     std::thread stopping([this] { EXPECT_TRUE(host().stop(1h)); });
-    release.set();
+    m_release.set();
     EXPECT_EQ(client.read(3), "ack");
     client.close();
     stopping.join();
@@ -97,17 +87,7 @@ TEST_F(HostStopTest, CutsAClientThatKeepsItsConnectionBehindTheAnswer)
 
 TEST_F(HostStopTest, LeavesAHandlerThatStillRunsAndCutsItsClient)
 {
-    Event begun;
-    Event release;
-    m_onMessage = [&](const linkwell::Message&)
-    {
-        begun.set();
-        EXPECT_TRUE(release.wait());
-    };
-    startHost();
-    Client client = connect();
-    ASSERT_TRUE(client.write(framed(contactText)));
-    ASSERT_TRUE(begun.wait());
+    Client client = startHostAndHoldHandler();
     Client waiting = connect(); // its message is whole, and its turn never comes
     ASSERT_TRUE(waiting.write(framed(contactText)));
     EXPECT_FALSE(host().stop(1ms));
@@ -115,7 +95,7 @@ TEST_F(HostStopTest, LeavesAHandlerThatStillRunsAndCutsItsClient)
     EXPECT_EQ(waiting.read(3), "");
     expectNoPipe();
     EXPECT_THROW(host().start(), linkwell::Error);
-    release.set();
+    m_release.set();
     EXPECT_TRUE(host().stop());
     EXPECT_EQ(messages().size(), 1U);
     EXPECT_THAT(codes(), ElementsAre("ERR_LINKWELL_CLOSED", "ERR_LINKWELL_CLOSED"));

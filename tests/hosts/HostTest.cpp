@@ -80,6 +80,21 @@ void HostTest::startHost()
     m_host->start();
 }
 
+Client HostTest::startHostAndHoldHandler()
+{
+    const auto begun = std::make_shared<Event>(); // the handler outlives this call
+    m_onMessage = [this, begun](const linkwell::Message&)
+    {
+        begun->set();
+        EXPECT_TRUE(m_release.wait());
+    };
+    startHost();
+    Client client = connect();
+    EXPECT_TRUE(client.write(framed(contactText)));
+    EXPECT_TRUE(begun->wait());
+    return client;
+}
+
 std::string HostTest::exchange(std::string_view text) const
 {
     Client client = connect();

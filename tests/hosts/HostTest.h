@@ -58,6 +58,8 @@ class HostTest : public testing::Test
 protected:
     /// Starts the host with `m_options`.
     void startHost();
+    /// The same, with a handler that waits for `m_release`; gives the client for whose message it does.
+    [[nodiscard]] Client startHostAndHoldHandler();
     [[nodiscard]] linkwell::Host& host() { return *m_host; }
     [[nodiscard]] Client connect() const { return Client(m_options.pipe); }
     /// Sends a text as the agent does, and gives the host's answer.
@@ -73,6 +75,7 @@ protected:
     linkwell::HostOptions m_options = optionsOfTests();
     std::function<void(const linkwell::Message&)> m_onMessage; // called when the message has been recorded
     std::function<void()> m_onError;                           // called when an error has been recorded
+    Event m_release;
 
 private:
     [[nodiscard]] static linkwell::HostOptions optionsOfTests();

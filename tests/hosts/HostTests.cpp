@@ -79,21 +79,11 @@ TEST_F(HostTest, TakesAHundredMessagesInARowFromTheAgentsClient)
 
 TEST_F(HostTest, AnswersWhenTheHandlerHasReturned)
 {
-    Event begun;
-    Event release;
-    m_onMessage = [&](const linkwell::Message&)
-    {
-        begun.set();
-        EXPECT_TRUE(release.wait());
-    };
-    startHost();
-    Client client = connect();
-    ASSERT_TRUE(client.write(framed(contactText)));
-    ASSERT_TRUE(begun.wait());
+    Client client = startHostAndHoldHandler();
     DWORD available = 0;
     EXPECT_TRUE(PeekNamedPipe(client.handle(), nullptr, 0, nullptr, &available, nullptr));
     EXPECT_EQ(available, 0U);
-    release.set();
+    m_release.set();
     EXPECT_EQ(client.read(3), "ack");
 }
 
@@ -136,20 +126,10 @@ TEST_F(HostTest, HandlesMessagesAndErrorsOneAtATimeOnOneThread)
 
 TEST_F(HostTest, LetsClientsComeAndGoWhileAHandlerRuns)
 {
-    Event begun;
-    Event release;
-    m_onMessage = [&](const linkwell::Message&)
-    {
-        begun.set();
-        EXPECT_TRUE(release.wait());
-    };
-    startHost();
-    Client client = connect();
-    ASSERT_TRUE(client.write(framed(contactText)));
-    ASSERT_TRUE(begun.wait());
+    Client client = startHostAndHoldHandler();
     for (int number = 0; number < 12; ++number) // more than there are instances
         EXPECT_TRUE(connect().write("\1"));
-    release.set();
+    m_release.set();
     EXPECT_EQ(client.read(3), "ack");
     EXPECT_TRUE(waitForErrors(12));
 }
@@ -230,19 +210,9 @@ TEST_F(HostTest, TellsOfAClientThatGoesInTheMiddleOfAMessage)
 
 TEST_F(HostTest, TellsOfAClientThatGoesBeforeItsAnswer)
 {
-    Event begun;
-    Event release;
-    m_onMessage = [&](const linkwell::Message&)
-    {
-        begun.set();
-        EXPECT_TRUE(release.wait());
-    };
-    startHost();
-    Client client = connect();
-    ASSERT_TRUE(client.write(framed(contactText)));
-    ASSERT_TRUE(begun.wait());
+    Client client = startHostAndHoldHandler();
     client.close();
-    release.set();
+    m_release.set();
     ASSERT_TRUE(waitForErrors(1));
     EXPECT_THAT(codes(), ElementsAre("ERR_LINKWELL_CONNECTION"));
     EXPECT_NE(errors()[0].systemError, 0U);
