@@ -547,20 +547,19 @@ private:
         return true;
     }
 
-    /// Replaces the text by what comes. There is no room for all of it before a piece has come, as a length alone proves
-    /// nothing; from then on nothing is moved.
+    /// Replaces the text by what comes. Its room doubles with that, as a length alone proves nothing, and ends at `size`.
     Outcome readInto(Instance& instance, std::string& text, std::size_t size)
     {
         text.clear();
+        std::size_t firstRoom = size;
+        while (firstRoom > pieceBytes)
+            firstRoom = (firstRoom + 1) / 2;
         std::size_t received = 0;
         Outcome outcome = Outcome::Done;
         while (received < size && outcome == Outcome::Done)
         {
             if (received == text.size())
-            {
-                text.reserve(received == 0 ? (std::min)(size, pieceBytes) : size);
-                text.resize((std::min)(size, received + pieceBytes));
-            }
+                text.resize((std::min)(size, (std::max)(firstRoom, 2 * received)));
             DWORD count = 0;
             outcome = instance.read(&text[received], text.size() - received, count, m_cut.get(), idleLimit());
             received += count;
@@ -829,7 +828,9 @@ Host::Host(MessageHandler onMessage, ErrorHandler onError, HostOptions options)
 
 Host::~Host()
 {
-    stop();
+    while (!stop()) // a handler that still runs may call `stop`, too
+    {
+    }
 }
 
 void Host::start()

@@ -4,7 +4,8 @@
 // or 64 bits; nothing else. README.md begins with an example; docs/host-lifecycle.md of the agent's project says how host
 // and agent live together.
 //
-// All text is UTF-8, as it came. It is what anybody wrote who could send the user a contact: trust none of it.
+// All text is as it came: UTF-8 from an agent, any bytes from other clients. It is what anybody wrote who could send the user
+// a contact: trust none of it.
 #pragma once
 
 #include <array>

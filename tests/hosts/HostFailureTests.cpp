@@ -2,7 +2,11 @@
 #include "tests/hosts/HostTest.h"
 
 #include <atomic>
+#include <cerrno>
 #include <cstddef>
+#include <cstdint>
+#include <process.h>
+#include <utility>
 
 #include <gmock/gmock.h>
 
@@ -19,7 +23,7 @@ class HostFailureTest : public HostTest
 {
 protected:
     /// Whether the start fails when the hooked function does; afterwards nothing of it may be left.
-    void expectFailedStart(const char* function)
+    void expectFailedStart(const char* function, DWORD systemError = ERROR_NOT_ENOUGH_QUOTA)
     {
         SCOPED_TRACE(function);
         try
@@ -30,7 +34,7 @@ protected:
         catch (const linkwell::Error& error)
         {
             EXPECT_EQ(error.code, linkwell::ErrorCode::Pipe);
-            EXPECT_EQ(error.systemError, DWORD(ERROR_NOT_ENOUGH_QUOTA));
+            EXPECT_EQ(error.systemError, systemError);
         }
         EXPECT_FALSE(WaitNamedPipeW(m_options.pipe.c_str(), 1));
     }
@@ -79,6 +83,19 @@ TEST_F(HostFailureTest, DoesNotStartWithoutWhatItNeedsAndLeavesNothing)
                                                                  return INVALID_HANDLE_VALUE;
                                                              });
             expectFailedStart("CreateNamedPipeW");
+        }
+        for (int call = 1; call <= 5; ++call) // the handlers' thread, and one for each instance
+        {
+            int calls = 0;
+            const auto hook = hookImport<"_beginthreadex">(_beginthreadex,
+                                                           [&](auto original, auto... arguments) -> std::uintptr_t
+                                                           {
+                                                               if (++calls != call)
+                                                                   return original(arguments...);
+                                                               errno = EAGAIN;
+                                                               return 0;
+                                                           });
+            expectFailedStart("_beginthreadex", ERROR_SUCCESS);
         }
     };
     failToStart(); // so that all is there that stays from then on
@@ -173,15 +190,17 @@ TEST_F(HostFailureTest, RefusesAMessageForWhichThereIsNoMemoryAndGoesOn)
     EXPECT_EQ(messages().size(), 1U);
 }
 
-TEST_F(HostFailureTest, TakesNoMemoryForALengthAlone)
+TEST_F(HostFailureTest, TakesMemoryForWhatComesAndNotForALengthAlone)
 {
     startHost();
+    std::size_t clients = 0;
+    for (const auto& [bytes, largestBlock] : {std::pair(5U, 400'000U), {1'000'000U, 4'000'000U}})
     {
-        const LimitedHeap heap(400'000);
-        ASSERT_TRUE(connect().write(std::string("\x0f\xff\xff\xff", 4) + "2;add"));
-        ASSERT_TRUE(waitForErrors(1));
+        const LimitedHeap heap(largestBlock);
+        ASSERT_TRUE(connect().write(std::string("\x0f\xff\xff\xff", 4) + std::string(bytes, 'x')));
+        ASSERT_TRUE(waitForErrors(++clients));
     }
-    EXPECT_THAT(codes(), ElementsAre("ERR_LINKWELL_INCOMPLETE"));
+    EXPECT_THAT(codes(), ElementsAre("ERR_LINKWELL_INCOMPLETE", "ERR_LINKWELL_INCOMPLETE"));
 }
 } // namespace
 } // namespace hosts
