@@ -41,7 +41,7 @@ std::wstring SequenceOptions::ownUser()
     if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token))
         throwLastError("OpenProcessToken");
     const Handle owned(token);
-    std::array<std::byte, sizeof(TOKEN_USER) + SECURITY_MAX_SID_SIZE> user;
+    alignas(TOKEN_USER) std::array<std::byte, sizeof(TOKEN_USER) + SECURITY_MAX_SID_SIZE> user;
     DWORD size = 0;
     if (!GetTokenInformation(token, TokenUser, user.data(), static_cast<DWORD>(user.size()), &size))
         throwLastError("GetTokenInformation");

@@ -68,26 +68,26 @@ void leaveAll(Subject& subject, Clients& clients)
     clients.clear();
 }
 
-/// The user of this process.
-[[nodiscard]] std::array<std::byte, sizeof(TOKEN_USER) + SECURITY_MAX_SID_SIZE> currentUser()
-{
-    std::array<std::byte, sizeof(TOKEN_USER) + SECURITY_MAX_SID_SIZE> user{};
-    HANDLE token = nullptr;
-    if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token))
-        sandbox::throwLastError("OpenProcessToken");
-    const sandbox::KernelHandle owned(token);
-    DWORD size = 0;
-    if (!GetTokenInformation(token, TokenUser, user.data(), static_cast<DWORD>(user.size()), &size))
-        sandbox::throwLastError("GetTokenInformation");
-    return user;
-}
-
 [[nodiscard]] std::string text(PSID sid)
 {
     char* result = nullptr;
     if (!ConvertSidToStringSidA(sid, &result))
         return "(unreadable SID)";
     return LocalMemory<char>(result).get();
+}
+
+/// The SID of the user of this process.
+[[nodiscard]] std::string currentUser()
+{
+    HANDLE token = nullptr;
+    if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token))
+        sandbox::throwLastError("OpenProcessToken");
+    const sandbox::KernelHandle owned(token);
+    alignas(TOKEN_USER) std::array<std::byte, sizeof(TOKEN_USER) + SECURITY_MAX_SID_SIZE> user;
+    DWORD size = 0;
+    if (!GetTokenInformation(token, TokenUser, user.data(), static_cast<DWORD>(user.size()), &size))
+        sandbox::throwLastError("GetTokenInformation");
+    return text(reinterpret_cast<const TOKEN_USER*>(user.data())->User.Sid);
 }
 
 struct Rights
@@ -100,8 +100,7 @@ struct Rights
 [[nodiscard]] Rights rightsOf(ACL& list)
 {
     Rights rights;
-    const auto user = currentUser();
-    const PSID userSid = reinterpret_cast<const TOKEN_USER*>(user.data())->User.Sid;
+    const std::string user = currentUser();
     for (DWORD index = 0; index < list.AceCount; ++index)
     {
         void* entry = nullptr;
@@ -110,7 +109,7 @@ struct Rights
         auto& allowed = *static_cast<ACCESS_ALLOWED_ACE*>(entry);
         const PSID sid = &allowed.SidStart;
         const bool mayWrite = (allowed.Mask & writeRights) != 0;
-        if (EqualSid(sid, userSid))
+        if (text(sid) == user)
             rights.userMayWrite = rights.userMayWrite || mayWrite;
         else if (!IsWellKnownSid(sid, WinLocalSystemSid) && !IsWellKnownSid(sid, WinBuiltinAdministratorsSid))
         {
