@@ -89,6 +89,29 @@ TEST(CleanerTest, KeepsOfPathsWhatEverybodyHas)
     EXPECT_THAT(cleanedRecord(cleaner, "Started agent.exe --password=secret"), Not(HasSubstr("secret")));
 }
 
+// A name may have line feeds in it, and so what looks like lines of the log.
+TEST(CleanerTest, KeepsNoNumbersOfFurtherLines)
+{
+    Cleaner cleaner;
+    EXPECT_THAT(cleanedRecord(cleaner, "subfolder found: Kids"), HasSubstr("text-"));
+    for (const std::string_view line :
+         {"Unadvise hr = 416e6e61", "createSnapshot for \"x\": 4930123456 contact(s) found", "Started A n n a",
+          "416E6E61", "2;add;contact;4930;1234", "NewValue: Anna"})
+        EXPECT_THAT(cleanedLine(cleaner, std::string(line)), testing::MatchesRegex("text-\\w+")) << line;
+
+    EXPECT_EQ(cleanedRecord(cleaner, "Sending data:"), "Sending data:");
+    EXPECT_EQ(cleanedLine(cleaner, "2;add;contact;0;1"), "2;add;contact;0;1");
+    EXPECT_THAT(cleanedLine(cleaner, "2;add;contact;4930;1234"), Not(HasSubstr("4930")))
+        << "only the first is the header";
+}
+
+TEST(CleanerTest, KeepsNoLettersOfCommandLinesButThoseOfDrives)
+{
+    Cleaner cleaner;
+    EXPECT_THAT(cleanedRecord(cleaner, "Started D:\\J\\agent.log 4 9 /x=B"),
+                testing::MatchesRegex("Started D:\\\\text-\\w+\\\\agent.log text-\\w+ text-\\w+ /text-\\w+=text-\\w+"));
+}
+
 TEST(CleanerTest, GivesTheSameForTheSameByAKeyOfItsOwn)
 {
     Cleaner one;
@@ -176,9 +199,12 @@ TEST(CleanLogTest, OverwritesNothing)
 TEST(CleanLogTest, LeavesNoCopyWhenItFails)
 {
     const support::TempFolder folder;
-    std::filesystem::create_directory(folder.file(L"a.log.bak"));
     EXPECT_THROW(cleanLog(folder.file(L"absent.log"), folder.file(L"copy.log")), std::system_error);
+    support::writeBytes(folder.file(L"b.log"), "log");
+    std::filesystem::create_directory(folder.file(L"b.log.bak"));
+    EXPECT_THROW(cleanLog(folder.file(L"b.log"), folder.file(L"copy.log")), std::system_error) << "half a log";
     EXPECT_FALSE(std::filesystem::exists(folder.file(L"copy.log")));
+    support::writeBytes(folder.file(L"a.log"), "log");
     EXPECT_THROW(cleanLog(folder.file(L"a.log"), folder.file(L"no folder\\copy.log")), std::system_error);
 }
 

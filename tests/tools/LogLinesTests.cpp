@@ -100,6 +100,14 @@ TEST(LogLinesTest, ReadsTheBackupFirst)
     EXPECT_THROW(static_cast<void>(openLog(folder.file(L"b.log"))), std::system_error);
 }
 
+TEST(LogLinesTest, OpensALogThatCannotBeToldFromItsBackup)
+{
+    const support::TempFolder folder;
+    support::writeBytes(folder.file(L"a.log"), "line");
+    std::filesystem::create_hard_link(folder.file(L"a.log"), folder.file(L"a.log.bak"));
+    EXPECT_EQ(openLog(folder.file(L"a.log")).size(), 2U);
+}
+
 TEST(LogLinesTest, LetsTheAgentWriteAndRotateMeanwhile)
 {
     const support::TempFolder folder;

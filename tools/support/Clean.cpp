@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include "tools/support/Handle.h"
@@ -31,7 +32,7 @@ constexpr std::array<std::string_view, 21> harmlessWords{
     {
         return std::ranges::equal(word, known, {}, lower);
     };
-    return word.size() == 1 || std::ranges::any_of(harmlessWords, isThis);
+    return std::ranges::any_of(harmlessWords, isThis);
 }
 
 [[nodiscard]] bool isNumber(std::string_view text)
@@ -73,7 +74,7 @@ void forEachField(std::string_view text, char separator, Function function)
 std::string Cleaner::clean(const LinePart& part)
 {
     std::string_view text = part.text;
-    const std::string_view rotation = part.ends || part.begins ? takeRotation(text) : std::string_view();
+    const std::string_view rotation = takeRotation(text);
     std::string cleaned;
     if (const std::string_view stamp = part.begins ? stampOf(text) : std::string_view(); !stamp.empty())
     {
@@ -123,15 +124,10 @@ std::string Cleaner::cleanRecord(std::string_view text) const
 
 std::string Cleaner::cleanContinuation(std::string_view text)
 {
-    if (m_place == Place::Message && isMessageHeader(text))
-    {
-        m_place = Place::Items;
-        return std::string(text);
-    }
-    if (m_place != Place::Record)
-        return cleanItem(text);
-    const Match match = Page::builtIn().match(text);
-    return match.entry != nullptr ? cleanRecord(text) : personal(text);
+    if (m_place == Place::Record) // NewValue is the one further line that the agent writes; others are of names
+        return text.starts_with("NewValue: ") ? cleanRecord(text) : personal(text);
+    const bool isHeader = std::exchange(m_place, Place::Items) == Place::Message && isMessageHeader(text);
+    return isHeader ? std::string(text) : cleanItem(text);
 }
 
 std::string Cleaner::cleanItem(std::string_view line) const
@@ -153,7 +149,8 @@ std::string Cleaner::cleanCommandLine(std::string_view text) const
     while (!text.empty())
     {
         const std::string_view word = text.substr(0, text.find_first_of(fillers));
-        cleaned += isHarmless(word) ? std::string(word) : personal(word);
+        const bool isDrive = word.size() == 1 && text.substr(1).starts_with(":\\");
+        cleaned += isDrive || isHarmless(word) ? std::string(word) : personal(word);
         text.remove_prefix(word.size());
         if (!text.empty())
             cleaned += text.front();

@@ -49,13 +49,22 @@ void appendUtf8(std::string& text, char32_t character)
 
 using File = std::shared_ptr<OwnedHandle::element_type>; // a source is copied
 
-/// Null and a last error when it can't be opened.
+[[noreturn]] void failToOpen(const std::wstring& path, DWORD error)
+{
+    throw std::system_error(static_cast<int>(error), std::system_category(), utf8(path) + ": the log can't be opened");
+}
+
+/// Null when there is no such file.
 [[nodiscard]] File openShared(const std::wstring& path)
 {
     // Without FILE_SHARE_DELETE the agent could not move a full log away.
     const HANDLE file = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                                     nullptr, OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr);
-    return file == INVALID_HANDLE_VALUE ? File() : File(file, HandleCloser());
+    if (file != INVALID_HANDLE_VALUE)
+        return {file, HandleCloser()};
+    if (const DWORD error = GetLastError(); error != ERROR_FILE_NOT_FOUND)
+        failToOpen(path, error);
+    return {};
 }
 
 [[nodiscard]] bool isSame(const File& first, const File& second)
@@ -172,24 +181,19 @@ void LineReader::appendUtf16(std::string_view bytes)
 
 std::vector<ByteSource> openLog(const std::wstring& path)
 {
-    for (;;)
+    File log = openShared(path);
+    const File backup = openShared(path + L".bak");
+    if (!log && !backup)
+        failToOpen(path, ERROR_FILE_NOT_FOUND);
+    if (log && backup && isSame(log, backup))
+        log = openShared(path); // it was moved away in between
+    std::vector<ByteSource> sources;
+    for (const File& file : {backup, log})
     {
-        const File log = openShared(path);
-        const DWORD error = GetLastError();
-        const File backup = openShared(path + L".bak");
-        if (!log && (!backup || error != ERROR_FILE_NOT_FOUND))
-            throw std::system_error(static_cast<int>(error), std::system_category(),
-                                    utf8(path) + ": the log can't be opened");
-        if (log && backup && isSame(log, backup))
-            continue; // moved away in between
-        std::vector<ByteSource> sources;
-        for (const File& file : {backup, log})
-        {
-            if (file)
-                sources.push_back(sourceOf(file));
-        }
-        return sources;
+        if (file)
+            sources.push_back(sourceOf(file));
     }
+    return sources;
 }
 
 std::string_view stampOf(std::string_view line)

@@ -53,7 +53,7 @@ private:
 };
 
 /// The files of a log, oldest first: the backup if there is one, and the log. Opened so that the agent can go on writing,
-/// and move them away. Throws std::system_error when the log can't be opened; a missing log with a backup is the backup.
+/// and move them away. Throws std::system_error when one of them can't be opened; a missing log with a backup is the backup.
 /// @param path  of the log itself, not of the backup.
 [[nodiscard]] std::vector<ByteSource> openLog(const std::wstring& path);
 

@@ -7,7 +7,7 @@ namespace diagnosis
 {
 namespace
 {
-constexpr std::size_t longestText = 8192; // bytes; what the search of long texts costs grows with their square
+constexpr std::size_t longestText = 4096; // bytes; the search of lines with several names takes the cube of them
 
 [[nodiscard]] bool consistsOf(std::string_view text, std::string_view characters, std::size_t most)
 {
