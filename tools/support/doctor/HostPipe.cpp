@@ -45,7 +45,7 @@ constexpr DWORD waitForOther = 500; // milliseconds
 /// Whether this user may add files to the folder of a program.
 [[nodiscard]] bool isFolderWritable(const std::wstring& image)
 {
-    const OwnedHandle folder(CreateFileW(image.substr(0, image.find_last_of(L'\\')).c_str(), FILE_ADD_FILE,
+    const OwnedHandle folder(CreateFileW(image.substr(0, image.find_last_of(L'\\') + 1).c_str(), FILE_ADD_FILE,
                                          FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
                                          FILE_FLAG_BACKUP_SEMANTICS, nullptr));
     return folder.get() != INVALID_HANDLE_VALUE;
