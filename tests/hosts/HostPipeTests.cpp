@@ -2,10 +2,13 @@
 #include "tests/hosts/HostTest.h"
 
 #include <aclapi.h>
+#include <sddl.h>
 
-#include <array>
+#include <memory>
 
 #include <gmock/gmock.h>
+
+#include "tests/support/SequenceHost.h"
 
 namespace hosts
 {
@@ -98,30 +101,18 @@ TEST_F(HostPipeTest, IsForTheCurrentUserAlone)
         support::checkedFile(CreateFileW(m_options.pipe.c_str(), GENERIC_READ | GENERIC_WRITE | READ_CONTROL, 0,
                                          nullptr, OPEN_EXISTING, 0, nullptr),
                              "CreateFileW");
-    ACL* list = nullptr;
     PSECURITY_DESCRIPTOR descriptor = nullptr;
-    ASSERT_EQ(GetSecurityInfo(client.get(), SE_KERNEL_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr, &list,
+    ASSERT_EQ(GetSecurityInfo(client.get(), SE_KERNEL_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr, nullptr,
                               nullptr, &descriptor),
               DWORD(ERROR_SUCCESS));
     const std::unique_ptr<void, decltype(&LocalFree)> owned(descriptor, &LocalFree);
-    SECURITY_DESCRIPTOR_CONTROL control = 0;
-    DWORD revision = 0;
-    ASSERT_TRUE(GetSecurityDescriptorControl(descriptor, &control, &revision));
-    EXPECT_TRUE(control & SE_DACL_PROTECTED);
-    ASSERT_NE(list, nullptr);
-    ASSERT_EQ(list->AceCount, 1);
-    ACCESS_ALLOWED_ACE* entry = nullptr;
-    ASSERT_TRUE(GetAce(list, 0, reinterpret_cast<void**>(&entry)));
-    EXPECT_EQ(entry->Header.AceType, ACCESS_ALLOWED_ACE_TYPE);
-    EXPECT_EQ(entry->Mask, DWORD(FILE_ALL_ACCESS));
-
-    HANDLE token = nullptr;
-    ASSERT_TRUE(OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token));
-    const support::Handle ownedToken(token);
-    std::array<void*, 16> user;
-    DWORD size = 0;
-    ASSERT_TRUE(GetTokenInformation(token, TokenUser, user.data(), sizeof(user), &size));
-    EXPECT_TRUE(EqualSid(&entry->SidStart, reinterpret_cast<TOKEN_USER*>(user.data())->User.Sid));
+    wchar_t* text = nullptr;
+    ASSERT_TRUE(ConvertSecurityDescriptorToStringSecurityDescriptorW(descriptor, SDDL_REVISION_1,
+                                                                     DACL_SECURITY_INFORMATION, &text, nullptr));
+    const std::unique_ptr<wchar_t, decltype(&LocalFree)> ownedText(text, &LocalFree);
+    std::wstring expected = support::SequenceOptions::ownUser();
+    expected.replace(expected.find(L"GA"), 2, L"FA"); // what all generic rights are for a pipe
+    EXPECT_EQ(text, expected);
 }
 } // namespace
 } // namespace hosts
