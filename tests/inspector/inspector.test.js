@@ -11,6 +11,7 @@ const {
   NODE_HOST, closeBrowser, exchange, makePipe, openBrowser, openPage, readTranscript, screenshot, show,
   startInspector,
 } = require('./browser');
+const { LIMITS } = require('../../hosts/node/inspect/history');
 
 before(openBrowser);
 after(closeBrowser);
@@ -262,6 +263,17 @@ test('shows the bytes of a message by parts, in hexadecimal and as text', async 
   await page.click('.bytes >> text=Next');
   await page.waitForFunction(() => document.querySelector('.bytes pre').textContent.startsWith('000400'));
   await screenshot(page, 'bytes');
+});
+
+test('lists as many messages as the host keeps, the latest', async (t) => {
+  const { page, take } = await show(t, SMALL);
+  const last = LIMITS.messages + 3;
+  for (let number = SMALL.length + 1; number <= last; number += 1) {
+    await take(change('add', line(5, `Ana ${number}`)));
+  }
+  await page.locator(`.message[data-number="${last}"]`).waitFor();
+  const numbers = await page.locator('.message').evaluateAll((shown) => shown.map(({ dataset }) => Number(dataset.number)));
+  assert.deepEqual([numbers.length, numbers[0], numbers.at(-1)], [LIMITS.messages, last, 4]);
 });
 
 test('tells of an agent that has started anew', async (t) => {

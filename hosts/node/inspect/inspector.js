@@ -150,7 +150,7 @@ class Inspector {
     return {
       added: added.map((contact) => this._row(contact)),
       changed: changed.map(({ before, after }) => [this._row(before), this._row(after)]),
-      removed: removed.map(({ entryId }) => entryId),
+      removed: removed.map(({ entryId }) => shown(entryId)),
       folders: this._foldersAndStores(folders),
       stores: this._stores,
     };
@@ -192,7 +192,7 @@ class Inspector {
 
   /** Which store a folder is in is only known where a snapshot has shown it: changes don't name one. */
   _foldersAndStores(folders) {
-    return [...folders].map((folder) => [folder, this._storeOf.get(folder) ?? null]);
+    return [...folders].map((folder) => [shown(folder), this._storeOf.get(folder) ?? null]);
   }
 
   _forget() {
@@ -207,7 +207,7 @@ function shown(text, length = CHARACTERS_SHOWN) {
 }
 
 function nameOf({ displayName, entryId }) {
-  return { name: shown(displayName), entryId };
+  return { name: shown(displayName), entryId: shown(entryId) };
 }
 
 function namesOf({ added, changed, removed }) {

@@ -9,6 +9,6 @@ export function slug(heading) {
 
 /** A link to a section, which opens beside this page. */
 export function documentLink(name, heading) {
-  return element('a', { href: `document.html?name=${name}#${slug(heading)}`, target: '_blank', class: 'document' },
+  return element('a', { href: `document.html?name=${name}#${slug(heading)}`, target: '_blank' },
     `${heading} (docs/${name})`);
 }

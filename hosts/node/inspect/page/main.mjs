@@ -46,6 +46,7 @@ const problems = new Problems(find('problems'), showContact);
 
 new Connection({
   onState(state) {
+    restarted = state.agentRun === agentRun ? restarted : null; // another one than this page has seen begin
     ({ agentRun, messageCount, problemCount } = state);
     lastMessage = state.messages.at(-1)?.time ?? null;
     model.load(state);

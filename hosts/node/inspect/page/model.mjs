@@ -3,6 +3,9 @@
 /** For how long a change is marked where it happened. */
 export const MARK_MILLISECONDS = 8000;
 
+/** How many stores are shown of which nothing has come: anyone can send a number, and a profile has a few. */
+const STORES_SHOWN = 100;
+
 /** What the key of a contact that has been deleted ends in, as long as that is marked. */
 export const REMOVED = ' removed';
 
@@ -247,7 +250,7 @@ export class Model {
     const searching = words.length > 0;
     const stores = new Map();
     if (!searching) {
-      for (let index = 0; index < this.stores; index += 1) {
+      for (let index = 0; index < Math.min(this.stores, STORES_SHOWN); index += 1) {
         stores.set(index, { index, folders: [] });
       }
     }

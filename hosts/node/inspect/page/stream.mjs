@@ -11,7 +11,7 @@ export class Stream {
   constructor(place, onContact) {
     this._place = place;
     this._onContact = onContact;
-    this._older = element('button', { type: 'button', class: 'older', click: () => this._showOlder() }, 'Show older messages');
+    this._older = element('button', { type: 'button', click: () => this._showOlder() }, 'Show older messages');
     this.load([], { messages: Infinity });
   }
 
@@ -28,7 +28,7 @@ export class Stream {
     setTimeout(() => entry.classList.remove('fresh'), FRESH_MILLISECONDS);
     this._place.prepend(entry);
     while (this._place.childElementCount > this._limits.messages) {
-      (this._place.lastElementChild.previousElementSibling ?? this._place.lastElementChild).remove();
+      (this._older.parentElement?.previousElementSibling ?? this._place.lastElementChild).remove();
     }
   }
 
