@@ -128,8 +128,10 @@ async function main() {
   process.exitCode = counts.failed === 0 && counts.passed > 0 ? 0 : 1;
 }
 
-process.once('SIGINT', () => {
-  Running.all.forEach((one) => one.signal('SIGTERM'));
-  process.exit(130);
-});
+for (const signal of ['SIGINT', 'SIGTERM', 'SIGHUP']) {
+  process.once(signal, () => {
+    Running.all.forEach((one) => one.signal('SIGTERM'));
+    process.exit(130);
+  });
+}
 main();
