@@ -54,6 +54,7 @@ test('says in one line what it does not take', (t) => {
     [['a.vcf', '-o', 'm.json', '--to'], "error: Unknown option '--to'"],
     [['b.vcf', '-o', 'm.json'], 'error: b.vcf: there is no such file or folder'],
     [['.', '-o', 'm.json'], 'error: .: it is a folder'],
+    [['a.vcf', '-o', './a.vcf', '--force'], 'error: ./a.vcf is to be imported: name another file for the mailbox'],
     [['a.vcf', '-o', 'no/m.json'], "error: no/m.json can't be written: there is no such file or folder"],
     [['none.vcf', '-o', 'm.json'], 'none.vcf: line 1: this is in no card: BEGIN:VCARD is missing'],
   ];

@@ -2,6 +2,7 @@
 'use strict';
 
 const fs = require('fs');
+const path = require('path');
 const { parseArgs } = require('util');
 
 const { readCsv } = require('./csv');
@@ -51,6 +52,9 @@ function mailboxOf(messages) {
 /** Imports, and says what it did. @returns {number}  the exit status. @throws {Refusal} */
 function main(words) {
   const { files, output, force } = readArguments(words);
+  if (files.some((file) => path.resolve(file) === path.resolve(output))) {
+    throw new Refusal(`${output} is to be imported: name another file for the mailbox`);
+  }
   if (!force && fs.existsSync(output)) {
     throw new Refusal(`${output} is there already: name another file, or add --force to have it replaced`);
   }
