@@ -126,8 +126,7 @@ TEST_F(DeliveryTest, CallsARawSinkOnTheFirstThreadWhenThatHandlesItsMessages)
         })
         .join();
     EXPECT_EQ(sink->count(), 0u);
-    pumpOnce();
-    ASSERT_EQ(sink->count(), 1u);
+    ASSERT_TRUE(pumpUntil([&] { return sink->count() == 1; }));
     EXPECT_EQ(sink->calls()[0].thread, GetCurrentThreadId());
     EXPECT_EQ(m_store->Unadvise(connection), S_OK);
 }
@@ -140,9 +139,7 @@ TEST_F(DeliveryTest, DeliversNothingWhileTheFirstThreadHandlesNoMessages)
     watcher.look();
     EXPECT_FALSE(isIdle());
     EXPECT_EQ(sink->count(), 0u);
-    pumpOnce();
-    watcher.look();
-    EXPECT_EQ(sink->count(), 1u);
+    EXPECT_TRUE(pumpUntil([&] { return sink->count() == 1; }));
 }
 
 TEST_F(DeliveryTest, DeliversAllInOrderWhenBothThreadsHandleMessages)
