@@ -7,21 +7,15 @@
 #include <charconv>
 #include <cstddef>
 #include <iostream>
-#include <memory>
 #include <string_view>
 #include <system_error>
-#include <type_traits>
 #include <utility>
 #include <vector>
 
+#include "tools/Handle.h"
+
 namespace
 {
-struct HandleCloser
-{
-    void operator()(HANDLE handle) const noexcept { CloseHandle(handle); }
-};
-using Process = std::unique_ptr<std::remove_pointer_t<HANDLE>, HandleCloser>;
-
 enum ExitValue
 {
     AllEnded = 0,
@@ -51,12 +45,12 @@ BOOL CALLBACK addAgent(HWND window, LPARAM windows)
 }
 
 /// Asks the agent of this window to close. Its process; null, and said why, when it can't be asked.
-Process ask(HWND window)
+tools::OwnedHandle ask(HWND window)
 {
     // Opened before the window is asked to go: afterwards its process identifier may stand for nothing, or for another.
     DWORD processId = 0;
     GetWindowThreadProcessId(window, &processId);
-    Process process(OpenProcess(SYNCHRONIZE, FALSE, processId));
+    tools::OwnedHandle process(OpenProcess(SYNCHRONIZE, FALSE, processId));
     if (!process)
     {
         sayFailed("OpenProcess");
@@ -79,17 +73,17 @@ ExitValue closeAgents(DWORD timeoutMilliseconds)
         return NoneRuns;
     }
 
-    std::vector<Process> asked;
+    std::vector<tools::OwnedHandle> asked;
     for (const HWND window : windows)
     {
-        if (Process process = ask(window))
+        if (tools::OwnedHandle process = ask(window))
             asked.push_back(std::move(process));
     }
 
     const ULONGLONG end = GetTickCount64() + timeoutMilliseconds;
     const auto ended = std::ranges::count_if(
         asked,
-        [end](const Process& process)
+        [end](const tools::OwnedHandle& process)
         {
             const ULONGLONG now = GetTickCount64();
             return WaitForSingleObject(process.get(), now < end ? static_cast<DWORD>(end - now) : 0) == WAIT_OBJECT_0;

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "tools/support/Handle.h"
+#include "tools/Handle.h"
 #include "tools/support/Page.h"
 #include "tools/support/Utf8.h"
 
@@ -214,7 +214,7 @@ private:
     }
 
     std::wstring m_path;
-    OwnedHandle m_file;
+    tools::OwnedHandle m_file;
     std::string m_buffer;
 };
 } // namespace

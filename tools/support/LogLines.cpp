@@ -5,7 +5,7 @@
 #include <system_error>
 #include <utility>
 
-#include "tools/support/Handle.h"
+#include "tools/Handle.h"
 #include "tools/support/Utf8.h"
 
 namespace diagnosis
@@ -47,7 +47,7 @@ void appendUtf8(std::string& text, char32_t character)
     byte(0x80 | (character & 0x3F));
 }
 
-using File = std::shared_ptr<OwnedHandle::element_type>; // a source is copied
+using File = std::shared_ptr<tools::OwnedHandle::element_type>; // a source is copied
 
 [[noreturn]] void failToOpen(const std::wstring& path, DWORD error)
 {
@@ -61,7 +61,7 @@ using File = std::shared_ptr<OwnedHandle::element_type>; // a source is copied
     const HANDLE file = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                                     nullptr, OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr);
     if (file != INVALID_HANDLE_VALUE)
-        return {file, HandleCloser()};
+        return {file, tools::HandleCloser()};
     if (const DWORD error = GetLastError(); error != ERROR_FILE_NOT_FOUND)
         failToOpen(path, error);
     return {};

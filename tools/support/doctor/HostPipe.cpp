@@ -2,7 +2,7 @@
 
 #include <sddl.h>
 
-#include "tools/support/Handle.h"
+#include "tools/Handle.h"
 
 namespace diagnosis
 {
@@ -45,9 +45,9 @@ constexpr DWORD waitForOther = 500; // milliseconds
 /// Whether this user may add files to the folder of a program.
 [[nodiscard]] bool isFolderWritable(const std::wstring& image)
 {
-    const OwnedHandle folder(CreateFileW(image.substr(0, image.find_last_of(L'\\') + 1).c_str(), FILE_ADD_FILE,
-                                         FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
-                                         FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+    const tools::OwnedHandle folder(CreateFileW(image.substr(0, image.find_last_of(L'\\') + 1).c_str(), FILE_ADD_FILE,
+                                                FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                                OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
     return folder.get() != INVALID_HANDLE_VALUE;
 }
 } // namespace
@@ -63,7 +63,7 @@ HostPipe lookAtPipe(const std::wstring& name)
         pipe.error = GetLastError();
         return pipe;
     }
-    const OwnedHandle owner(handle);
+    const tools::OwnedHandle owner(handle);
     pipe.otherIsFree = WaitNamedPipeW(path.c_str(), waitForOther) != FALSE;
     ULONG processId = 0;
     if (GetNamedPipeServerProcessId(handle, &processId))
@@ -76,7 +76,7 @@ ProcessFacts factsOf(DWORD processId)
     ProcessFacts facts;
     facts.id = processId;
     ProcessIdToSessionId(processId, &facts.session);
-    const OwnedHandle process(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, processId));
+    const tools::OwnedHandle process(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, processId));
     if (!process)
         return facts;
     std::vector<wchar_t> path(32768);
@@ -90,7 +90,7 @@ ProcessFacts factsOf(DWORD processId)
     HANDLE handle = nullptr;
     if (!OpenProcessToken(process.get(), TOKEN_QUERY, &handle))
         return facts;
-    const OwnedHandle token(handle);
+    const tools::OwnedHandle token(handle);
     if (const auto bytes = tokenInformation(handle, TokenUser); !bytes.empty())
     {
         const PSID sid = reinterpret_cast<const TOKEN_USER*>(bytes.data())->User.Sid;

@@ -6,13 +6,13 @@
 #include <cstring>
 #include <vector>
 
-#include "tools/support/Handle.h"
+#include "tools/Handle.h"
 
 namespace diagnosis
 {
 namespace
 {
-[[nodiscard]] bool readAt(const OwnedHandle& file, LONG offset, void* bytes, DWORD size)
+[[nodiscard]] bool readAt(const tools::OwnedHandle& file, LONG offset, void* bytes, DWORD size)
 {
     DWORD count = 0;
     return SetFilePointer(file.get(), offset, nullptr, FILE_BEGIN) != INVALID_SET_FILE_POINTER &&
@@ -31,7 +31,7 @@ namespace
         const bool isFolder = attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
         return error == ERROR_ACCESS_DENIED && !isFolder ? ModuleFault::Unreadable : ModuleFault::Missing;
     }
-    const OwnedHandle file(handle);
+    const tools::OwnedHandle file(handle);
     IMAGE_DOS_HEADER dos{};
     DWORD signature = 0;
     IMAGE_FILE_HEADER header{};

@@ -6,7 +6,7 @@
 #include <memory>
 #include <type_traits>
 
-namespace diagnosis
+namespace tools
 {
 struct HandleCloser
 {
@@ -18,4 +18,4 @@ struct HandleCloser
 };
 /// Null or INVALID_HANDLE_VALUE: there is none.
 using OwnedHandle = std::unique_ptr<std::remove_pointer_t<HANDLE>, HandleCloser>;
-} // namespace diagnosis
+} // namespace tools
