@@ -33,6 +33,12 @@ TEST(OutlookContactRecordTest, HoldsTheIdentifiersThatItIsGiven)
     EXPECT_EQ(OutlookContact({0x00}, {0x0A}).toString(), L";;;;;;;;;;00;0A");
 }
 
+TEST(OutlookContactRecordTest, GivesALineThatTakesNoMoreMemoryThanItNeeds)
+{
+    const std::wstring line = OutlookContact(EntryId(100, 0x0A), EntryId(300, 0x0B)).toString();
+    EXPECT_LE(line.capacity(), line.size() + 16); // libraries round it up
+}
+
 TEST(OutlookContactRecordTest, StaysAsItIsWhenTheMessageIsNull)
 {
     OutlookContact contact(contactId, {});
