@@ -76,3 +76,48 @@ function(linkwell_add_tests target)
         endif()
     endforeach()
 endfunction()
+
+# linkwell_add_full_tests(<part> <test> [FILTER <tests>] [COMMAND <program> <argument>... WORKING_DIRECTORY <folder>]
+#                         [ENVIRONMENT <NAME=value>...] [TIMEOUT <seconds>])
+#
+# A second ctest entry for the program of linkwell_add_tests above it, or for the command of another test, that only this
+# part of "scripts/test --full" runs: with its large amounts, which are in ENVIRONMENT, and the limit for that. FILTER
+# chooses of the program's tests as --gtest_filter does. In the environment is also LINKWELL_FIGURES, the file that the
+# entry appends its rows to, for the tables of docs/testing.md: {"table":"fault sweep","row":{"Points":1234,"Runs":4321}}.
+set(LINKWELL_FULL_PARTS sweep fuzz long)
+function(linkwell_add_full_tests part test)
+    cmake_parse_arguments(PARSE_ARGV 2 FULL "" "FILTER;TIMEOUT;WORKING_DIRECTORY" "COMMAND;ENVIRONMENT")
+    if(FULL_UNPARSED_ARGUMENTS OR NOT part IN_LIST LINKWELL_FULL_PARTS)
+        message(FATAL_ERROR "linkwell_add_full_tests(${part} ${test}): no such part, or unknown: ${FULL_UNPARSED_ARGUMENTS}")
+    endif()
+    if(NOT FULL_COMMAND)
+        set(FULL_COMMAND ${test})
+    endif()
+    if(NOT FULL_TIMEOUT)
+        set(FULL_TIMEOUT 7200)
+    endif()
+    if(NOT FULL_FILTER)
+        set(FULL_FILTER *)
+    endif()
+    if(NOT FULL_WORKING_DIRECTORY)
+        set(FULL_WORKING_DIRECTORY "${CMAKE_CURRENT_BINARY_DIR}")
+    endif()
+
+    set(entry ${test}_${part})
+    while(TEST ${entry})
+        string(APPEND entry +)
+    endwhile()
+    add_test(NAME ${entry} CONFIGURATIONS Full COMMAND ${FULL_COMMAND} WORKING_DIRECTORY "${FULL_WORKING_DIRECTORY}")
+    get_test_property(${test} ENVIRONMENT environment)
+    get_test_property(${test} RESOURCE_LOCK lock)
+    if(NOT environment)
+        set(environment "")
+    endif()
+    set_tests_properties(${entry} PROPERTIES
+        LABELS full-${part}
+        TIMEOUT ${FULL_TIMEOUT}
+        ENVIRONMENT "${environment};LINKWELL_TEST_SECONDS=${FULL_TIMEOUT};GTEST_FILTER=${FULL_FILTER};LINKWELL_FIGURES=${PROJECT_BINARY_DIR}/full/${part}/${entry}.jsonl;${FULL_ENVIRONMENT}")
+    if(lock)
+        set_tests_properties(${entry} PROPERTIES RESOURCE_LOCK "${lock}")
+    endif()
+endfunction()

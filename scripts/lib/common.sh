@@ -136,10 +136,12 @@ lock_holder()
 
 # take_turn: the scripts that build and use the Wine prefix run one after the other, as they share both the build
 # folder and the one pipe name of the host. The lock is descriptor 8, held until this script ends; what may outlive the
-# script, which is all that runs under Wine, is started without it (wine-run, start_wine).
+# script, which is all that runs under Wine, is started without it (wine-run, start_wine). A script that is run by another
+# one has its turn with that.
 take_turn()
 {
     local lock="$LINKWELL_BUILD/scripts.lock" seconds="${LINKWELL_TURN_SECONDS:-1800}"
+    [[ ! /proc/self/fd/8 -ef $lock ]] || return 0
     make_build_folder
     exec 8>>"$lock"
     take_lock 8 "$lock" 0 && return
