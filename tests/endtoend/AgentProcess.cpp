@@ -43,8 +43,9 @@ std::filesystem::path agentProgram()
     return named.empty() ? programFolder() / L"LinkwellAgent.exe" : std::filesystem::path(named);
 }
 
-AgentProcess::AgentProcess(const std::wstring& arguments, const std::filesystem::path& standardError)
-    : m_commandLine(L'"' + agentProgram().wstring() + L'"'), m_job(makeJob())
+AgentProcess::AgentProcess(const std::wstring& arguments, const std::filesystem::path& standardError,
+                           const std::filesystem::path& program)
+    : m_commandLine(L'"' + program.wstring() + L'"'), m_job(makeJob())
 {
     if (!arguments.empty())
         m_commandLine += L' ' + arguments;

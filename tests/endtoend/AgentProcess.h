@@ -24,7 +24,9 @@ class AgentProcess
 public:
     /// @param arguments      what follows the program on the command line, as it stands there; may be empty.
     /// @param standardError  the file that receives what is written to the process's standard error.
-    AgentProcess(const std::wstring& arguments, const std::filesystem::path& standardError);
+    /// @param program        another program that is to live as the agent does.
+    AgentProcess(const std::wstring& arguments, const std::filesystem::path& standardError,
+                 const std::filesystem::path& program = agentProgram());
     ~AgentProcess();
     AgentProcess(const AgentProcess&) = delete;
     AgentProcess& operator=(const AgentProcess&) = delete;

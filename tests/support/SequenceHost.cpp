@@ -121,6 +121,8 @@ void SequenceHost::serve(HANDLE pipe)
     {
         if (!run(pipe, [&](OVERLAPPED* o) { return ConnectNamedPipe(pipe, o); }, count))
             continue;
+        if (m_options.whenConnected)
+            m_options.whenConnected();
         std::unique_lock turn(m_turn, std::defer_lock);
         if (m_options.oneAtATime)
             turn.lock();

@@ -30,6 +30,8 @@ struct SequenceOptions
     bool readsText = true;                                           // else the connection is ended behind the length
     bool waitsForClient = true; // else the connection is ended as soon as the answer is written
     bool oneAtATime = false;    // a client is served to its end before another one is
+    /// A client has connected. Called on the thread of the instance.
+    std::function<void()> whenConnected{};
     /// Whether this message is answered; else the connection is ended. Called on the thread of the instance, at any time.
     std::function<bool(const std::string& text)> takes{};
     /// A client has gone before all was read of what it began to send, so many bytes of a length or a text; or its answer

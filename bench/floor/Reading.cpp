@@ -1,0 +1,313 @@
+#include "bench/floor/Reading.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <cwchar>
+#include <stdexcept>
+#include <string_view>
+#include <vector>
+
+#include "mapiabi/MapiTags.h"
+
+namespace bench
+{
+namespace
+{
+using Clock = std::chrono::steady_clock;
+
+/// A tag array of a fixed size, laid out as SPropTagArray.
+template <std::size_t count>
+struct Tags
+{
+    ULONG size = count;
+    std::array<ULONG, count> tags;
+
+    operator SPropTagArray*() { return reinterpret_cast<SPropTagArray*>(this); }
+};
+
+// The tags that are asked for, and at which of them each field of the line stands; the e-mail address is no field of these.
+constexpr std::array<ULONG, 12> contactTags = {PR_DISPLAY_NAME_W,
+                                               PR_GIVEN_NAME_W,
+                                               PR_MIDDLE_NAME_W,
+                                               PR_SURNAME_W,
+                                               PR_COMPANY_NAME_W,
+                                               PR_SMTP_ADDRESS_W,
+                                               PR_BUSINESS_TELEPHONE_NUMBER_W,
+                                               PR_MOBILE_TELEPHONE_NUMBER_W,
+                                               PR_HOME_TELEPHONE_NUMBER_W,
+                                               PR_BUSINESS_FAX_NUMBER_W,
+                                               PR_ENTRYID,
+                                               PR_PARENT_ENTRYID};
+constexpr std::size_t email = 5;
+constexpr std::array<std::size_t, 10> textFields = {0, 1, 2, 3, 4, email, 6, 8, 7, 9};
+constexpr std::size_t firstIdentifier = 10;
+
+Tags<5> storeColumns{.tags = {PR_ENTRYID, PR_DISPLAY_NAME_W, PR_DEFAULT_STORE, PR_MDB_PROVIDER, PR_PROVIDER_DISPLAY_W}};
+Tags<3> folderColumns{.tags = {PR_ENTRYID, PR_DISPLAY_NAME_W, PR_OBJECT_TYPE}};
+Tags<1> contactColumns{.tags = {PR_ENTRYID}};
+
+[[nodiscard]] ENTRYID* bytesOf(const SBinary& id)
+{
+    return reinterpret_cast<ENTRYID*>(id.lpb);
+}
+
+/// Frees a block of the runtime, or an object, when it goes.
+template <class T, class Free>
+class Owned
+{
+public:
+    Owned(T* value, Free release) : m_value(value), m_release(release) {}
+    Owned(const Owned&) = delete;
+    Owned& operator=(const Owned&) = delete;
+    ~Owned()
+    {
+        if (m_value != nullptr)
+            m_release(m_value);
+    }
+    T* operator->() const { return m_value; }
+    T& operator*() const { return *m_value; }
+
+private:
+    T* m_value;
+    Free m_release;
+};
+
+template <class T>
+[[nodiscard]] auto owned(T* object)
+{
+    return Owned(object, [](T* value) { value->Release(); });
+}
+
+/// All rows of a table.
+[[nodiscard]] SRowSet* rowsOf(IMAPITable& table, SPropTagArray* columns)
+{
+    ULONG count = 0;
+    SRowSet* rows = nullptr;
+    check(table.SetColumns(columns, 0), "SetColumns");
+    check(table.GetRowCount(0, &count), "GetRowCount");
+    if (count != 0)
+        check(table.QueryRows(static_cast<LONG>(count), TBL_NOADVANCE, &rows), "QueryRows");
+    return rows;
+}
+
+/// Lets visible folders through, as the agent's filter does.
+[[nodiscard]] SRestriction* visibleFolders()
+{
+    static SPropValue s_notHidden{.ulPropTag = PR_ATTR_HIDDEN, .dwAlignPad = 0, .Value = {}};
+    static SRestriction s_exists{.rt = RES_EXIST, .res = {}};
+    static std::array<SRestriction, 2> s_parts{};
+    static SRestriction s_any{.rt = RES_OR, .res = {}};
+    s_exists.res.resExist.ulPropTag = PR_ATTR_HIDDEN;
+    s_parts[0].rt = RES_NOT;
+    s_parts[0].res.resNot.lpRes = &s_exists;
+    s_parts[1].rt = RES_PROPERTY;
+    s_parts[1].res.resProperty.relop = RELOP_EQ;
+    s_parts[1].res.resProperty.ulPropTag = PR_ATTR_HIDDEN;
+    s_parts[1].res.resProperty.lpProp = &s_notHidden;
+    s_any.res.resOr.cRes = static_cast<ULONG>(s_parts.size());
+    s_any.res.resOr.lpRes = s_parts.data();
+    return &s_any;
+}
+
+void appendHex(std::string& bytes, const SPropValue& value)
+{
+    constexpr std::string_view digits = "0123456789ABCDEF";
+    if (PROP_TYPE(value.ulPropTag) != PT_BINARY)
+        return;
+    const std::size_t start = bytes.size();
+    bytes.resize(start + std::size_t{value.Value.bin.cb} * 2);
+    char* to = bytes.data() + start;
+    for (const BYTE* from = value.Value.bin.lpb; from != value.Value.bin.lpb + value.Value.bin.cb; ++from)
+    {
+        *to++ = digits[*from >> 4];
+        *to++ = digits[*from & 0xF];
+    }
+}
+
+/// A contact's line, converted once.
+void appendLine(std::string& bytes, const SPropValue* values, const SPropValue& address)
+{
+    static std::wstring s_wide; // keeps its memory from contact to contact
+    s_wide.clear();
+    for (const std::size_t field : textFields)
+    {
+        const SPropValue& value = field == email ? address : values[field];
+        if (PROP_TYPE(value.ulPropTag) == PT_UNICODE)
+            s_wide += value.Value.lpszW;
+        s_wide += L';';
+    }
+    const std::size_t start = bytes.size();
+    const std::size_t most = s_wide.size() * 3; // bytes of a UTF-16 unit
+    bytes.resize(start + most);
+    const int size = WideCharToMultiByte(CP_UTF8, 0, s_wide.data(), static_cast<int>(s_wide.size()),
+                                         bytes.data() + start, static_cast<int>(most), nullptr, nullptr);
+    bytes.resize(start + static_cast<std::size_t>(size));
+    appendHex(bytes, values[firstIdentifier]);
+    bytes += ';';
+    appendHex(bytes, values[firstIdentifier + 1]);
+}
+} // namespace
+
+Reader::Reader(const Runtime& runtime) : m_runtime(runtime)
+{
+    check(m_runtime.initialize(nullptr), "MAPIInitialize");
+    check(m_runtime.logonEx(0, nullptr, nullptr,
+                            MAPI_UNICODE | MAPI_USE_DEFAULT | MAPI_EXTENDED | MAPI_NEW_SESSION | MAPI_LOGON_UI,
+                            &m_session),
+          "MAPILogonEx");
+    check(m_runtime.initialize(nullptr), "MAPIInitialize");
+    openFirstStore();
+}
+
+Reader::~Reader()
+{
+    m_store->Release();
+    m_session->Release();
+    m_runtime.uninitialize();
+    m_runtime.uninitialize();
+}
+
+void Reader::openFirstStore()
+{
+    IMAPITable* table = nullptr;
+    check(m_session->GetMsgStoresTable(0, &table), "GetMsgStoresTable");
+    const auto tableOwner = owned(table);
+    const Owned rows(rowsOf(*table, storeColumns), m_runtime.freeProws);
+    check(m_session->OpenMsgStore(0, rows->aRow[0].lpProps[0].Value.bin.cb, bytesOf(rows->aRow[0].lpProps[0].Value.bin),
+                                  &IID_IMsgStore, MAPI_BEST_ACCESS | MDB_NO_DIALOG, &m_store),
+          "OpenMsgStore");
+    SPropValue* provider = nullptr;
+    check(m_runtime.getOneProp(m_store, PR_MDB_PROVIDER, &provider), "HrGetOneProp");
+    m_runtime.freeBuffer(provider);
+}
+
+Message Reader::snapshot()
+{
+    Message message;
+    message.bytes = std::string(4, '\0') + "2;snapshot;contact;0;1";
+    SPropValue* root = nullptr;
+    check(m_runtime.getOneProp(m_store, PR_IPM_SUBTREE_ENTRYID, &root), "HrGetOneProp");
+    const Owned rootOwner(root, m_runtime.freeBuffer);
+    ULONG type = 0;
+    IMAPIFolder* folder = nullptr;
+    check(m_store->OpenEntry(root->Value.bin.cb, bytesOf(root->Value.bin), &IID_IMAPIFolder, 0, &type,
+                             reinterpret_cast<IUnknown**>(&folder)),
+          "OpenEntry");
+    const auto folderOwner = owned(folder);
+    readFolder(*folder, message);
+
+    const std::size_t size = message.bytes.size() - 4;
+    for (std::size_t at = 0; at < 4; ++at)
+        message.bytes[at] = static_cast<char>(size >> (8 * (3 - at)));
+    return message;
+}
+
+/// By its class alone; the mailboxes of measurements have one on each folder.
+bool Reader::isContactFolder(IMAPIFolder& folder)
+{
+    for (int question = 0; question < 2; ++question) // the agent asks for the list twice
+    {
+        SPropTagArray* list = nullptr;
+        check(folder.GetPropList(MAPI_UNICODE, &list), "GetPropList");
+        const Owned listOwner(list, m_runtime.freeBuffer);
+        if (std::find(list->aulPropTag, list->aulPropTag + list->cValues, PR_CONTAINER_CLASS_W) ==
+            list->aulPropTag + list->cValues)
+            throw std::runtime_error("a folder without a class");
+    }
+    SPropValue* value = nullptr;
+    check(m_runtime.getOneProp(&folder, PR_CONTAINER_CLASS_W, &value), "HrGetOneProp");
+    const Owned valueOwner(value, m_runtime.freeBuffer);
+    return std::wcscmp(value->Value.lpszW, L"IPF.Contact") == 0;
+}
+
+void Reader::readFolder(IMAPIFolder& folder, Message& message)
+{
+    if (isContactFolder(folder) && isContactFolder(folder))
+        readContacts(folder, message);
+
+    IMAPITable* table = nullptr;
+    check(folder.GetHierarchyTable(MAPI_UNICODE, &table), "GetHierarchyTable");
+    const auto tableOwner = owned(table);
+    check(table->Restrict(visibleFolders(), TBL_BATCH), "Restrict");
+    std::vector<IMAPIFolder*> subfolders;
+    SRowSet* const set = rowsOf(*table, folderColumns);
+    const Owned rows(set, m_runtime.freeProws);
+    for (ULONG index = 0; set != nullptr && index < set->cRows; ++index)
+    {
+        const SBinary& id = set->aRow[index].lpProps[0].Value.bin;
+        ULONG type = 0;
+        IMAPIFolder* subfolder = nullptr;
+        check(folder.OpenEntry(id.cb, bytesOf(id), &IID_IMAPIFolder, MAPI_BEST_ACCESS, &type,
+                               reinterpret_cast<IUnknown**>(&subfolder)),
+              "OpenEntry");
+        subfolders.push_back(subfolder);
+    }
+    for (IMAPIFolder* const subfolder : subfolders)
+    {
+        const auto owner = owned(subfolder);
+        readFolder(*subfolder, message);
+    }
+}
+
+void Reader::readContacts(IMAPIFolder& folder, Message& message)
+{
+    IMAPITable* table = nullptr;
+    check(folder.GetContentsTable(MAPI_UNICODE, &table), "GetContentsTable");
+    const auto tableOwner = owned(table);
+    SRowSet* const set = rowsOf(*table, contactColumns);
+    const Owned rows(set, m_runtime.freeProws);
+    for (ULONG index = 0; set != nullptr && index < set->cRows; ++index)
+        readContact(folder, set->aRow[index].lpProps[0].Value.bin, message);
+}
+
+void Reader::readContact(IMAPIFolder& folder, const SBinary& id, Message& message)
+{
+    ULONG type = 0;
+    IMAPIProp* contact = nullptr;
+    check(folder.OpenEntry(id.cb, bytesOf(id), &IID_IMAPIProp, 0, &type, reinterpret_cast<IUnknown**>(&contact)),
+          "OpenEntry");
+    const auto contactOwner = owned(contact);
+
+    // The agent's tags stand in the runtime's memory, with a whole structure for each.
+    SPropTagArray* tags = nullptr;
+    check(m_runtime.allocateBuffer(static_cast<ULONG>(contactTags.size() * sizeof(SPropTagArray)),
+                                   reinterpret_cast<void**>(&tags)),
+          "MAPIAllocateBuffer");
+    const Owned tagOwner(tags, m_runtime.freeBuffer);
+    tags->cValues = static_cast<ULONG>(contactTags.size());
+    std::memcpy(tags->aulPropTag, contactTags.data(), sizeof(contactTags));
+    ULONG count = 0;
+    SPropValue* values = nullptr;
+    check(contact->GetProps(tags, MAPI_UNICODE, &count, &values), "GetProps");
+    const Owned valueOwner(values, m_runtime.freeBuffer);
+
+    GUID set = PSETID_Address;
+    std::array<MAPINAMEID, 3> names{};
+    std::array<MAPINAMEID*, 3> pointers{};
+    constexpr std::array<LONG, 3> numbers = {PidLidEmail1AddressType, PidLidEmail1EmailAddress,
+                                             PidLidEmail1OriginalEntryId};
+    for (std::size_t index = 0; index < names.size(); ++index)
+    {
+        names[index].lpguid = &set;
+        names[index].ulKind = MNID_ID;
+        names[index].Kind.lID = numbers[index];
+        pointers[index] = &names[index];
+    }
+    SPropTagArray* named = nullptr;
+    check(contact->GetIDsFromNames(static_cast<ULONG>(pointers.size()), pointers.data(), MAPI_CREATE, &named),
+          "GetIDsFromNames");
+    const Owned namedOwner(named, m_runtime.freeBuffer);
+    constexpr std::array<ULONG, 3> types = {PT_UNICODE, PT_UNICODE, PT_BINARY};
+    for (std::size_t index = 0; index < types.size(); ++index)
+        named->aulPropTag[index] = CHANGE_PROP_TYPE(named->aulPropTag[index], types[index]);
+    SPropValue* addresses = nullptr;
+    check(contact->GetProps(named, MAPI_UNICODE, &count, &addresses), "GetProps");
+    const Owned addressOwner(addresses, m_runtime.freeBuffer);
+
+    const Clock::time_point begin = Clock::now();
+    message.bytes += '\n';
+    appendLine(message.bytes, values, addresses[1]); // an SMTP address: the mailboxes of measurements have no others
+    message.composing += Clock::now() - begin;
+}
+} // namespace bench

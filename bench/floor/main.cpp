@@ -1,0 +1,117 @@
+// linkwell_floor [/log=FILE] /times=FILE: the work of the agent's first snapshot in the barest way, without any code of the
+// agent: the same MAPI calls, the text made once and as UTF-8, one write to the log, one exchange with the host. Writes what
+// it took as a line of JSON. Exit status: 0 when the host has answered "ack".
+#include <windows.h>
+
+#include <psapi.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <exception>
+#include <stdexcept>
+#include <string>
+
+#include "bench/floor/Reading.h"
+
+namespace
+{
+/// As a log stamps its records: in whole milliseconds, since 1601.
+[[nodiscard]] std::uint64_t now()
+{
+    FILETIME time{};
+    GetSystemTimeAsFileTime(&time);
+    return (std::uint64_t{time.dwHighDateTime} << 32 | time.dwLowDateTime) / 10'000;
+}
+
+[[nodiscard]] PROCESS_MEMORY_COUNTERS memory()
+{
+    PROCESS_MEMORY_COUNTERS counters{};
+    GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof(counters));
+    return counters;
+}
+
+/// What stands behind "/<name>=" in an argument; empty when there is none.
+[[nodiscard]] std::string option(int count, char** arguments, const std::string& name)
+{
+    for (int index = 1; index < count; ++index)
+    {
+        const std::string argument = arguments[index];
+        if (argument.starts_with("/" + name + "="))
+            return argument.substr(name.size() + 2);
+    }
+    return {};
+}
+
+/// One record with the message, by one write.
+void writeLog(const std::string& path, const std::string& message)
+{
+    std::string record = "01.01.2000 00:00:00.000  Sending data:\r\n";
+    record.reserve(record.size() + message.size() + message.size() / 16);
+    for (std::size_t at = 4; at < message.size();)
+    {
+        const std::size_t end = message.find('\n', at);
+        if (end == std::string::npos)
+        {
+            record.append(message, at);
+            break;
+        }
+        record.append(message, at, end - at);
+        record += "\r\n";
+        at = end + 1;
+    }
+    const HANDLE file = CreateFileA(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS,
+                                    FILE_ATTRIBUTE_NORMAL | FILE_FLAG_WRITE_THROUGH, nullptr);
+    DWORD written = 0;
+    if (!WriteFile(file, record.data(), static_cast<DWORD>(record.size()), &written, nullptr))
+        throw std::runtime_error("the log can't be written");
+    CloseHandle(file);
+}
+
+void exchange(const std::string& message)
+{
+    const HANDLE pipe = CreateFileW(LR"(\\.\pipe\CorvenaLinkwell)", GENERIC_READ | GENERIC_WRITE, 0, nullptr,
+                                    OPEN_EXISTING, 0, nullptr);
+    char answer[4] = {};
+    DWORD count = 0;
+    if (!WriteFile(pipe, message.data(), static_cast<DWORD>(message.size()), &count, nullptr) ||
+        !ReadFile(pipe, answer, 3, &count, nullptr) || std::string(answer) != "ack")
+        throw std::runtime_error("the host has not taken the message");
+    CloseHandle(pipe);
+}
+
+void run(const std::string& log, const std::string& times)
+{
+    const bench::Runtime runtime = bench::Runtime::load();
+    bench::Reader reader(runtime);
+    const std::size_t before = memory().WorkingSetSize;
+    const std::uint64_t begin = now();
+    const bench::Message message = reader.snapshot();
+    const std::uint64_t sending = now();
+    if (!log.empty())
+        writeLog(log, message.bytes);
+    exchange(message.bytes);
+
+    std::FILE* const file = std::fopen(times.c_str(), "w");
+    if (file == nullptr)
+        throw std::runtime_error("the times can't be written");
+    std::fprintf(file, R"({"begin": %llu, "sending": %llu, "composing": %.6f, "before": %zu, "peak": %zu})",
+                 static_cast<unsigned long long>(begin), static_cast<unsigned long long>(sending),
+                 std::chrono::duration<double, std::milli>(message.composing).count(), before,
+                 static_cast<std::size_t>(memory().PeakWorkingSetSize));
+    std::fclose(file);
+}
+} // namespace
+
+int main(int argumentCount, char** arguments)
+{
+    try
+    {
+        run(option(argumentCount, arguments, "log"), option(argumentCount, arguments, "times"));
+        return 0;
+    }
+    catch (const std::exception& failure)
+    {
+        std::fprintf(stderr, "linkwell_floor: %s\n", failure.what());
+        return 1;
+    }
+}
