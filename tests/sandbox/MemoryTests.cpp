@@ -51,6 +51,20 @@ TEST_F(MemoryTest, GivesAlignedBlocksOfAnySize)
     }
 }
 
+TEST_F(MemoryTest, TakesNoBlockFromTheHeapOfTheProcess)
+{
+    unsigned char* block = allocate(100);
+    std::size_t entries = 0;
+    for (PROCESS_HEAP_ENTRY entry{}; HeapWalk(GetProcessHeap(), &entry) != FALSE; ++entries)
+    {
+        const auto* begin = static_cast<const unsigned char*>(entry.lpData);
+        const bool isBlock = (entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0;
+        EXPECT_FALSE(isBlock && begin <= block && block < begin + entry.cbData);
+    }
+    EXPECT_GT(entries, 1U);
+    EXPECT_EQ(dll.MAPIFreeBuffer(block), 0u);
+}
+
 TEST_F(MemoryTest, FillsFreshBlocksAndFreedOnesWithAllThatHangsOnThem)
 {
     unsigned char* root = allocate(50);
