@@ -100,12 +100,6 @@ struct ChangesCloser
     void operator()(HANDLE handle) const noexcept { FindCloseChangeNotification(handle); }
 };
 
-bool hasRecord(const std::filesystem::path& file, std::string_view text)
-{
-    const Records records = readLog(file);
-    return std::find(records.begin(), records.end(), text) != records.end();
-}
-
 bool isSubscribe(const std::string& record)
 {
     return record.starts_with(subscribeStart);
@@ -165,6 +159,14 @@ Records readLog(const std::filesystem::path& file)
 bool waitForRecord(const std::filesystem::path& file, std::string_view text, HANDLE process,
                    std::chrono::milliseconds limit)
 {
+    return waitForRecords(
+        file, [text](const Records& records) { return std::ranges::find(records, text) != records.end(); }, process,
+        limit);
+}
+
+bool waitForRecords(const std::filesystem::path& file, const std::function<bool(const Records& records)>& condition,
+                    HANDLE process, std::chrono::milliseconds limit)
+{
     // Asked for before the first look, so that no change falls between a look and the wait behind it.
     const HANDLE handle = FindFirstChangeNotificationW(file.parent_path().c_str(), FALSE,
                                                        FILE_NOTIFY_CHANGE_FILE_NAME | FILE_NOTIFY_CHANGE_SIZE |
@@ -176,13 +178,13 @@ bool waitForRecord(const std::filesystem::path& file, std::string_view text, HAN
 
     using Clock = std::chrono::steady_clock;
     const auto end = Clock::now() + limit;
-    while (!hasRecord(file, text))
+    while (!condition(readLog(file)))
     {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now()).count();
         if (left <= 0)
             return false;
         if (WaitForMultipleObjects(2, events.data(), FALSE, static_cast<DWORD>(left)) != WAIT_OBJECT_0)
-            return hasRecord(file, text);
+            return condition(readLog(file));
         if (!FindNextChangeNotification(changes.get()))
             support::throwLastError("FindNextChangeNotification");
     }
@@ -196,6 +198,11 @@ void orderEndOfWorker(Records& records)
     const auto finished = std::find(close, close + behind, workerEnd);
     if (finished != close + behind)
         std::rotate(close, finished, finished + 1);
+}
+
+std::ptrdiff_t beginningWith(const Records& records, std::string_view text)
+{
+    return std::ranges::count_if(records, [text](const std::string& record) { return record.starts_with(text); });
 }
 
 std::ptrdiff_t advisedStores(const Records& records)

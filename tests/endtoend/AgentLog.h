@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstddef>
 #include <filesystem>
+#include <functional>
 #include <initializer_list>
 #include <iosfwd>
 #include <string>
@@ -37,14 +38,20 @@ using Records = Lines;
 /// `logRecords` of a file; none for a file that isn't there. Keeps nobody from writing to it or moving it meanwhile.
 [[nodiscard]] Records readLog(const std::filesystem::path& file);
 
-/// Waits until a record with this text stands in the file. False when `process` ends before, or after `limit`. Woken by
+/// Waits until the file's records are as `condition` wants them. False when `process` ends before, or after `limit`. Woken by
 /// changes in the file's folder.
+[[nodiscard]] bool waitForRecords(const std::filesystem::path& file,
+                                  const std::function<bool(const Records& records)>& condition, HANDLE process,
+                                  std::chrono::milliseconds limit = support::deadline);
+/// The same until a record with this text stands in the file.
 [[nodiscard]] bool waitForRecord(const std::filesystem::path& file, std::string_view text, HANDLE process,
                                  std::chrono::milliseconds limit = support::deadline);
 
 /// The record by which the worker takes leave, "MAPI thread finished", comes at the same time as the first two of the
 /// main thread when the worker ends by itself. Puts it in front of them when it stands between or right behind them.
 void orderEndOfWorker(Records& records);
+/// How many records begin with this text.
+[[nodiscard]] std::ptrdiff_t beginningWith(const Records& records, std::string_view text);
 /// How many stores these records subscribe to, but for public ones and those that refuse.
 [[nodiscard]] std::ptrdiff_t advisedStores(const Records& records);
 
