@@ -1,15 +1,19 @@
 // Mailboxes at random, edited at random while the agent runs: what it sends must be what its rules say.
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <map>
 #include <numeric>
 #include <set>
 #include <stdexcept>
 #include <utility>
 
+#include "tests/endtoend/soak/ProcessUsage.h"
 #include "tests/endtoend/soak/RandomMailbox.h"
 #include "tests/endtoend/soak/WatchRules.h"
+#include "tests/support/Figures.h"
 
 namespace endtoend::soak
 {
@@ -21,32 +25,49 @@ constexpr unsigned long long usualCount = 200;
 /// In so many steps of a hundred, edits are handled inside the handling of another one.
 constexpr unsigned nestedSteps = 30;
 
-unsigned long long variable(const char* name, unsigned long long otherwise)
-{
-    const char* const text = std::getenv(name);
-    return text != nullptr && *text != '\0' ? std::stoull(text) : otherwise;
-}
-
 /// Messages by their stores: of two stores that one edit concerns, either may come first.
 using Messages = std::map<unsigned, std::vector<std::string>>;
+
+constexpr const char* keptName = "Kept";
+
+Json withKept(Json mailbox, bool isWanted)
+{
+    for (Json& store : mailbox.at("stores"))
+    {
+        if (isWanted)
+            store.at("folders").push_back({{"name", keptName}, {"class", "IPF.Contact"}});
+    }
+    return mailbox;
+}
 
 /// One seed's mailbox, and what becomes of it.
 struct Sequence
 {
-    explicit Sequence(unsigned long long seed) : choices(seed), file(randomMailbox(choices)), mailbox(file)
+    /// @param isLong  each store has a folder of contacts that no edit takes away: an agent that has none left to watch
+    ///                listens to nothing any more.
+    explicit Sequence(unsigned long long itsSeed, bool isLong = false)
+        : seed(itsSeed), choices(seed), file(withKept(randomMailbox(choices), isLong)), mailbox(file)
     {
         for (const Store& store : mailbox.stores())
             rules.try_emplace(store.number, mailbox, store.number);
+        for (const Object& object : mailbox.objects())
+        {
+            if (object.isFolder && object.description.value("name", "") == keptName)
+                kept.insert(object.id);
+        }
         isInBatches = choices.chance(50);
         replay = "The mailbox:\n" + file.dump() + "\nThe requests:\n";
     }
 
+    const unsigned long long seed;
     Choices choices;
     const Json file;
     MailboxModel mailbox;
     std::map<unsigned, WatchRules> rules;
+    std::set<std::string> kept; // folders that stay where they are, and in sight
     bool isInBatches = false;
-    std::string replay; // what has been done so far
+    std::size_t edits = 0; // made so far
+    std::string replay;    // what has been done so far
 };
 
 void require(bool condition, const std::string& otherwise)
@@ -96,6 +117,13 @@ struct Edits
     std::string last{}; // the identifier of what the last edit was about
 };
 
+/// Whether it would take one of these folders away, or out of sight.
+bool takesAway(const std::set<std::string>& kept, const Json& request)
+{
+    const std::string verb = request.at("do").get<std::string>();
+    return (verb == "editFolder" || verb == "move" || verb == "delete") && kept.contains(objectOf(request));
+}
+
 /// Whether it is about a folder itself.
 bool concernsAFolder(const MailboxModel& mailbox, const Json& request)
 {
@@ -117,7 +145,8 @@ Edits draw(Sequence& sequence, std::string favourite, bool isNested)
     {
         // What several edits of one batch make of one object is what batches are drawn for.
         Json request = randomEdit(choices, sequence.mailbox, favourite);
-        while (isNested && !concernsAFolder(sequence.mailbox, request) && choices.chance(60))
+        while (takesAway(sequence.kept, request) ||
+               (isNested && !concernsAFolder(sequence.mailbox, request) && choices.chance(60)))
             request = randomEdit(choices, sequence.mailbox, favourite);
         edits.ids.push_back(sequence.mailbox.apply(request, edits.events));
         favourite = edits.ids.back().empty() ? objectOf(request) : edits.ids.back();
@@ -164,10 +193,14 @@ class RandomEditTest : public EndToEndTest
 {
 protected:
     /// The agent of its own that a seed has; throws when it is otherwise than it must be.
-    void run(Sequence& sequence);
+    /// @param more  whether there is another step, from the number of those that were taken.
+    void run(Sequence& sequence, const std::function<bool(std::size_t)>& more);
+    /// The same, and fails with what it takes to do it again.
+    void runOrFail(Sequence& sequence, const std::function<bool(std::size_t)>& more);
 
     /// How many batches were handled inside another one, as far as messages tell.
     [[nodiscard]] unsigned nestedCount() const noexcept { return m_nested; }
+    [[nodiscard]] std::size_t messageCount() const noexcept { return m_messages; }
 
 private:
     void start(Sequence& sequence);
@@ -176,19 +209,36 @@ private:
 
     Json tell(Sequence& sequence, const Json& request);
     void make(Sequence& sequence, const Edits& edits);
-    [[nodiscard]] Messages takeMessagesByStore() const;
+    [[nodiscard]] Messages takeMessagesByStore();
     void expectOutcome(Sequence& sequence, const std::vector<Edits>& made);
 
     unsigned m_nested = 0;
+    std::size_t m_messages = 0;
 };
 
-void RandomEditTest::run(Sequence& sequence)
+void RandomEditTest::run(Sequence& sequence, const std::function<bool(std::size_t)>& more)
 {
-    constexpr std::size_t mostSteps = 30;
     start(sequence);
-    for (std::size_t steps = sequence.choices.between(mostSteps / 2, mostSteps); steps > 0; --steps)
+    for (std::size_t steps = 0; more(steps); ++steps)
         takeStep(sequence);
     end();
+}
+
+void RandomEditTest::runOrFail(Sequence& sequence, const std::function<bool(std::size_t)>& more)
+{
+    constexpr std::size_t mostShown = 1 << 18;
+    try
+    {
+        run(sequence, more);
+    }
+    catch (const std::exception& wrong)
+    {
+        const std::string& replay = sequence.replay;
+        FAIL() << "Seed " << sequence.seed << ": " << wrong.what() << "\n"
+               << (replay.size() > mostShown ? "The last of what was done:\n" + replay.substr(replay.size() - mostShown)
+                                             : replay)
+               << "To do this again: LINKWELL_SEED=" << sequence.seed;
+    }
 }
 
 void RandomEditTest::start(Sequence& sequence)
@@ -249,6 +299,7 @@ Json RandomEditTest::tell(Sequence& sequence, const Json& request)
 void RandomEditTest::make(Sequence& sequence, const Edits& edits)
 {
     const Json answer = tell(sequence, edits.request);
+    sequence.edits += edits.ids.size();
     for (std::size_t index = 0; index < edits.ids.size(); ++index)
     {
         const Json& part = edits.ids.size() == 1 ? answer : answer.at("answers").at(index);
@@ -256,11 +307,14 @@ void RandomEditTest::make(Sequence& sequence, const Edits& edits)
     }
 }
 
-Messages RandomEditTest::takeMessagesByStore() const
+Messages RandomEditTest::takeMessagesByStore()
 {
     Messages messages;
     for (const std::string& message : takeMessages())
+    {
         messages[storeOf(message)].push_back(message);
+        ++m_messages;
+    }
     return messages;
 }
 
@@ -310,24 +364,45 @@ void RandomEditTest::end()
 
 TEST_F(RandomEditTest, AgentTellsWhatItsRulesSay)
 {
+    constexpr std::size_t mostSteps = 30;
     const bool isReplay = std::getenv("LINKWELL_SEED") != nullptr;
-    const unsigned long long first = variable("LINKWELL_SEED", firstSeed);
-    const unsigned long long count = variable("LINKWELL_SEED_COUNT", isReplay ? 1 : usualCount);
-    for (unsigned long long seed = first; seed - first < count; ++seed)
+    const unsigned long long first = support::amountOf("LINKWELL_SEED", firstSeed);
+    const unsigned long long count = support::amountOf("LINKWELL_SEED_COUNT", isReplay ? 1 : usualCount);
+    for (unsigned long long seed = first; seed - first < count && !HasFatalFailure(); ++seed)
     {
         Sequence sequence(seed);
-        try
-        {
-            run(sequence);
-        }
-        catch (const std::exception& wrong)
-        {
-            FAIL() << "Seed " << seed << ": " << wrong.what() << "\n"
-                   << sequence.replay << "To do this again: LINKWELL_SEED=" << seed;
-        }
+        runOrFail(sequence, [steps = sequence.choices.between(mostSteps / 2, mostSteps)](std::size_t taken)
+                  { return taken < steps; });
     }
     std::printf("%u batches were handled inside others and show it\n", nestedCount());
     EXPECT_TRUE(nestedCount() > 0 || isReplay);
+}
+
+// One agent, whose mailbox is edited on and on. What it holds is counted when the mailbox has come to its size, and at the end.
+TEST_F(RandomEditTest, AgentHoldsNoMoreHoweverLongItGoesOn)
+{
+    constexpr std::size_t stepsToItsSize = 200;
+    constexpr std::size_t leastSteps = 2 * stepsToItsSize;
+    const std::chrono::seconds duration(support::amountOf("LINKWELL_EDIT_SECONDS", 0));
+    Sequence sequence(support::amountOf("LINKWELL_SEED", firstSeed), true);
+    const auto begin = std::chrono::steady_clock::now();
+    ProcessUsage first;
+    ProcessUsage last;
+    const auto more = [&](std::size_t taken)
+    {
+        if (taken == stepsToItsSize)
+            first = usageOf(agent().process());
+        if (taken < leastSteps || std::chrono::steady_clock::now() - begin < duration)
+            return true;
+        last = usageOf(agent().process());
+        return false;
+    };
+    runOrFail(sequence, more);
+    EXPECT_EQ(growthBeyond({}, first, last), "");
+    EXPECT_GT(messageCount(), 0U);
+    std::printf("seed %llu: %.0f seconds\n", sequence.seed,
+                std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count());
+    report("edits at random, seed " + std::to_string(sequence.seed), sequence.edits, messageCount(), first, last);
 }
 } // namespace
 } // namespace endtoend::soak
