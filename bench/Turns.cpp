@@ -112,16 +112,31 @@ const char* nameOf(Party party)
     return party == Party::Agent ? "agent" : "floor";
 }
 
-Turns::Turns(const std::string& mailbox)
+Turns Turns::onSandbox(unsigned contacts)
+{
+    return {L"LinkwellSandbox.dll",
+            R"({"stores": [{"name": "Mailbox", "default": true, "ipmSubtree": {"class": "IPF.Note"}, "folders": [
+                {"name": "Contacts", "class": "IPF.Contact", "generate": {"contacts": )" +
+                std::to_string(contacts) + "}}]}]}",
+            0, 0};
+}
+
+Turns Turns::onBare(unsigned contacts, unsigned letters)
+{
+    return {L"LinkwellBare.dll", {}, contacts, letters};
+}
+
+Turns::Turns(const std::wstring& dll, const std::string& mailbox, unsigned contacts, unsigned letters)
 {
     support::writeBytes(m_folder.file(L"mailbox.json"), mailbox);
+    m_environment.emplace_back(L"LINKWELL_SANDBOX_DLL", (endtoend::programFolder() / dll).wstring());
+    m_environment.emplace_back(L"LINKWELL_SANDBOX_MAILBOX", m_folder.file(L"mailbox.json"));
+    m_environment.emplace_back(L"LINKWELL_BARE_CONTACTS", std::to_wstring(contacts));
+    m_environment.emplace_back(L"LINKWELL_BARE_LETTERS", std::to_wstring(letters));
 }
 
 Turn Turns::take(Party party, bool withLog)
 {
-    const support::EnvironmentVariable dll(L"LINKWELL_SANDBOX_DLL",
-                                           (endtoend::programFolder() / L"LinkwellSandbox.dll").wstring());
-    const support::EnvironmentVariable mailbox(L"LINKWELL_SANDBOX_MAILBOX", m_folder.file(L"mailbox.json"));
     const std::filesystem::path log = m_folder.file(L"run.log");
     const std::filesystem::path times = m_folder.file(L"times.json");
     for (const std::wstring& old : {log.wstring(), log.wstring() + L".bak", times.wstring()})
@@ -163,5 +178,22 @@ Turn Turns::take(Party party, bool withLog)
     turn.before = measured.at("before");
     turn.peak = measured.at("peak");
     return turn;
+}
+
+Pair Turns::takeBoth(unsigned run, bool withLog)
+{
+    Pair pair;
+    const auto takeAgent = [&]
+    {
+        pair.agent = take(Party::Agent, withLog);
+    };
+    if (run % 2 == 0)
+        takeAgent();
+    pair.floor = take(Party::Floor, withLog);
+    if (run % 2 != 0)
+        takeAgent();
+    if (pair.agent.message != pair.floor.message)
+        throw std::runtime_error("agent and floor have sent different messages");
+    return pair;
 }
 } // namespace bench

@@ -3,9 +3,11 @@
 
 #include <chrono>
 #include <filesystem>
+#include <list>
 #include <memory>
 #include <string>
 
+#include "tests/support/Platform.h"
 #include "tests/support/TempFolder.h"
 
 namespace bench
@@ -37,17 +39,31 @@ struct Turn
     std::string message;  // in UTF-8
 };
 
+struct Pair
+{
+    Turn agent;
+    Turn floor;
+};
+
 /// Runs them on one mailbox, one at a time.
 class Turns
 {
 public:
-    /// @param mailbox  a mailbox file's text, with one store and a class on each folder.
-    explicit Turns(const std::string& mailbox);
+    /// On the sandbox, with so many contacts that it makes by its rule.
+    [[nodiscard]] static Turns onSandbox(unsigned contacts);
+    /// On the runtime of bench/bare, with so many contacts, whose text is so long beside the fields that all have.
+    [[nodiscard]] static Turns onBare(unsigned contacts, unsigned letters = 0);
 
     /// Has the party send its snapshot, and ends it. Throws when it ends by itself, or after half an hour.
     [[nodiscard]] Turn take(Party party, bool withLog);
 
+    /// Has both do so, by turns the one or the other first. Throws when their messages differ.
+    [[nodiscard]] Pair takeBoth(unsigned run, bool withLog);
+
 private:
+    Turns(const std::wstring& dll, const std::string& mailbox, unsigned contacts, unsigned letters);
+
     support::TempFolder m_folder;
+    std::list<support::EnvironmentVariable> m_environment; // of both
 };
 } // namespace bench

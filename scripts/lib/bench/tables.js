@@ -44,13 +44,13 @@ function figureTable(summaries, figure) {
   const all = summaries.filter((one) => one.figure === figure).sort((one, other) => one.size - other.size);
   const parties = [...new Set(all.map(({ of }) => of))].sort((one, other) => (other === 'agent') - (one === 'agent'));
   const main = all.filter(({ of }) => of === parties[0]);
-  const heads = [`${title}: ${size}`, `${parties[0]}, ${all[0].unit}`, ...parties.slice(1).flatMap((of) => [of, 'ratio'])];
+  const heads = [size === undefined ? title : `${title}: ${size}`, `${parties[0]}, ${all[0].unit}`, ...parties.slice(1).flatMap((of) => [of, 'ratio'])];
   const rows = main.map((one, at) => {
     const others = parties.slice(1).flatMap((of) => {
       const other = all.find((candidate) => candidate.of === of && candidate.size === one.size);
       return other === undefined ? ['–', '–'] : [spreadText(other), ratioText(one.median / other.median)];
     });
-    const row = [one.size.toLocaleString('en'), spreadText(one), ...others];
+    const row = [size === undefined ? '' : one.size.toLocaleString('en'), spreadText(one), ...others];
     if (rate) {
       const before = main[at - 1];
       row.push(numberText((one.size / one.median) * 1000));
@@ -66,7 +66,7 @@ function judgeAims(summaries) {
   const median = (figure, of, size) =>
     (summaries.find((one) => one.figure === figure && one.of === of && one.size === size) || { median: NaN }).median;
   return AIMS.map(({ aim, measured, most }) => {
-    const value = measured(median);
+    const value = Number(measured(median).toFixed(2)); // what is judged is what is printed
     return { aim, value, most, met: Number.isNaN(value) ? undefined : value <= most };
   });
 }

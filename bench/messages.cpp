@@ -1,0 +1,52 @@
+// Messages of many megabytes, agent beside floor: time, and memory for each byte that is sent. Of contacts with a long text,
+// on the runtime of bench/bare, which itself holds one of them.
+#include <vector>
+
+#include "bench/Observation.h"
+#include "bench/Turns.h"
+
+namespace
+{
+constexpr unsigned megabyte = 1'000'000;
+constexpr unsigned contactsOfMegabyte = 10;
+constexpr unsigned otherLetters = 360; // of a contact's line, about
+
+/// Beyond what the party takes for a message of one short contact.
+void observeMemory(const char* figure, const char* of, unsigned megabytes, const bench::Turn& turn,
+                   const bench::Turn& least)
+{
+    bench::observe(figure, of, megabytes,
+                   static_cast<double>(turn.peak - least.peak) / static_cast<double>(turn.message.size()),
+                   "bytes/byte");
+}
+
+void measure()
+{
+    const bench::Pair least = bench::Turns::onBare(1).takeBoth(0, true);
+    const std::vector sizes = bench::isQuick() ? std::vector{1U, 16U} : std::vector{1U, 16U, 64U, 200U};
+    for (const unsigned megabytes : sizes)
+    {
+        bench::Turns turns =
+            bench::Turns::onBare(megabytes * contactsOfMegabyte, megabyte / contactsOfMegabyte - otherLetters);
+        for (unsigned run = 0; run < bench::runs(); ++run)
+        {
+            for (const bool withLog : {true, false})
+            {
+                const auto [agent, floor] = turns.takeBoth(run, withLog);
+                const char* const memory = withLog ? "message memory with a log" : "message memory";
+                observeMemory(memory, "agent", megabytes, agent, least.agent);
+                observeMemory(memory, "floor", megabytes, floor, least.floor);
+                if (!withLog)
+                    continue;
+                bench::observe("message", "agent", megabytes, agent.whole, "ms");
+                bench::observe("message", "floor", megabytes, floor.whole, "ms");
+            }
+        }
+    }
+}
+} // namespace
+
+int main()
+{
+    return bench::runBench(measure);
+}
