@@ -13,11 +13,13 @@ function plotCommands(summaries, figure, file) {
   const parties = [...new Set(all.map(({ of }) => of))];
   const blocks = parties.map((of, at) => [`$party${at} << END`,
     ...all.filter((one) => one.of === of).map((one) => `${one.size} ${one.median} ${one.least} ${one.most}`), 'END'].join('\n'));
+  const sizes = [...new Set(all.map((one) => one.size))];
   const plots = parties.map((of, at) => `$party${at} using 1:2:3:4 with yerrorlines title "${of}" lw 1.5 pt 7 ps 0.5`);
   return `set terminal svg size 720,420 font "sans-serif,13" background "white"
 set output ${JSON.stringify(file)}
 set logscale xy
-set format x "10^{%T}"
+set xrange [${Math.min(...sizes) / 1.5}:${Math.max(...sizes) * 1.5}]
+set xtics (${sizes.map((one) => `"${one.toLocaleString('en')}" ${one}`).join(', ')})
 set xlabel ${JSON.stringify(size)}
 set ylabel ${JSON.stringify(`${title}, ${all[0].unit}`)}
 set key top left
@@ -33,7 +35,7 @@ function drawCurve(summaries, figure, file) {
   fs.mkdirSync(path.dirname(file), { recursive: true });
   const run = spawnSync('gnuplot', { input: plotCommands(summaries, figure, file), encoding: 'utf8' });
   if (run.error || run.status !== 0 || run.stderr !== '') {
-    throw new Error(`gnuplot can't draw "${figure}": ${run.error ? run.error.message : run.stderr}`);
+    throw new Error(`gnuplot can't draw "${describe(figure).title}": ${run.error ? run.error.message : run.stderr.trim()}`);
   }
 }
 

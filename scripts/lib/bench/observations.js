@@ -19,9 +19,14 @@ function parseLine(line, where) {
   return observation;
 }
 
+/** All observations of these files, of which there must be some. */
 function readObservations(files) {
-  return files.flatMap((file) => fs.readFileSync(file, 'utf8').split('\n').flatMap((line, at) =>
+  const observations = files.flatMap((file) => fs.readFileSync(file, 'utf8').split('\n').flatMap((line, at) =>
     line.trim() === '' ? [] : [parseLine(line, `${file}:${at + 1}`)]));
+  if (observations.length === 0) {
+    throw new Error('there are no observations');
+  }
+  return observations;
 }
 
 function medianOf(sorted) {

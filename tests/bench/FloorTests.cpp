@@ -1,0 +1,83 @@
+// The floor of bench/ does what the agent does: the same MAPI calls, the same message.
+#include <string>
+#include <vector>
+
+#include "tests/endtoend/EndToEndTest.h"
+#include "tests/support/Handle.h"
+
+namespace endtoend
+{
+namespace
+{
+/// What a program did for its snapshot.
+struct Snapshot
+{
+    std::vector<std::string> calls;
+    std::vector<std::string> messages;
+};
+
+/// The calls of a journal as texts. Of those that take memory, or ask an object for another interface, only what a contact
+/// costs: around it the agent makes its filter and its columns anew, and the floor has them ready.
+std::vector<std::string> callsOf(const Json& journal)
+{
+    std::vector<std::string> calls;
+    bool isContact = false;
+    for (Json call : journal.at("calls"))
+    {
+        const std::string name = call.at("call");
+        if (name.starts_with("IMAPITable::") || name == "IMAPIContainer::GetHierarchyTable")
+            isContact = false;
+        if (call.at("arguments").value("lpInterface", "") == "IID_IMAPIProp")
+            isContact = true;
+        call.erase("thread"); // the agent has two
+        if (isContact || (!name.starts_with("MAPIAllocate") && name != "IUnknown::QueryInterface"))
+            calls.push_back(call.dump());
+    }
+    return calls;
+}
+
+class FloorTest : public EndToEndTest
+{
+protected:
+    /// Runs a program until its message is at the host, and ends it.
+    [[nodiscard]] Snapshot snapshotBy(const std::wstring& program, std::string_view mailbox)
+    {
+        const support::EnvironmentVariable agentProgram(L"LINKWELL_AGENT", (programFolder() / program).wstring());
+        const support::Handle answered = support::makeEvent();
+        serveHost({support::PipeReply::heldText("ack", answered.get())});
+        writeMailbox(mailbox);
+        startAgent(L"/log=" + file(L"run.log") + L" /times=" + file(L"times.json"));
+        ask({{"do", "wait"}, {"for", "held"}, {"hold", "start"}});
+        ask({{"do", "journal"}, {"action", "start"}});
+        ask({{"do", "release"}, {"hold", "start"}});
+        EXPECT_TRUE(host().waitForRequests(1));
+        Snapshot snapshot{callsOf(ask({{"do", "journal"}, {"action", "read"}})), messages()};
+        SetEvent(answered.get());
+        (void)agent().postToWindow(WM_CLOSE); // which the floor does not have
+        const AgentRun run = finish();
+        EXPECT_EQ(run.exitValue, 0U);
+        EXPECT_EQ(run.report, nothingHeld);
+        EXPECT_EQ(run.standardError, "");
+        return snapshot;
+    }
+};
+
+TEST_F(FloorTest, MakesTheCallsOfTheAgentAndSendsItsMessage)
+{
+    constexpr std::string_view mailbox = R"({"stores": [{"name": "Mailbox", "default": true,
+        "ipmSubtree": {"class": "IPF.Note"}, "folders": [
+            {"name": "Contacts", "class": "IPF.Contact", "generate": {"contacts": 50},
+             "messages": [{"displayName": "Ada"}, {"givenName": "\uD83D\uDE00", "email": "b@example.com"}],
+             "folders": [{"name": "Friends", "class": "IPF.Contact", "generate": {"contacts": 3, "seed": 5}}]},
+            {"name": "Mail", "class": "IPF.Note", "messages": [{"displayName": "Cid"}]},
+            {"name": "Empty", "class": "IPF.Contact"},
+            {"name": "Hidden", "class": "IPF.Contact", "hidden": true, "messages": [{"displayName": "Dan"}]}]}],
+        "plans": [{"method": "MAPILogonEx", "hold": "start"}]})";
+    const Snapshot ofFloor = snapshotBy(L"linkwell_floor.exe", mailbox);
+    const Snapshot ofAgent = snapshotBy(L"LinkwellAgent.exe", mailbox);
+    EXPECT_GT(ofFloor.calls.size(), 55U * 5);
+    EXPECT_EQ(ofFloor.calls, ofAgent.calls);
+    EXPECT_EQ(ofFloor.messages, ofAgent.messages);
+}
+} // namespace
+} // namespace endtoend
