@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "utilities/ScopeGuard.h"
 #include "utilities/Utf8Text.h"
 
 namespace utilities
@@ -78,7 +79,8 @@ void Logger::write(std::wstring_view text, std::wstring_view rest)
         return;
 
     const std::wstring stamp = timestamp();
-    const std::wstring_view owedBreak = lastChar != 0 && lastChar != L'\n' ? L"\n" : L"";
+    const wchar_t last = lastChar;
+    const std::wstring_view owedBreak = last != 0 && last != L'\n' ? L"\n" : L"";
     writeRaw({owedBreak, stamp, text, rest});
 
     if (currentSize >= maxSize)
@@ -99,14 +101,14 @@ void Logger::open()
         return;
     }
 
-    file = CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_ALWAYS,
-                       FILE_ATTRIBUTE_NORMAL | FILE_FLAG_WRITE_THROUGH, nullptr);
-    if (file == INVALID_HANDLE_VALUE)
+    const HANDLE opened = CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_ALWAYS,
+                                      FILE_ATTRIBUTE_NORMAL | FILE_FLAG_WRITE_THROUGH, nullptr);
+    if (opened == INVALID_HANDLE_VALUE)
     {
         currentSize = 0;
         return;
     }
-    SetFilePointer(file, 0, nullptr, FILE_END);
+    SetFilePointer(opened, 0, nullptr, FILE_END);
 
     WIN32_FILE_ATTRIBUTE_DATA data{};
     if (!GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &data) ||
@@ -114,18 +116,25 @@ void Logger::open()
         currentSize = invalidSize;
     else
         currentSize = (std::uint64_t{data.nFileSizeHigh} << 32) | data.nFileSizeLow;
+    file = opened; // last: the other thread's records go to the end, and are counted
 }
 
 void Logger::close() noexcept
 {
-    if (file != INVALID_HANDLE_VALUE)
-        CloseHandle(file);
-    file = INVALID_HANDLE_VALUE;
+    // Invalid first: the number of a closed handle may soon be that of another file.
+    if (const HANDLE closing = file.exchange(INVALID_HANDLE_VALUE); closing != INVALID_HANDLE_VALUE)
+        CloseHandle(closing);
     lastChar = 0;
 }
 
 void Logger::rotate()
 {
+    // The other thread that finds the file full meanwhile leaves it to this one and goes on.
+    if (isRotating.exchange(true))
+        return;
+    const ScopeGuard rotated([this] { isRotating = false; });
+    if (currentSize < maxSize) // the other one has just done it
+        return;
     writeRaw({L"(continue to the next log file)"}); // directly behind the last record: settled behaviour 60
     if (!path.empty())
     {
@@ -139,7 +148,8 @@ void Logger::rotate()
 void Logger::writeRaw(std::initializer_list<std::wstring_view> parts)
 {
     lastChar = 0;
-    if (file == INVALID_HANDLE_VALUE)
+    const HANDLE target = file;
+    if (target == INVALID_HANDLE_VALUE)
         return;
     for (const std::wstring_view part : parts)
         if (!part.empty())
@@ -147,7 +157,7 @@ void Logger::writeRaw(std::initializer_list<std::wstring_view> parts)
 
     const std::vector<char> bytes = bytesOfFile(parts);
     DWORD written = 0;
-    WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
+    WriteFile(target, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
     currentSize += written;
 }
 

@@ -6,6 +6,7 @@
 
 #include <windows.h>
 
+#include <atomic>
 #include <cstdint>
 #include <initializer_list>
 #include <string>
@@ -51,11 +52,13 @@ private:
     const std::uint64_t maxSize = 0x100000;
     /// Bytes in the file, by our own count after the first reading. Wraps round from `invalidSize`: settled behaviour
     /// 63.
-    std::uint64_t currentSize = 0;
+    std::atomic<std::uint64_t> currentSize = 0;
     /// Empty: no file was asked for.
     std::wstring path;
     /// The last character of the last text; 0: no line break is owed.
-    wchar_t lastChar = 0;
-    HANDLE file = INVALID_HANDLE_VALUE;
+    std::atomic<wchar_t> lastChar = 0;
+    std::atomic<HANDLE> file = INVALID_HANDLE_VALUE;
+    /// A thread moves the file away. No thread waits for it.
+    std::atomic<bool> isRotating = false;
 };
 } // namespace utilities
