@@ -87,18 +87,18 @@ function countSteps(buildFolder, target) {
 
 /**
  * The test programs, by ctest's own account: { name, target, command, environment, parts }. `parts` are the programs and
- * modules in bin/ that a run of it may use, itself included. Entries that run no program of this build are left out: they
- * can't see its sources.
+ * modules in bin/ that a run of it may use, itself included. Entries that run no program of this build are left out, as they
+ * can't see its sources, and those that read what others have left, as these may not have run.
  */
 function listPrograms(buildFolder) {
   const listing = execFileSync('ctest', ['--test-dir', buildFolder, '--show-only=json-v1'], { maxBuffer: 1 << 26 });
   const programs = [];
   for (const { name, command = [], properties = [] } of JSON.parse(listing).tests) {
     const program = command.find((word) => word.startsWith(`${buildFolder}/bin/`) && word.endsWith('.exe'));
-    if (program === undefined) {
+    const property = (wanted) => properties.find((entry) => entry.name === wanted)?.value;
+    if (program === undefined || property('FIXTURES_REQUIRED')) {
       continue;
     }
-    const property = (wanted) => properties.find((entry) => entry.name === wanted)?.value;
     const target = path.relative(buildFolder, program);
     const inputs = execFileSync('ninja', ['-C', buildFolder, '-t', 'inputs', target], { maxBuffer: 1 << 26 });
     const parts = inputs.toString().split('\n').filter((file) => /^bin\/[^/]+\.(exe|dll)$/.test(file));
