@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/Fuzz.h"
+
 namespace support
 {
 namespace
@@ -42,6 +44,7 @@ LONG WINAPI endProgram(EXCEPTION_POINTERS* fault)
     std::fprintf(stderr, "%s.%s crashed: exception 0x%lx at %p\n",
                  test != nullptr ? test->test_suite_name() : "(between two tests)", test != nullptr ? test->name() : "",
                  record.ExceptionCode, record.ExceptionAddress);
+    printFuzzedSeed();
     std::fflush(stderr);
     std::fflush(stdout);
     TerminateProcess(GetCurrentProcess(), CrashGuard::exitCode);

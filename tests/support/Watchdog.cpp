@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "tests/support/Fuzz.h"
+
 namespace support
 {
 void Watchdog::install()
@@ -61,6 +63,7 @@ void Watchdog::watch()
             continue;
         std::fprintf(stderr, "%s still runs after %lld s: ending the test program.\n", m_name.c_str(),
                      static_cast<long long>(m_allowed.count()));
+        printFuzzedSeed();
         std::fflush(stdout);
         std::fflush(stderr);
         TerminateProcess(GetCurrentProcess(), exitCode);
