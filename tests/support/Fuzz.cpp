@@ -3,8 +3,11 @@
 #include <atomic>
 #include <chrono>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
+#include <cwchar>
 #include <exception>
+#include <stdexcept>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -19,6 +22,17 @@ namespace
 constexpr double usualSeconds = 0.5;
 
 std::atomic<std::uint64_t> s_seed{0};
+
+/// A variable of the environment as a number that isn't negative; throws when it is none.
+double numberOf(const wchar_t* variable, double otherwise)
+{
+    const std::wstring text = environmentValue(variable);
+    wchar_t* end = nullptr;
+    const double number = text.empty() ? otherwise : std::wcstod(text.c_str(), &end);
+    if (end != nullptr && (*end != L'\0' || !(number >= 0)))
+        throw std::runtime_error("LINKWELL_SEED and LINKWELL_FUZZ_SECONDS are numbers from 0 on");
+    return number;
+}
 
 /// False when the case fails.
 bool runCase(std::uint64_t seed, const std::function<void(Choices&)>& check)
@@ -44,18 +58,16 @@ bool runCase(std::uint64_t seed, const std::function<void(Choices&)>& check)
 void fuzz(const char* target, const std::function<void(Choices&)>& check)
 {
     using Clock = std::chrono::steady_clock;
-    const std::wstring firstSeed = environmentValue(L"LINKWELL_SEED");
-    const std::wstring seconds = environmentValue(L"LINKWELL_FUZZ_SECONDS");
-    const std::uint64_t first = firstSeed.empty() ? 1 : std::stoull(firstSeed);
-    const bool isReplay = !firstSeed.empty() && seconds.empty();
-    const std::chrono::duration<double> allowed(seconds.empty() ? usualSeconds : std::stod(seconds));
+    const bool isReplay = !environmentValue(L"LINKWELL_SEED").empty();
+    const auto first = static_cast<std::uint64_t>(numberOf(L"LINKWELL_SEED", 1));
+    const std::chrono::duration<double> allowed(numberOf(L"LINKWELL_FUZZ_SECONDS", isReplay ? 0 : usualSeconds));
 
     const Clock::time_point begin = Clock::now();
     unsigned long long count = 0;
     bool isGood = true;
     do
         isGood = runCase(first + count++, check);
-    while (isGood && !isReplay && Clock::now() - begin < allowed);
+    while (isGood && Clock::now() - begin < allowed);
 
     const std::chrono::duration<double> taken = Clock::now() - begin;
     const std::string seeds = std::to_string(first) + " to " + std::to_string(first + count - 1);
