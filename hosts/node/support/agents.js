@@ -12,9 +12,9 @@ const ON_WINDOWS = process.platform === 'win32';
 const ON_WINE = fs.existsSync('C:\\windows\\system32\\winecfg.exe');
 let pipes = 0;
 
-/** A text as it goes over the pipe. */
+/** A text, or bytes, as it goes over the pipe. */
 function framed(text) {
-  const body = Buffer.from(text, 'utf8');
+  const body = Buffer.from(text);
   const head = Buffer.alloc(4);
   head.writeUInt32BE(body.length);
   return Buffer.concat([head, body]);
