@@ -78,7 +78,7 @@ TEST_F(AgentLargeMailboxTest, GivesOneMessageWithAllContactsInOrder)
 
     const AgentRun run = runUntilSubscribed(R"({"stores": [{"name": "Mailbox", "default": true, "folders": [
         {"name": "Contacts", "class": "IPF.Contact", "generate": {"contacts": 100000, "seed": 7}}]}]})",
-                                            "Mailbox", std::chrono::minutes(2));
+                                            "Mailbox", std::chrono::minutes(10));
     ASSERT_EQ(run.messages.size(), 1U);
     expectSameText(run.messages[0], message);
 
