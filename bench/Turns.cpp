@@ -112,6 +112,11 @@ const char* nameOf(Party party)
     return party == Party::Agent ? "agent" : "floor";
 }
 
+std::array<Party, 2> inTurns(unsigned run)
+{
+    return run % 2 == 0 ? std::array{Party::Agent, Party::Floor} : std::array{Party::Floor, Party::Agent};
+}
+
 Turns Turns::onSandbox(unsigned contacts)
 {
     return {L"LinkwellSandbox.dll",
@@ -183,15 +188,8 @@ Turn Turns::take(Party party, bool withLog)
 Pair Turns::takeBoth(unsigned run, bool withLog)
 {
     Pair pair;
-    const auto takeAgent = [&]
-    {
-        pair.agent = take(Party::Agent, withLog);
-    };
-    if (run % 2 == 0)
-        takeAgent();
-    pair.floor = take(Party::Floor, withLog);
-    if (run % 2 != 0)
-        takeAgent();
+    for (const Party party : inTurns(run))
+        (party == Party::Agent ? pair.agent : pair.floor) = take(party, withLog);
     if (pair.agent.message != pair.floor.message)
         throw std::runtime_error("agent and floor have sent different messages");
     return pair;

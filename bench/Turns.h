@@ -1,6 +1,7 @@
 // Turns.h: agent and floor, each as a fresh process on the same mailbox, and what their snapshot took.
 #pragma once
 
+#include <array>
 #include <chrono>
 #include <filesystem>
 #include <list>
@@ -19,6 +20,9 @@ enum class Party
 };
 
 [[nodiscard]] const char* nameOf(Party party);
+
+/// Both: who comes first in one run comes second in the next.
+[[nodiscard]] std::array<Party, 2> inTurns(unsigned run);
 
 /// What one snapshot took. Milliseconds; from the first MAPI call on the store to the whole message at the host.
 struct Turn

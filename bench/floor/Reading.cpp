@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "bench/floor/Output.h"
 #include "mapiabi/MapiTags.h"
 
 namespace bench
@@ -186,6 +187,18 @@ Message Reader::snapshot()
 {
     Message message;
     message.bytes = std::string(4, '\0') + "2;snapshot;contact;0;1";
+    visitFolders(
+        [this, &message](IMAPIFolder& folder)
+        {
+            if (isContactFolder(folder) && isContactFolder(folder))
+                readContacts(folder, message);
+        });
+    setLength(message.bytes);
+    return message;
+}
+
+void Reader::visitFolders(const std::function<void(IMAPIFolder&)>& visitor)
+{
     SPropValue* root = nullptr;
     check(m_runtime.getOneProp(m_store, PR_IPM_SUBTREE_ENTRYID, &root), "HrGetOneProp");
     const Owned rootOwner(root, m_runtime.freeBuffer);
@@ -195,12 +208,7 @@ Message Reader::snapshot()
                              reinterpret_cast<IUnknown**>(&folder)),
           "OpenEntry");
     const auto folderOwner = owned(folder);
-    readFolder(*folder, message);
-
-    const std::size_t size = message.bytes.size() - 4;
-    for (std::size_t at = 0; at < 4; ++at)
-        message.bytes[at] = static_cast<char>(size >> (8 * (3 - at)));
-    return message;
+    visitFolder(*folder, visitor);
 }
 
 /// By its class alone; the mailboxes of measurements have one on each folder.
@@ -221,11 +229,9 @@ bool Reader::isContactFolder(IMAPIFolder& folder)
     return std::wcscmp(value->Value.lpszW, L"IPF.Contact") == 0;
 }
 
-void Reader::readFolder(IMAPIFolder& folder, Message& message)
+void Reader::visitFolder(IMAPIFolder& folder, const std::function<void(IMAPIFolder&)>& visitor)
 {
-    if (isContactFolder(folder) && isContactFolder(folder))
-        readContacts(folder, message);
-
+    visitor(folder);
     IMAPITable* table = nullptr;
     check(folder.GetHierarchyTable(MAPI_UNICODE, &table), "GetHierarchyTable");
     const auto tableOwner = owned(table);
@@ -246,7 +252,7 @@ void Reader::readFolder(IMAPIFolder& folder, Message& message)
     for (IMAPIFolder* const subfolder : subfolders)
     {
         const auto owner = owned(subfolder);
-        readFolder(*subfolder, message);
+        visitFolder(*subfolder, visitor);
     }
 }
 
@@ -258,17 +264,19 @@ void Reader::readContacts(IMAPIFolder& folder, Message& message)
     SRowSet* const set = rowsOf(*table, contactColumns);
     const Owned rows(set, m_runtime.freeProws);
     for (ULONG index = 0; set != nullptr && index < set->cRows; ++index)
-        readContact(folder, set->aRow[index].lpProps[0].Value.bin, message);
+    {
+        const SBinary& id = set->aRow[index].lpProps[0].Value.bin;
+        ULONG type = 0;
+        IMAPIProp* contact = nullptr;
+        check(folder.OpenEntry(id.cb, bytesOf(id), &IID_IMAPIProp, 0, &type, reinterpret_cast<IUnknown**>(&contact)),
+              "OpenEntry");
+        const auto contactOwner = owned(contact);
+        readContact(*contact, message);
+    }
 }
 
-void Reader::readContact(IMAPIFolder& folder, const SBinary& id, Message& message)
+void Reader::readContact(IMAPIProp& contact, Message& message)
 {
-    ULONG type = 0;
-    IMAPIProp* contact = nullptr;
-    check(folder.OpenEntry(id.cb, bytesOf(id), &IID_IMAPIProp, 0, &type, reinterpret_cast<IUnknown**>(&contact)),
-          "OpenEntry");
-    const auto contactOwner = owned(contact);
-
     // The agent's tags stand in the runtime's memory, with a whole structure for each.
     SPropTagArray* tags = nullptr;
     check(m_runtime.allocateBuffer(static_cast<ULONG>(contactTags.size() * sizeof(SPropTagArray)),
@@ -279,7 +287,7 @@ void Reader::readContact(IMAPIFolder& folder, const SBinary& id, Message& messag
     std::memcpy(tags->aulPropTag, contactTags.data(), sizeof(contactTags));
     ULONG count = 0;
     SPropValue* values = nullptr;
-    check(contact->GetProps(tags, MAPI_UNICODE, &count, &values), "GetProps");
+    check(contact.GetProps(tags, MAPI_UNICODE, &count, &values), "GetProps");
     const Owned valueOwner(values, m_runtime.freeBuffer);
 
     GUID set = PSETID_Address;
@@ -295,14 +303,14 @@ void Reader::readContact(IMAPIFolder& folder, const SBinary& id, Message& messag
         pointers[index] = &names[index];
     }
     SPropTagArray* named = nullptr;
-    check(contact->GetIDsFromNames(static_cast<ULONG>(pointers.size()), pointers.data(), MAPI_CREATE, &named),
+    check(contact.GetIDsFromNames(static_cast<ULONG>(pointers.size()), pointers.data(), MAPI_CREATE, &named),
           "GetIDsFromNames");
     const Owned namedOwner(named, m_runtime.freeBuffer);
     constexpr std::array<ULONG, 3> types = {PT_UNICODE, PT_UNICODE, PT_BINARY};
     for (std::size_t index = 0; index < types.size(); ++index)
         named->aulPropTag[index] = CHANGE_PROP_TYPE(named->aulPropTag[index], types[index]);
     SPropValue* addresses = nullptr;
-    check(contact->GetProps(named, MAPI_UNICODE, &count, &addresses), "GetProps");
+    check(contact.GetProps(named, MAPI_UNICODE, &count, &addresses), "GetProps");
     const Owned addressOwner(addresses, m_runtime.freeBuffer);
 
     const Clock::time_point begin = Clock::now();

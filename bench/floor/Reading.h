@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <string>
 
 #include "bench/floor/Runtime.h"
@@ -28,12 +29,20 @@ public:
     /// The message of the first store's snapshot, with the time that was not spent in MAPI calls.
     [[nodiscard]] Message snapshot();
 
+    /// Visits the visible folders of the first store from the root of what users see, depth first.
+    void visitFolders(const std::function<void(IMAPIFolder&)>& visitor);
+    /// Appends a line for each contact of the folder, or for one that is open.
+    void readContacts(IMAPIFolder& folder, Message& message);
+    void readContact(IMAPIProp& contact, Message& message);
+
+    /// Borrowed.
+    [[nodiscard]] IMAPISession& session() const noexcept { return *m_session; }
+    [[nodiscard]] IMsgStore& store() const noexcept { return *m_store; }
+
 private:
     void openFirstStore();
     [[nodiscard]] bool isContactFolder(IMAPIFolder& folder);
-    void readFolder(IMAPIFolder& folder, Message& message);
-    void readContacts(IMAPIFolder& folder, Message& message);
-    void readContact(IMAPIFolder& folder, const SBinary& id, Message& message);
+    void visitFolder(IMAPIFolder& folder, const std::function<void(IMAPIFolder&)>& visitor);
 
     const Runtime& m_runtime;
     IMAPISession* m_session = nullptr;

@@ -31,6 +31,7 @@ Runtime Runtime::load()
     bind(module, runtime.freeBuffer, "MAPIFreeBuffer");
     bind(module, runtime.freeProws, "FreeProws");
     bind(module, runtime.getOneProp, "HrGetOneProp");
+    bind(module, runtime.thisThreadAdviseSink, "HrThisThreadAdviseSink");
     return runtime;
 }
 

@@ -15,6 +15,7 @@ struct Runtime
     ULONG(STDAPICALLTYPE* freeBuffer)(void* block);
     void(STDAPICALLTYPE* freeProws)(SRowSet* rows);
     HRESULT(STDAPICALLTYPE* getOneProp)(IMAPIProp* object, ULONG tag, SPropValue** value);
+    HRESULT(STDAPICALLTYPE* thisThreadAdviseSink)(IMAPIAdviseSink* sink, IMAPIAdviseSink** wrapper);
 
     /// Throws std::runtime_error when there is no such module or no such name in it.
     [[nodiscard]] static Runtime load();

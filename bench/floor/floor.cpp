@@ -10,7 +10,9 @@
 #include <exception>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
+#include "bench/floor/Output.h"
 #include "bench/floor/Reading.h"
 
 namespace
@@ -42,43 +44,6 @@ namespace
     return {};
 }
 
-/// One record with the message, by one write.
-void writeLog(const std::string& path, const std::string& message)
-{
-    std::string record = "01.01.2000 00:00:00.000  Sending data:\r\n";
-    record.reserve(record.size() + message.size() + message.size() / 16);
-    for (std::size_t at = 4; at < message.size();)
-    {
-        const std::size_t end = message.find('\n', at);
-        if (end == std::string::npos)
-        {
-            record.append(message, at);
-            break;
-        }
-        record.append(message, at, end - at);
-        record += "\r\n";
-        at = end + 1;
-    }
-    const HANDLE file = CreateFileA(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS,
-                                    FILE_ATTRIBUTE_NORMAL | FILE_FLAG_WRITE_THROUGH, nullptr);
-    DWORD written = 0;
-    if (!WriteFile(file, record.data(), static_cast<DWORD>(record.size()), &written, nullptr))
-        throw std::runtime_error("the log can't be written");
-    CloseHandle(file);
-}
-
-void exchange(const std::string& message)
-{
-    const HANDLE pipe = CreateFileW(LR"(\\.\pipe\CorvenaLinkwell)", GENERIC_READ | GENERIC_WRITE, 0, nullptr,
-                                    OPEN_EXISTING, 0, nullptr);
-    char answer[4] = {};
-    DWORD count = 0;
-    if (!WriteFile(pipe, message.data(), static_cast<DWORD>(message.size()), &count, nullptr) ||
-        !ReadFile(pipe, answer, 3, &count, nullptr) || std::string(answer) != "ack")
-        throw std::runtime_error("the host has not taken the message");
-    CloseHandle(pipe);
-}
-
 void run(const std::string& log, const std::string& times)
 {
     const bench::Runtime runtime = bench::Runtime::load();
@@ -88,8 +53,8 @@ void run(const std::string& log, const std::string& times)
     const bench::Message message = reader.snapshot();
     const std::uint64_t sending = now();
     if (!log.empty())
-        writeLog(log, message.bytes);
-    exchange(message.bytes);
+        bench::BareLog(log).write("Sending data:\n", std::string_view(message.bytes).substr(4));
+    bench::exchange(message.bytes);
 
     std::FILE* const file = std::fopen(times.c_str(), "w");
     if (file == nullptr)

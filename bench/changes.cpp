@@ -1,0 +1,143 @@
+// How long a change takes from the store to the host, beside the floor's watcher, the pump's period and a bare exchange.
+#include <windows.h>
+
+#include <algorithm>
+#include <array>
+#include <iterator>
+#include <random>
+#include <thread>
+#include <vector>
+
+#include "bench/Edits.h"
+#include "bench/Live.h"
+#include "bench/Observation.h"
+#include "bench/floor/Output.h"
+
+namespace bench
+{
+namespace
+{
+using std::chrono::milliseconds;
+
+/// In one run; seven of them are 10,000 and more.
+std::size_t perRun()
+{
+    return isQuick() ? 250 : 1'430;
+}
+
+double quantile(std::vector<double> values, double share)
+{
+    std::ranges::sort(values);
+    return values[static_cast<std::size_t>(share * static_cast<double>(values.size() - 1))];
+}
+
+/// Lets a time pass that has nothing to do with the pump's period: up to three milliseconds, also parts of one.
+void pause()
+{
+    static std::mt19937 s_random(1);
+    const auto end = Clock::now() + std::chrono::microseconds(s_random() % 3000);
+    while (end - Clock::now() > milliseconds(1))
+        std::this_thread::sleep_for(milliseconds(1));
+    while (Clock::now() < end)
+    {
+    }
+}
+
+/// What one run has measured, in milliseconds.
+struct Run
+{
+    std::vector<double> changes;  // from before the request to the whole message
+    std::vector<double> requests; // from before the request to its answer
+};
+
+Run measureChanges(TimingHost& host, Party party)
+{
+    Edits edits(500);
+    LiveProcess process(host, party, edits.mailbox());
+    Run run;
+    for (std::size_t number = 0; number < perRun(); ++number)
+    {
+        const Json request = edits.next();
+        pause();
+        const Clock::time_point start = Clock::now();
+        process.ask(request);
+        const Clock::time_point answered = Clock::now();
+        const Arrival arrival = process.take();
+        expectMessage(arrival.text, edits.message());
+        run.changes.push_back(Milliseconds(arrival.time - start).count());
+        run.requests.push_back(Milliseconds(answered - start).count());
+    }
+    process.close();
+    return run;
+}
+
+std::vector<double> measureExchanges(TimingHost& host)
+{
+    Edits edits(1);
+    (void)edits.next();
+    const std::string text = edits.message();
+    std::string message = std::string(4, '\0') + text;
+    setLength(message);
+    std::vector<double> times;
+    for (std::size_t number = 0; number < perRun(); ++number)
+    {
+        pause();
+        const Clock::time_point start = Clock::now();
+        exchange(message);
+        times.push_back(Milliseconds(Clock::now() - start).count());
+        expectMessage(host.take(1).front().text, text);
+    }
+    return times;
+}
+
+/// Those of a loop that looks at its thread's messages, of which there are none, and sleeps as the agent's worker does.
+std::vector<double> measurePeriods()
+{
+    std::vector<double> times;
+    MSG message{};
+    for (std::size_t number = 0; number < perRun(); ++number)
+    {
+        const Clock::time_point start = Clock::now();
+        while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE))
+            DispatchMessageW(&message);
+        std::this_thread::sleep_for(milliseconds(1));
+        times.push_back(Milliseconds(Clock::now() - start).count());
+    }
+    return times;
+}
+
+void measure()
+{
+    TimingHost host;
+    const auto size = static_cast<double>(runs() * perRun());
+    const auto median = [size](const char* figure, const char* of, const std::vector<double>& values)
+    {
+        observe(figure, of, size, quantile(values, 0.5), "ms");
+    };
+    std::array<std::vector<double>, 2> all; // of each party
+    for (unsigned number = 0; number < runs(); ++number)
+    {
+        for (const Party party : inTurns(number))
+        {
+            const Run run = measureChanges(host, party);
+            median("change", nameOf(party), run.changes);
+            median("change request", nameOf(party), run.requests);
+            std::ranges::copy(run.changes, std::back_inserter(all[static_cast<std::size_t>(party)]));
+        }
+        median("exchange", "bare", measureExchanges(host));
+        median("pump period", "bare", measurePeriods());
+    }
+    for (const Party party : {Party::Agent, Party::Floor})
+    {
+        const std::vector<double>& changes = all[static_cast<std::size_t>(party)];
+        observe("change 99th", nameOf(party), size, quantile(changes, 0.99), "ms");
+        observe("change slowest", nameOf(party), size, quantile(changes, 1), "ms");
+    }
+}
+} // namespace
+} // namespace bench
+
+int main()
+{
+    return bench::runBench(bench::measure);
+}

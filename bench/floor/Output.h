@@ -1,0 +1,35 @@
+// Output.h: a record of the log, and an exchange with the host, in the fewest calls.
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+#include <string_view>
+
+namespace bench
+{
+/// Writes records as the agent's log has them, with one write for each. Never begins a new file.
+class BareLog
+{
+public:
+    /// @param path  empty: there is no file; a record gets its stamp all the same.
+    explicit BareLog(const std::string& path);
+    ~BareLog();
+    BareLog(const BareLog&) = delete;
+    BareLog& operator=(const BareLog&) = delete;
+
+    /// Writes a text, or two of them as one: UTF-8, with single line feeds, which are written as carriage return and line feed.
+    void write(std::string_view text, std::string_view rest = {});
+
+private:
+    HANDLE m_file = INVALID_HANDLE_VALUE;
+    std::string m_record; // keeps its memory
+};
+
+/// Connects to the host, as soon as it has a free instance of the pipe, sends a whole message with the length in front of it,
+/// and reads "ack". Throws std::runtime_error.
+void exchange(std::string_view message);
+
+/// Puts the length of the text into the four bytes in front of it.
+void setLength(std::string& message);
+} // namespace bench
