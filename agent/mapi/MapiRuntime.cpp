@@ -142,9 +142,11 @@ public:
 private:
     void bind()
     {
-        m_function.store(
-            reinterpret_cast<Function*>(reinterpret_cast<void (*)()>(GetProcAddress(getMapiModule(), m_name))),
-            std::memory_order_relaxed);
+        const HMODULE module = getMapiModule();
+        const auto function = reinterpret_cast<Function*>(reinterpret_cast<void (*)()>(GetProcAddress(module, m_name)));
+        if (module == nullptr)
+            return; // another thread may have found a runtime meanwhile, and bound what is in it
+        m_function.store(function, std::memory_order_relaxed);
         m_generation.store(mapiGeneration, std::memory_order_release);
     }
 

@@ -1,8 +1,5 @@
-// The nine entry points of the MAPI runtime, bound by name, and what two threads may do at once.
-#include <array>
-#include <condition_variable>
+// The nine entry points of the MAPI runtime, bound by name.
 #include <cstdint>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -11,7 +8,6 @@
 
 #include "agent/mapi/MapiRuntime.h"
 #include "tests/mapi/FakeMachine.h"
-#include "tests/support/Platform.h"
 
 namespace
 {
@@ -29,7 +25,6 @@ struct NotedCall
     std::uint32_t result = 0; // what the next call returns, where it returns anything
 };
 NotedCall s_call;
-std::mutex s_noting; // while two threads call
 
 std::uint64_t numberOf(std::uint64_t number)
 {
@@ -44,7 +39,6 @@ std::uint64_t numberOf(const void* pointer)
 template <support::impl::FixedText name, class Result, class... Arguments>
 Result STDAPICALLTYPE noteCall(Arguments... arguments)
 {
-    const std::lock_guard lock(s_noting);
     s_call.name = name.characters;
     s_call.arguments = {numberOf(arguments)...};
     return static_cast<Result>(s_call.result);
@@ -212,69 +206,5 @@ TEST_F(RuntimeBindingTest, UninitializingResetsNothing)
     EXPECT_THAT(m_machine.calls(), IsEmpty());
     EXPECT_EQ(m_machine.nameOf(mapi::mapiModule), "olmapi32.dll");
     EXPECT_EQ(mapi::mapiGeneration, generation);
-}
-
-// ---- Two threads ----------------------------------------------------------------------------------------------------
-
-/// Where two threads wait for each other. Not std::barrier, which at times hangs in the mingw build of libstdc++ 12.
-class Meeting
-{
-public:
-    void arrive()
-    {
-        std::unique_lock lock(m_mutex);
-        ++m_present;
-        m_changed.notify_all();
-        EXPECT_TRUE(m_changed.wait_for(lock, support::deadline, [this] { return m_present == 2; }));
-    }
-
-private:
-    std::mutex m_mutex;
-    std::condition_variable m_changed;
-    int m_present = 0;
-};
-
-TEST_F(RuntimeBindingTest, KeepsOneModuleWhenTwoThreadsSearchAtOnce)
-{
-    m_machine.registry.setText(L"Software\\Clients\\Mail", L"", L"Client");
-    m_machine.registry.setText(L"Software\\Clients\\Mail\\Client", L"DllPathEx", L"C:\\runtime.dll");
-    m_machine.loadable = {L"C:\\runtime.dll"};
-    Meeting meeting;
-    const auto meet = support::hookImport<"RegOpenKeyExW">(
-        RegOpenKeyExW,
-        [&](auto original, HKEY key, LPCWSTR name, DWORD options, REGSAM access, PHKEY result)
-        {
-            if (key == HKEY_LOCAL_MACHINE) // each search opens it once; no module is known yet
-                meeting.arrive();
-            return original(key, name, options, access, result);
-        });
-    const ULONG generation = mapi::mapiGeneration;
-    std::array<HMODULE, 2> found{};
-    {
-        const std::jthread one([&] { found[0] = mapi::getMapiModule(); });
-        const std::jthread other([&] { found[1] = mapi::getMapiModule(); });
-    }
-    EXPECT_EQ(m_machine.nameOf(found[0]), "C:\\runtime.dll");
-    EXPECT_EQ(found[0], found[1]);
-    EXPECT_EQ(mapi::mapiModule, found[0]);
-    EXPECT_EQ(mapi::mapiGeneration, generation + 2);
-    const std::string freed = "free C:\\runtime.dll"; // the loser's reference
-    EXPECT_THAT(m_machine.calls(), testing::Contains(freed).Times(1));
-}
-
-TEST_F(RuntimeBindingTest, BothThreadsCanCallWhatTheyBoundAtOnce)
-{
-    loadRuntime();
-    Meeting meeting;
-    m_machine.whenFinding = [&meeting]
-    {
-        meeting.arrive();
-    };
-    std::array<HRESULT, 2> results{callFailed, callFailed};
-    {
-        const std::jthread one([&] { results[0] = mapi::MAPIInitialize(nullptr); });
-        const std::jthread other([&] { results[1] = mapi::MAPIInitialize(nullptr); });
-    }
-    EXPECT_THAT(results, ElementsAre(0, 0));
 }
 } // namespace
