@@ -117,6 +117,12 @@ std::array<Party, 2> inTurns(unsigned run)
     return run % 2 == 0 ? std::array{Party::Agent, Party::Floor} : std::array{Party::Floor, Party::Agent};
 }
 
+double memoryPerByte(const Turn& turn, const Turn& least)
+{
+    return (static_cast<double>(turn.peak) - static_cast<double>(least.peak)) /
+           static_cast<double>(turn.message.size());
+}
+
 Turns Turns::onSandbox(unsigned contacts)
 {
     return {L"LinkwellSandbox.dll",

@@ -43,6 +43,9 @@ struct Turn
     std::string message;  // in UTF-8
 };
 
+/// The bytes of memory for each byte of the message, beyond what the party took at least for a message of nearly nothing.
+[[nodiscard]] double memoryPerByte(const Turn& turn, const Turn& least);
+
 struct Pair
 {
     Turn agent;

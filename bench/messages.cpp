@@ -11,15 +11,6 @@ constexpr unsigned megabyte = 1'000'000;
 constexpr unsigned contactsOfMegabyte = 10;
 constexpr unsigned otherLetters = 360; // of a contact's line, about
 
-/// Beyond what the party takes for a message of one short contact.
-void observeMemory(const char* figure, const char* of, unsigned megabytes, const bench::Turn& turn,
-                   const bench::Turn& least)
-{
-    bench::observe(figure, of, megabytes,
-                   static_cast<double>(turn.peak - least.peak) / static_cast<double>(turn.message.size()),
-                   "bytes/byte");
-}
-
 void measure()
 {
     const bench::Pair least = bench::Turns::onBare(1).takeBoth(0, true);
@@ -34,8 +25,8 @@ void measure()
             {
                 const auto [agent, floor] = turns.takeBoth(run, withLog);
                 const char* const memory = withLog ? "message memory with a log" : "message memory";
-                observeMemory(memory, "agent", megabytes, agent, least.agent);
-                observeMemory(memory, "floor", megabytes, floor, least.floor);
+                bench::observe(memory, "agent", megabytes, memoryPerByte(agent, least.agent), "bytes/byte");
+                bench::observe(memory, "floor", megabytes, memoryPerByte(floor, least.floor), "bytes/byte");
                 if (!withLog)
                     continue;
                 bench::observe("message", "agent", megabytes, agent.whole, "ms");

@@ -14,8 +14,15 @@ void observe(const char* of, unsigned contacts, const bench::Turn& turn, double 
     bench::observe("parts", of, contacts, turn.whole - calls, "ms");
 }
 
+void observeMemory(unsigned contacts, const bench::Pair& pair, const bench::Pair& least, const char* figure)
+{
+    bench::observe(figure, "agent", contacts, memoryPerByte(pair.agent, least.agent), "bytes/byte");
+    bench::observe(figure, "floor", contacts, memoryPerByte(pair.floor, least.floor), "bytes/byte");
+}
+
 void measure()
 {
+    const bench::Pair least = bench::Turns::onBare(1).takeBoth(0, true);
     const std::vector sizes =
         bench::isQuick() ? std::vector{10'000U} : std::vector{1'000U, 10'000U, 100'000U, 300'000U};
     for (const unsigned contacts : sizes)
@@ -23,10 +30,12 @@ void measure()
         bench::Turns turns = bench::Turns::onBare(contacts);
         for (unsigned run = 0; run < bench::runs(); ++run)
         {
-            const auto [agent, floor] = turns.takeBoth(run, true);
-            const double calls = floor.reading - floor.composing;
-            observe("agent", contacts, agent, calls);
-            observe("floor", contacts, floor, calls);
+            const bench::Pair pair = turns.takeBoth(run, true);
+            const double calls = pair.floor.reading - pair.floor.composing;
+            observe("agent", contacts, pair.agent, calls);
+            observe("floor", contacts, pair.floor, calls);
+            observeMemory(contacts, pair, least, "snapshot memory with a log");
+            observeMemory(contacts, turns.takeBoth(run, false), least, "snapshot memory");
         }
     }
 }

@@ -44,14 +44,20 @@ test('a figure has median, minimum and maximum of each party, and the ratio of t
     a: [...lines('snapshot', 'floor', 1000, [30, 10, 20]), ...lines('snapshot', 'agent', 1000, [33, 90, 11, 31])],
   }, 'a');
   assert.strictEqual(status, 0);
-  assert.deepStrictEqual(row(output, '1,000'), ['1,000', '32 (11 to 90)', '20 (10 to 30)', '1.60', '31,250', '–']);
+  assert.deepStrictEqual(row(output, 'First snapshot'),
+    ['First snapshot', '1,000 contacts', '32 (11 to 90) ms', 'floor: 20 (10 to 30) ms', '1.60', '31,250', '–']);
+});
+
+test('what the agent is not measured in stands beside nothing', () => {
+  assert.deepStrictEqual(row(report({ a: lines('snapshot calls', 'sandbox', 10, [7]) }, 'a').output, 'its MAPI calls').slice(1),
+    ['10 contacts', '–', 'sandbox: 7 ms', '–']);
 });
 
 test('growth is what the time grows by, beside the size', () => {
   const { output } = report({
     a: [...lines('snapshot', 'agent', 100, [10]), ...lines('snapshot', 'agent', 300, [45])],
   }, 'a');
-  assert.strictEqual(row(output, '300').at(-1), '1.50');
+  assert.strictEqual(row(output, 'First snapshot', '300 contacts').at(-1), '1.50');
 });
 
 test('an aim is met up to its bound, and is missed beyond it', () => {
@@ -68,7 +74,7 @@ test('an aim without figures counts as not measured', () => {
 });
 
 test('a figure that nobody has described is reported by its own name', () => {
-  assert.match(report({ a: lines('somersaults', 'agent', 2, [5]) }, 'a').output, /\| somersaults: size \| agent, ms \|/);
+  assert.match(report({ a: lines('somersaults', 'agent', 2, [5]) }, 'a').output, /\| somersaults \| 2 +\| 5 ms /);
 });
 
 test('a figure has moved when each median lies outside of the other range, and not before', () => {
@@ -108,7 +114,7 @@ test('the blocks of a page are written anew, and nothing else of it', () => {
     '--write', 'page.md', 'a');
   const text = left.get('page.md');
   assert.strictEqual(status, 0);
-  assert.match(text, /^before\n<!-- bench: table log, pipe -->\n\n\| its log[^]*\n\n\| its pipe[^]*\n\n<!-- \/bench -->\nbetween\n<!-- bench: aims -->\n\n\| Aim/);
+  assert.match(text, /^before\n<!-- bench: table log, pipe -->\n\n\| Figure[^]*\n\| its log[^]*\n\| its pipe[^]*\n\n<!-- \/bench -->\nbetween\n<!-- bench: aims -->\n\n\| Aim/);
   assert.match(text, /<!-- \/bench -->\nbehind$/);
   assert.doesNotMatch(text, /old/);
 });

@@ -99,18 +99,20 @@ bool SequenceHost::run(HANDLE pipe, const std::function<BOOL(OVERLAPPED*)>& star
 
 bool SequenceHost::read(HANDLE pipe, std::size_t size, std::string& bytes) const
 {
-    for (bytes.clear(); bytes.size() < size;)
+    constexpr std::size_t mostRoom = 1 << 20; // a length that is no length must not take the memory
+    for (std::size_t done = 0; done < size;)
     {
-        std::array<char, 65536> buffer;
-        const auto room = static_cast<DWORD>(std::min(buffer.size(), size - bytes.size()));
+        const auto room = static_cast<DWORD>(std::min(mostRoom, size - done));
+        bytes.resize(done + room);
         DWORD count = 0;
-        if (!run(pipe, [&](OVERLAPPED* o) { return ReadFile(pipe, buffer.data(), room, nullptr, o); }, count))
+        if (!run(pipe, [&](OVERLAPPED* o) { return ReadFile(pipe, bytes.data() + done, room, nullptr, o); }, count))
         {
-            brokenOff(bytes.size());
+            brokenOff(done);
             return false;
         }
-        bytes.append(buffer.data(), count);
+        done += count;
     }
+    bytes.resize(size);
     return true;
 }
 

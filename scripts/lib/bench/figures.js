@@ -3,8 +3,8 @@
 'use strict';
 
 /**
- * `size`: what the sizes count; without it there is one row, and nothing is said of its size. `rate`: also as so many of them a
- * second, and how the figure grows with them. `wine`: says more of Wine than of Windows.
+ * `size`: what the sizes count; without it nothing is said of the size. `rate`: also as so many of them a second, and how the
+ * figure has grown beside them since the size before. `wine`: says more of Wine than of Windows.
  */
 const FIGURES = [
   { figure: 'snapshot', title: 'First snapshot', size: 'contacts', rate: true },
@@ -14,6 +14,8 @@ const FIGURES = [
   { figure: 'composing', title: 'its composing', size: 'contacts' },
   { figure: 'log', title: 'its log', size: 'contacts' },
   { figure: 'pipe', title: 'its pipe', size: 'contacts' },
+  { figure: 'snapshot memory', title: 'Memory for a snapshot', size: 'contacts' },
+  { figure: 'snapshot memory with a log', title: 'Memory for a snapshot, with a log', size: 'contacts' },
   { figure: 'message', title: 'Message', size: 'MB', rate: true },
   { figure: 'message memory', title: 'Memory for a message', size: 'MB' },
   { figure: 'message memory with a log', title: 'Memory for a message, with a log', size: 'MB' },

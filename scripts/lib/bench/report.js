@@ -5,19 +5,18 @@
 //   report.js --before FILE FILES...    prints what has moved against the observations of another commit
 //   report.js --write PAGE FILES...     writes the page's blocks anew, and its curves into the folder beside it
 //
-// A block of the page stands between <!-- bench: aims -->, or <!-- bench: table NAME, NAME --> or <!-- bench: curve NAME -->,
-// and <!-- /bench -->. Exit status: 0; 1 for lines that are no observations and blocks that can't be written.
+// A block of the page stands between <!-- bench: aims -->, <!-- bench: table FIGURE, FIGURE -->, <!-- bench: curve FIGURE -->
+// or <!-- bench: machine -->, which is what LINKWELL_BENCH_MACHINE says, and <!-- /bench -->. Exit status: 0; 1 for lines that are no observations and blocks that can't be written.
 'use strict';
 
 const fs = require('fs');
 const path = require('path');
 const { drawCurve } = require('./curves.js');
 const { readObservations, summarize } = require('./observations.js');
-const { measuredFigures, figureTable, aimsTable, comparison, describe } = require('./tables.js');
+const { measuredFigures, figuresTable, aimsTable, comparison, describe } = require('./tables.js');
 
 function printed(summaries) {
-  const tables = measuredFigures(summaries).map((figure) => figureTable(summaries, figure));
-  return [...tables, aimsTable(summaries)].join('\n\n');
+  return `${figuresTable(summaries, measuredFigures(summaries))}\n\n${aimsTable(summaries)}`;
 }
 
 /** What stands in a block, by the words of its first line. */
@@ -26,6 +25,9 @@ function blockText(words, summaries, page) {
   if (kind === 'aims') {
     return aimsTable(summaries);
   }
+  if (kind === 'machine') {
+    return process.env.LINKWELL_BENCH_MACHINE;
+  }
   const figures = names.split(',').map((name) => name.trim());
   for (const figure of figures) {
     if (!summaries.some((one) => one.figure === figure)) {
@@ -33,7 +35,7 @@ function blockText(words, summaries, page) {
     }
   }
   if (kind === 'table') {
-    return figures.map((figure) => figureTable(summaries, figure)).join('\n\n');
+    return figuresTable(summaries, figures);
   }
   if (kind === 'curve') {
     return figures.map((figure) => {

@@ -28,7 +28,7 @@ function table(heads, rows) {
 }
 
 function describe(figure) {
-  return FIGURES.find((one) => one.figure === figure) || { figure, title: figure, size: 'size' };
+  return FIGURES.find((one) => one.figure === figure) || { figure, title: figure, size: '' };
 }
 
 /** The figures that have been measured, those that are known first. */
@@ -38,27 +38,39 @@ function measuredFigures(summaries) {
   return [...known, ...[...measured].filter((figure) => !known.includes(figure))];
 }
 
-/** A figure over its sizes: the agent, or whoever else has been measured, beside each other party. */
-function figureTable(summaries, figure) {
-  const { title, size, rate } = describe(figure);
-  const all = summaries.filter((one) => one.figure === figure).sort((one, other) => one.size - other.size);
-  const parties = [...new Set(all.map(({ of }) => of))].sort((one, other) => (other === 'agent') - (one === 'agent'));
-  const main = all.filter(({ of }) => of === parties[0]);
-  const heads = [size === undefined ? title : `${title}: ${size}`, `${parties[0]}, ${all[0].unit}`, ...parties.slice(1).flatMap((of) => [of, 'ratio'])];
-  const rows = main.map((one, at) => {
-    const others = parties.slice(1).flatMap((of) => {
-      const other = all.find((candidate) => candidate.of === of && candidate.size === one.size);
-      return other === undefined ? ['–', '–'] : [spreadText(other), ratioText(one.median / other.median)];
-    });
-    const row = [size === undefined ? '' : one.size.toLocaleString('en'), spreadText(one), ...others];
-    if (rate) {
-      const before = main[at - 1];
-      row.push(numberText((one.size / one.median) * 1000));
-      row.push(before === undefined ? '–' : ratioText(one.median / before.median / (one.size / before.size)));
-    }
-    return row;
+/** The median in its unit, behind whose it is, unless it is the agent's. */
+function cellOf(summary) {
+  const whose = summary.of === 'agent' ? '' : `${summary.of}: `;
+  return `${whose}${spreadText(summary)} ${summary.unit}`;
+}
+
+/** How many of its sizes a second brings, and what the time has grown by beside the size. */
+function rateOf(agent, before) {
+  const second = numberText((agent.size / agent.median) * 1000);
+  return [second, before === undefined ? '–' : ratioText(agent.median / before.median / (agent.size / before.size))];
+}
+
+/** The rows of a figure over its sizes: the agent beside each other party. */
+function figureRows(summaries, figure) {
+  const { title, size: counted, rate } = describe(figure);
+  const all = summaries.filter((one) => one.figure === figure);
+  const sizes = [...new Set(all.map(({ size }) => size))].sort((one, other) => one - other);
+  const agentAt = (size) => all.find((one) => one.of === 'agent' && one.size === size);
+  return sizes.flatMap((size, at) => {
+    const agent = agentAt(size);
+    const others = all.filter((one) => one.of !== 'agent' && one.size === size);
+    const head = [title, counted === undefined ? '' : `${size.toLocaleString('en')} ${counted}`, agent === undefined ? '–' : cellOf(agent)];
+    const tail = rate && agent !== undefined ? rateOf(agent, at === 0 ? undefined : agentAt(sizes[at - 1])) : ['', ''];
+    return (others.length === 0 ? [undefined] : others).map((other) => [...head,
+      ...(other === undefined ? ['–', '–'] : [cellOf(other), agent === undefined ? '–' : ratioText(agent.median / other.median)]), ...tail]);
   });
-  return table(rate ? [...heads, 'a second', 'growth beside size'] : heads, rows);
+}
+
+function figuresTable(summaries, figures) {
+  const heads = ['Figure', 'Size', 'Agent', 'Beside', 'Ratio', 'A second', 'Growth'];
+  const rows = figures.flatMap((figure) => figureRows(summaries, figure));
+  const columns = rows.every((row) => row.slice(5).every((cell) => cell === '')) ? 5 : 7;
+  return table(heads.slice(0, columns), rows.map((row) => row.slice(0, columns)));
 }
 
 /** How each aim stands. */
@@ -91,4 +103,4 @@ function comparison(before, now) {
   return table(['Figure', 'Size', 'Of', 'Before', 'Now', '', 'Change', ''], rows);
 }
 
-module.exports = { measuredFigures, describe, figureTable, judgeAims, aimsTable, comparison };
+module.exports = { measuredFigures, describe, figuresTable, judgeAims, aimsTable, comparison };
