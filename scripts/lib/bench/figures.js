@@ -19,6 +19,22 @@ const FIGURES = [
   { figure: 'message', title: 'Message', size: 'MB', rate: true },
   { figure: 'message memory', title: 'Memory for a message', size: 'MB' },
   { figure: 'message memory with a log', title: 'Memory for a message, with a log', size: 'MB' },
+  { figure: 'change', title: 'Change, median', size: 'changes', wine: true },
+  { figure: 'change 99th', title: 'Change, 99th percentile', size: 'changes', wine: true },
+  { figure: 'change slowest', title: 'Change, slowest', size: 'changes', wine: true },
+  { figure: 'change request', title: 'its request to the sandbox', size: 'changes', wine: true },
+  { figure: 'pump period', title: 'A period of the pump', wine: true },
+  { figure: 'exchange', title: 'An exchange with the host', wine: true },
+  { figure: 'burst', title: 'Burst of changes, one by one', size: 'changes', rate: true },
+  { figure: 'batch', title: 'Burst of changes in one batch', size: 'changes', rate: true },
+  { figure: 'new folder', title: 'A folder that appears', size: 'contacts', rate: true },
+  { figure: 'burst memory', title: 'Memory of a burst, one by one', size: 'changes' },
+  { figure: 'batch memory', title: 'Memory of a burst in one batch', size: 'changes' },
+  { figure: 'new folder memory', title: 'Memory of a folder that appears', size: 'contacts' },
+  { figure: 'idle time', title: 'Processor time, idle', wine: true },
+  { figure: 'idle wake-ups', title: 'Wake-ups, idle', wine: true },
+  { figure: 'log records', title: 'Log records', size: 'records', rate: true },
+  { figure: 'log records without a file', title: 'Log records without a file', size: 'records', rate: true },
   { figure: 'start', title: 'Start to first connection', wine: true },
   { figure: 'program size', title: 'Program size' },
 ];
@@ -33,7 +49,8 @@ function beside(aim, figure, other, sizes, most) {
 }
 
 /**
- * `measured` gets `median(figure, of, size)`, which is NaN for what has not been measured, and gives what is to be at most `most`.
+ * `measured` gets `median(figure, of, size)`, of whatever size when there is none, which is NaN for what has not been measured. It
+ * gives what is to be at most `most`.
  */
 const AIMS = [
   ...beside('Snapshot of SIZE contacts, agent beside floor', 'snapshot', 'floor', [10000, 100000, 300000], 1.05),
@@ -51,6 +68,12 @@ const AIMS = [
     measured: (median) => median('message memory with a log', 'agent', 200),
     most: 6,
   },
+  {
+    aim: "A change beside the pump's period and 1.2 exchanges",
+    measured: (median) => median('change', 'agent') / (median('pump period', 'bare') + 1.2 * median('exchange', 'bare')),
+    most: 1,
+  },
+  { aim: 'Processor time of an idle agent, beside a bare loop', measured: (median) => median('idle time', 'agent') / median('idle time', 'floor'), most: 1.05 },
 ];
 
 module.exports = { FIGURES, AIMS };

@@ -50,16 +50,22 @@ function rateOf(agent, before) {
   return [second, before === undefined ? '–' : ratioText(agent.median / before.median / (agent.size / before.size))];
 }
 
+/** A star for what says more of Wine than of Windows. */
+function titleOf({ title, wine }) {
+  return wine ? `${title} *` : title;
+}
+
 /** The rows of a figure over its sizes: the agent beside each other party. */
 function figureRows(summaries, figure) {
-  const { title, size: counted, rate } = describe(figure);
+  const described = describe(figure);
+  const { size: counted, rate } = described;
   const all = summaries.filter((one) => one.figure === figure);
   const sizes = [...new Set(all.map(({ size }) => size))].sort((one, other) => one - other);
   const agentAt = (size) => all.find((one) => one.of === 'agent' && one.size === size);
   return sizes.flatMap((size, at) => {
     const agent = agentAt(size);
     const others = all.filter((one) => one.of !== 'agent' && one.size === size);
-    const head = [title, counted === undefined ? '' : `${size.toLocaleString('en')} ${counted}`, agent === undefined ? '–' : cellOf(agent)];
+    const head = [titleOf(described), counted === undefined ? '' : `${size.toLocaleString('en')} ${counted}`, agent === undefined ? '–' : cellOf(agent)];
     const tail = rate && agent !== undefined ? rateOf(agent, at === 0 ? undefined : agentAt(sizes[at - 1])) : ['', ''];
     return (others.length === 0 ? [undefined] : others).map((other) => [...head,
       ...(other === undefined ? ['–', '–'] : [cellOf(other), agent === undefined ? '–' : ratioText(agent.median / other.median)]), ...tail]);
@@ -76,7 +82,8 @@ function figuresTable(summaries, figures) {
 /** How each aim stands. */
 function judgeAims(summaries) {
   const median = (figure, of, size) =>
-    (summaries.find((one) => one.figure === figure && one.of === of && one.size === size) || { median: NaN }).median;
+    (summaries.find((one) => one.figure === figure && one.of === of && (size === undefined || one.size === size)) ||
+      { median: NaN }).median;
   return AIMS.map(({ aim, measured, most }) => {
     const value = Number(measured(median).toFixed(2)); // what is judged is what is printed
     return { aim, value, most, met: Number.isNaN(value) ? undefined : value <= most };
