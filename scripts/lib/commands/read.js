@@ -11,7 +11,7 @@ const path = require('node:path');
 const ROOT = path.join(__dirname, '..', '..', '..');
 const SHELLS = ['sh', 'bash'];
 const WINDOWS_SHELLS = ['bat', 'powershell'];
-const ENVIRONMENT = String.raw`(?:[A-Z_]+=(?:\$\([^)]*\)|\S)* (?:\\\n)? *)*`;
+const ENVIRONMENT = String.raw`(?:[A-Z_]+=(?:\$\([^)]*\)|'[^']*'|\S)* (?:\\\n)? *)*`;
 const PROGRAM = new RegExp(`^${ENVIRONMENT}(?:\\.?/?(?:scripts|\\.ci|build|hosts|tools|tests)/\\S+|(?:/usr/bin/)?(?:cmake|ctest|ninja|node|npm|` +
   'npx|git|cd|printf|gdb|wine|wine64|winedbg|xmllint|clang-format-19|cargo|rustc|mcs|mono|sudo|apt-get|sha256sum|unzip)|linkwell-[a-z]+)(?= |$)');
 
