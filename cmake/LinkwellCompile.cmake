@@ -40,6 +40,10 @@ function(linkwell_compile target)
     endif()
 endfunction()
 
+# For LINKWELL_COVERAGE; the last prefix map holds, so paths are whole there.
+set(linkwell_count_lines
+    --coverage -O0 -fprofile-update=atomic "-fprofile-prefix-map=${PROJECT_SOURCE_DIR}/=${PROJECT_SOURCE_DIR}/")
+
 # linkwell_compile_agent(<target>): as the others, for utilities and what is built on them: headers that nearly all their
 # sources include are read once. scripts/lint reads them for each source, and so sees an include that is missing. And it
 # holds that nothing of the agent runs before WinMain or after it but what is named beside the call.
@@ -49,6 +53,10 @@ function(linkwell_compile_agent target)
         # For packaging; the program itself is stripped when it is linked. Where GCC tracks variables through optimised code,
         # its account of them differs now and then from one time to the next.
         target_compile_options(${target} PRIVATE -g -fno-var-tracking)
+    endif()
+    if(LINKWELL_COVERAGE) # whoever links it counts what of it runs
+        target_compile_options(${target} PRIVATE ${linkwell_count_lines})
+        target_link_options(${target} PUBLIC --coverage)
     endif()
     if(LINKWELL_LINT)
         target_compile_options(${target} PRIVATE -Wglobal-constructors -Wexit-time-destructors)

@@ -12,7 +12,7 @@ const { idOf } = require('../mutate/faults');
 const ROOT = path.join(__dirname, '..', '..', '..');
 const BUILD = path.join(ROOT, 'build');
 const PAGE = path.join(ROOT, 'docs', 'testing.md');
-const PARTS = ['suite', 'sweep', 'fuzz', 'long'];
+const PARTS = ['suite', 'sweep', 'fuzz', 'long', 'hardened', 'coverage'];
 const BEGIN = '<!-- What follows is written by "scripts/test --full --write". -->';
 const END = '<!-- That was it. -->';
 
