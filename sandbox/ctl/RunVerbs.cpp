@@ -113,6 +113,7 @@ void addPlanVerb(CLI::App& program, Json& request)
         std::uint32_t call = 0;
         std::uint32_t times = 0;
         std::string result;
+        std::string gives;
         std::uint32_t delay = 0;
         std::string hold;
         bool deliver = false;
@@ -134,6 +135,8 @@ void addPlanVerb(CLI::App& program, Json& request)
     addOption("call", plan->call, "N", "from this call on, counted from now; 1 without it");
     addOption("times", plan->times, "M", "for so many calls, 0 for all that follow; 1 without it");
     addOption("result", plan->result, "RESULT", "what they answer: a number such as 0x8007000E, or its name");
+    addOption("gives", plan->gives, "WORD",
+              "what they give instead: nothing, empty, fewer, otherTypes, nullValues or huge");
     addOption("delay", plan->delay, "MS", "how long they take, in milliseconds");
     addOption("hold", plan->hold, "NAME", "they wait until 'release NAME'");
     more->emplace_back(

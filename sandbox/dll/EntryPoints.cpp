@@ -9,6 +9,7 @@
 #include "sandbox/runtime/record/Ledger.h"
 #include "sandbox/runtime/record/Memory.h"
 #include "sandbox/runtime/record/PropertyMemory.h"
+#include "sandbox/runtime/record/Spoiling.h"
 
 namespace
 {
@@ -139,6 +140,7 @@ HRESULT STDAPICALLTYPE MAPILogonEx(ULONG_PTR window, void* profile, void* passwo
                 throw MapiFailure(MAPI_E_LOGON_FAILED);
             }
             *session = new SessionObject(mailbox);
+            spoilObject(session);
             return S_OK;
         });
 }
@@ -152,6 +154,7 @@ SCODE STDAPICALLTYPE MAPIAllocateBuffer(ULONG size, void** block)
             require(block != nullptr);
             *block = nullptr;
             *block = memory::allocate(size);
+            spoilBlock(block);
             return S_OK;
         });
 }
@@ -197,6 +200,7 @@ HRESULT STDAPICALLTYPE HrGetOneProp(IMAPIProp* object, ULONG tag, SPropValue** v
             require(result != MAPI_W_ERRORS_RETURNED || PROP_TYPE(values->ulPropTag) != PT_ERROR, values->Value.err);
             (void)owner.release();
             *value = values;
+            spoilValues(value, count);
             return result;
         });
 }
@@ -210,6 +214,7 @@ HRESULT STDAPICALLTYPE HrThisThreadAdviseSink(IMAPIAdviseSink* sink, IMAPIAdvise
             require(sink != nullptr && wrapper != nullptr);
             *wrapper = nullptr;
             *wrapper = AdviseSinkWrapper::make(sink).release();
+            spoilObject(wrapper);
             return S_OK;
         });
 }

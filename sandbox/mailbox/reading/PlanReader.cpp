@@ -1,6 +1,10 @@
 #include "sandbox/mailbox/reading/PlanReader.h"
 
+#include <algorithm>
+#include <iterator>
 #include <string>
+#include <string_view>
+#include <utility>
 
 #include "sandbox/mailbox/reading/CallNames.h"
 #include "sandbox/mailbox/reading/ObjectPaths.h"
@@ -55,6 +59,58 @@ namespace
         return TableKind::Stores;
     return kind == "contents" ? TableKind::Contents : TableKind::Hierarchy;
 }
+
+[[nodiscard]] Gives givesOf(std::string_view word)
+{
+    static constexpr std::pair<std::string_view, Gives> words[] = {
+        {"nothing", Gives::Nothing},       {"empty", Gives::Empty},           {"fewer", Gives::Fewer},
+        {"otherTypes", Gives::OtherTypes}, {"nullValues", Gives::NullValues}, {"huge", Gives::Huge}};
+    return std::ranges::find(words, word, [](const auto& known) { return known.first; })
+        ->second; // the schema allows no other
+}
+
+/// The words that a method knows, with a blank behind each; empty if it gives nothing that could differ.
+[[nodiscard]] std::string_view wordsFor(std::string_view method)
+{
+    constexpr std::string_view object = "nothing ";
+    static constexpr std::pair<std::string_view, std::string_view> methods[] = {
+        {"HrGetOneProp", "nothing otherTypes nullValues "},
+        {"HrThisThreadAdviseSink", object},
+        {"IMAPIContainer::GetContentsTable", object},
+        {"IMAPIContainer::GetHierarchyTable", object},
+        {"IMAPIContainer::OpenEntry", object},
+        {"IMAPIProp::GetIDsFromNames", "nothing empty fewer otherTypes "},
+        {"IMAPIProp::GetPropList", "nothing empty fewer otherTypes "},
+        {"IMAPIProp::GetProps", "nothing empty fewer otherTypes nullValues "},
+        {"IMAPISession::CompareEntryIDs", "empty huge "},
+        {"IMAPISession::GetMsgStoresTable", object},
+        {"IMAPISession::OpenEntry", object},
+        {"IMAPISession::OpenMsgStore", object},
+        {"IMAPITable::GetRowCount", "empty fewer huge "},
+        {"IMAPITable::QueryRows", "nothing empty fewer otherTypes nullValues "},
+        {"IMsgStore::Advise", "empty "},
+        {"IMsgStore::OpenEntry", object},
+        {"IUnknown::QueryInterface", object},
+        {"MAPIAllocateBuffer", object},
+        {"MAPIAllocateMore", object},
+        {"MAPILogonEx", object}};
+    const auto* const found = std::ranges::find(methods, method, [](const auto& known) { return known.first; });
+    return found != std::end(methods) ? found->second : std::string_view();
+}
+
+[[nodiscard]] Gives readGives(const Json& value, const std::string& path, const std::string& method)
+{
+    const std::string& word = value.get_ref<const std::string&>();
+    if (method.empty())
+        failAt(path, "is for a method");
+    const std::string_view words = wordsFor(method);
+    if (words.empty())
+        failAt(path, method + " gives nothing that could differ");
+    if (words.find(word + ' ') == std::string_view::npos)
+        failAt(path,
+               method + " does not know '" + word + "'; it knows: " + std::string(words.substr(0, words.size() - 1)));
+    return givesOf(word);
+}
 } // namespace
 
 Plan readPlan(const JsonObject& object, const Mailbox& mailbox)
@@ -71,6 +127,8 @@ Plan readPlan(const JsonObject& object, const Mailbox& mailbox)
     plan.times = object.value<std::uint64_t>("times", 1);
     if (const Json* result = object.find("result"))
         plan.result = readResult(*result, object.pathOf("result"));
+    if (const Json* gives = object.find("gives"))
+        plan.gives = readGives(*gives, object.pathOf("gives"), plan.method);
     plan.delay = std::chrono::milliseconds(object.value("delay", 0));
     plan.hold = object.value<std::string>("hold", "");
     plan.deliver = object.value("deliver", false);

@@ -9,6 +9,7 @@
 #include "sandbox/runtime/record/Call.h"
 #include "sandbox/runtime/record/Ledger.h"
 #include "sandbox/runtime/record/MapiFailure.h"
+#include "sandbox/runtime/record/Spoiling.h"
 
 namespace sandbox
 {
@@ -32,6 +33,7 @@ public:
                 *object = interfaceFor(iid);
                 require(*object != nullptr, MAPI_E_INTERFACE_NOT_SUPPORTED);
                 addReference();
+                spoilObject(reinterpret_cast<IUnknown**>(object));
                 return S_OK;
             });
     }

@@ -4,6 +4,7 @@
 #include "sandbox/mailbox/model/Store.h"
 #include "sandbox/runtime/objects/Opening.h"
 #include "sandbox/runtime/objects/TableObject.h"
+#include "sandbox/runtime/record/Spoiling.h"
 
 namespace sandbox
 {
@@ -31,6 +32,7 @@ HRESULT FolderObject::giveTable(TableSource source, const Objects& objects, ULON
     *table = nullptr;
     requireFlags(flags, MAPI_UNICODE | MAPI_DEFERRED_ERRORS);
     *table = new TableObject(session(), std::move(source), {objects.begin(), objects.end()});
+    spoilObject(table);
     return S_OK;
 }
 

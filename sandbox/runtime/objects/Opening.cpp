@@ -4,6 +4,7 @@
 #include "sandbox/mailbox/model/Message.h"
 #include "sandbox/runtime/objects/FolderObject.h"
 #include "sandbox/runtime/objects/StoreObject.h"
+#include "sandbox/runtime/record/Spoiling.h"
 
 namespace sandbox
 {
@@ -116,6 +117,7 @@ HRESULT openEntryOfStore(const std::shared_ptr<SessionState>& session, const Sto
         size == 0 && entryId == nullptr ? store.root()
                                         : objectOfStore(session->mailbox(), store, entryIdOf(size, entryId));
     openObject(session, object, iid, objectType, opened);
+    spoilObject(opened);
     return S_OK;
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "sandbox/runtime/record/PropertyMemory.h"
+#include "sandbox/runtime/record/Spoiling.h"
 
 namespace sandbox
 {
@@ -109,6 +110,7 @@ HRESULT getProps(const MailboxObject& object, const SPropTagArray* tags, ULONG f
         answers.push_back(answerFor(object.property(PROP_ID(tag)), tag, unicode));
     *values = toMapiMemory(answers);
     *count = static_cast<ULONG>(answers.size());
+    spoilValues(values, *count);
     return std::ranges::any_of(answers, [](const Property& answer) { return PROP_TYPE(answer.tag) == PT_ERROR; })
                ? MAPI_W_ERRORS_RETURNED
                : S_OK;
@@ -123,6 +125,7 @@ HRESULT getPropList(const MailboxObject& object, ULONG flags, SPropTagArray** ta
     for (ULONG& tag : all)
         tag = tagInWidth(tag, (flags & MAPI_UNICODE) != 0);
     *tags = toTagArray(all);
+    spoilTags(tags);
     return S_OK;
 }
 
@@ -135,6 +138,7 @@ HRESULT getIDsFromNames(NameMapping& mapping, ULONG count, MAPINAMEID** names, U
     for (ULONG index = 0; index < count; ++index)
         found.push_back(tagOfName(mapping, names[index], (flags & MAPI_CREATE) != 0));
     *tags = toTagArray(found);
+    spoilTags(tags);
     return std::ranges::find(found, unresolved) != found.end() ? MAPI_W_ERRORS_RETURNED : S_OK;
 }
 } // namespace sandbox

@@ -5,6 +5,7 @@
 #include "sandbox/runtime/delivery/Delivery.h"
 #include "sandbox/runtime/objects/Opening.h"
 #include "sandbox/runtime/objects/TableObject.h"
+#include "sandbox/runtime/record/Spoiling.h"
 
 namespace sandbox
 {
@@ -45,6 +46,7 @@ HRESULT STDMETHODCALLTYPE SessionObject::GetMsgStoresTable(ULONG flags, IMAPITab
                       requireFlags(flags, MAPI_UNICODE);
                       const auto& stores = m_state->mailbox().stores();
                       *table = new TableObject(m_state, {TableKind::Stores, nullptr}, {stores.begin(), stores.end()});
+                      spoilObject(table);
                       return S_OK;
                   });
 }
@@ -71,6 +73,7 @@ HRESULT STDMETHODCALLTYPE SessionObject::OpenMsgStore(ULONG_PTR window, ULONG en
             IUnknown* opened = nullptr;
             openObject(m_state, object, iid, nullptr, &opened);
             *store = static_cast<IMsgStore*>(opened); // every interface of a store is this one
+            spoilObject(store);
             return S_OK;
         });
 }
@@ -89,6 +92,7 @@ HRESULT STDMETHODCALLTYPE SessionObject::OpenEntry(ULONG entryIdSize, ENTRYID* e
             const std::shared_ptr<MailboxObject> found = m_state->mailbox().find(entryIdOf(entryIdSize, entryId));
             require(found != nullptr, MAPI_E_UNKNOWN_ENTRYID);
             openObject(m_state, found, iid, objectType, object);
+            spoilObject(object);
             return S_OK;
         });
 }
@@ -115,6 +119,7 @@ HRESULT STDMETHODCALLTYPE SessionObject::CompareEntryIDs(ULONG size1, ENTRYID* e
             const std::shared_ptr<MailboxObject> object = m_state->mailbox().find(first);
             const bool same = first == second || (object != nullptr && object == m_state->mailbox().find(second));
             *result = same ? 1 : 0;
+            spoilNumber(*result);
             return S_OK;
         });
 }

@@ -3,6 +3,7 @@
 #include "sandbox/runtime/delivery/Delivery.h"
 #include "sandbox/runtime/objects/AdviseSinkWrapper.h"
 #include "sandbox/runtime/objects/Opening.h"
+#include "sandbox/runtime/record/Spoiling.h"
 
 namespace sandbox
 {
@@ -39,6 +40,7 @@ HRESULT STDMETHODCALLTYPE StoreObject::Advise(ULONG entryIdSize, ENTRYID* entryI
             require(entryIdSize == 0 && entryId == nullptr, MAPI_E_NO_SUPPORT); // the whole store only
             *connection = Delivery::instance().advise(m_store, eventMask, sink, AdviseSinkWrapper::queueOf(sink),
                                                       [state = session()] { return state->hasEnded(); });
+            spoilConnection(*connection);
             return S_OK;
         });
 }

@@ -7,6 +7,7 @@
 #include "sandbox/runtime/objects/Filter.h"
 #include "sandbox/runtime/objects/PropObject.h"
 #include "sandbox/runtime/record/PropertyMemory.h"
+#include "sandbox/runtime/record/Spoiling.h"
 
 namespace sandbox
 {
@@ -60,6 +61,7 @@ HRESULT STDMETHODCALLTYPE TableObject::GetRowCount(ULONG flags, ULONG* count)
                       require(count != nullptr);
                       requireFlags(flags, 0);
                       *count = static_cast<ULONG>(m_rows.size());
+                      spoilNumber(*count);
                       return S_OK;
                   });
 }
@@ -129,6 +131,7 @@ HRESULT STDMETHODCALLTYPE TableObject::QueryRows(LONG count, ULONG flags, SRowSe
             if ((flags & TBL_NOADVANCE) == 0)
                 m_cursor += wanted;
             *rows = made.release();
+            spoilRows(rows);
             return S_OK;
         });
 }

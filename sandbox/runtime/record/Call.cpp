@@ -4,30 +4,33 @@ namespace sandbox
 {
 namespace
 {
-constinit thread_local const char* s_current = nullptr;
+constinit thread_local Call* s_innermost = nullptr;
 } // namespace
 
-Call::Call(const char* name) noexcept : m_outermost(s_current == nullptr)
+Call::Call(const char* name) noexcept : m_outer(s_innermost), m_name(m_outer != nullptr ? m_outer->m_name : name)
 {
-    if (m_outermost)
-        s_current = name;
+    s_innermost = this;
 }
 
 Call::~Call()
 {
-    if (m_outermost)
-        s_current = nullptr;
+    s_innermost = m_outer;
 }
 
 const char* Call::current() noexcept
 {
-    return s_current != nullptr ? s_current : "the sandbox itself";
+    return s_innermost != nullptr ? s_innermost->m_name : "the sandbox itself";
 }
 
-ClientCall::ClientCall() noexcept : m_suspended(std::exchange(s_current, nullptr)) {}
+Gives Call::gives() noexcept
+{
+    return s_innermost != nullptr ? s_innermost->m_gives : Gives::AsMade;
+}
+
+ClientCall::ClientCall() noexcept : m_suspended(std::exchange(s_innermost, nullptr)) {}
 
 ClientCall::~ClientCall()
 {
-    s_current = m_suspended;
+    s_innermost = m_suspended;
 }
 } // namespace sandbox

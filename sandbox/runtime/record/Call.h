@@ -26,13 +26,20 @@ public:
     ~Call();
 
     /// Whether a client makes this call, and not the runtime on its way.
-    [[nodiscard]] bool isOutermost() const noexcept { return m_outermost; }
+    [[nodiscard]] bool isOutermost() const noexcept { return m_outer == nullptr; }
+
+    /// How what this call gives is planned to differ.
+    void plan(Gives gives) noexcept { m_gives = gives; }
+    /// How what the thread's innermost call gives is planned to differ.
+    [[nodiscard]] static Gives gives() noexcept;
 
     /// The name of the thread's outermost call; "the sandbox itself" outside any.
     [[nodiscard]] static const char* current() noexcept;
 
 private:
-    const bool m_outermost;
+    Call* const m_outer;
+    const char* const m_name; // of the outermost
+    Gives m_gives = Gives::AsMade;
 };
 
 /// While it lives, the thread is outside any call: the runtime calls a client.
@@ -45,7 +52,7 @@ public:
     ~ClientCall();
 
 private:
-    const char* const m_suspended;
+    Call* const m_suspended;
 };
 
 /// Does the work of a call that is to give this answer: a planned failure instead of the work, any other planned result
@@ -86,18 +93,18 @@ template <class Work>
     }
 }
 
-/// What a client's call begins with: its place in the journal, and all waiting that is planned for it. Gives its planned
-/// answer.
+/// What a client's call begins with: its place in the journal, and all waiting that is planned for it. Gives what else is
+/// planned.
 template <class Identify, class Describe>
-[[nodiscard]] std::optional<HRESULT> beginCall(const char* name, Identify&& identify, Describe&& describe,
-                                               journal::Recording& recording)
+[[nodiscard]] plans::Planned beginCall(const char* name, Identify&& identify, Describe&& describe,
+                                       journal::Recording& recording)
 {
     constexpr bool isRecorded = !std::is_same_v<std::decay_t<Describe>, Unrecorded>;
     if constexpr (isRecorded)
         journal::countThread();
     const bool records = isRecorded && journal::isOn();
     if (!records && !plans::any())
-        return std::nullopt;
+        return {};
     const CallTarget target = identify();
     if constexpr (isRecorded)
     {
@@ -113,15 +120,16 @@ template <class Identify, class Describe>
 template <class Identify, class Describe, class Work>
 [[nodiscard]] HRESULT serve(const char* name, Identify&& identify, Describe&& describe, Work&& work) noexcept
 {
-    const Call call(name);
+    Call call(name);
     journal::Recording recording;
     return recording.end(guarded(
         [&]
         {
-            std::optional<HRESULT> planned;
+            plans::Planned planned;
             if (call.isOutermost())
                 planned = beginCall(name, identify, describe, recording);
-            return answerAs(planned, work);
+            call.plan(planned.gives);
+            return answerAs(planned.result, work);
         }));
 }
 

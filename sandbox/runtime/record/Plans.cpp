@@ -203,18 +203,22 @@ void deliverBy(void (*deliver)())
     s_deliver = deliver;
 }
 
-std::optional<HRESULT> apply(std::string_view method, const CallTarget& target)
+Planned apply(std::string_view method, const CallTarget& target)
 {
     const std::vector<EntryPtr> applying = plansFor(method, target);
     for (const EntryPtr& entry : applying)
         waitAsPlanned(*entry);
     deliverAsPlanned(applying);
-    std::optional<HRESULT> result;
+    Planned planned;
     for (const EntryPtr& entry : applying)
     {
-        if (entry->plan.result && !isForgotten(*entry))
-            result = entry->plan.result;
+        if (isForgotten(*entry))
+            continue;
+        if (entry->plan.result)
+            planned.result = entry->plan.result;
+        if (entry->plan.gives != Gives::AsMade)
+            planned.gives = entry->plan.gives;
     }
-    return result;
+    return planned;
 }
 } // namespace sandbox::plans

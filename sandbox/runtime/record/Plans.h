@@ -29,10 +29,17 @@ bool release(std::string_view hold);
 /// Who hands over what waits for wrapped sinks of the calling thread, for the plans that ask for it. Calls the client.
 void deliverBy(void (*deliver)());
 
-/// Counts a call that a client makes, waits and delivers as planned, and gives what it is to answer, if that is planned.
+/// What is planned for a call.
+struct Planned
+{
+    std::optional<HRESULT> result;
+    Gives gives = Gives::AsMade;
+};
+
+/// Counts a call that a client makes, waits and delivers as planned, and gives what it is to answer and to give.
 /// When several plans apply to one call, it waits for all of them, delivers once if one of them says so, and the latest
-/// one with a result says the answer. To be called with no lock held.
+/// one with a result says the answer, the latest one with `gives` what is given. To be called with no lock held.
 /// @param method  as in Plan::method.
-[[nodiscard]] std::optional<HRESULT> apply(std::string_view method, const CallTarget& target);
+[[nodiscard]] Planned apply(std::string_view method, const CallTarget& target);
 } // namespace plans
 } // namespace sandbox
