@@ -60,12 +60,13 @@ SequenceHost::SequenceHost(SequenceOptions options) : m_options(std::move(option
     for (DWORD number = 0; number < made; ++number)
     {
         const DWORD first = number == 0 ? FILE_FLAG_FIRST_PIPE_INSTANCE : 0;
-        m_pipes.push_back(checkedFile(CreateNamedPipeW((LR"(\\.\pipe\)" + m_options.name).c_str(),
-                                                       PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED | first,
-                                                       PIPE_TYPE_BYTE | PIPE_WAIT | PIPE_REJECT_REMOTE_CLIENTS,
-                                                       std::max(m_options.mostInstances, made), 4096, 4096,
-                                                       m_options.defaultTimeout, access.get()),
-                                      "CreateNamedPipeW"));
+        m_pipes.push_back(checkedFile(
+            CreateNamedPipeW(
+                (LR"(\\.\pipe\)" + m_options.name).c_str(),
+                (m_options.isReadOnly ? PIPE_ACCESS_OUTBOUND : PIPE_ACCESS_DUPLEX) | FILE_FLAG_OVERLAPPED | first,
+                PIPE_TYPE_BYTE | PIPE_WAIT | PIPE_REJECT_REMOTE_CLIENTS, std::max(m_options.mostInstances, made), 4096,
+                4096, m_options.defaultTimeout, access.get()),
+            "CreateNamedPipeW"));
     }
     for (const Handle& pipe : m_pipes)
         m_threads.emplace_back([this, handle = pipe.get()] { serve(handle); });
@@ -97,12 +98,11 @@ bool SequenceHost::run(HANDLE pipe, const std::function<BOOL(OVERLAPPED*)>& star
     return GetOverlappedResult(pipe, &overlapped, &count, TRUE) != FALSE;
 }
 
-bool SequenceHost::read(HANDLE pipe, std::size_t size, std::string& bytes) const
+bool SequenceHost::read(HANDLE pipe, const SequenceOptions& options, std::size_t size, std::string& bytes) const
 {
-    constexpr std::size_t mostRoom = 1 << 20; // a length that is no length must not take the memory
     for (std::size_t done = 0; done < size;)
     {
-        const auto room = static_cast<DWORD>(std::min(mostRoom, size - done));
+        const auto room = static_cast<DWORD>(std::min(options.mostBytesAtOnce, size - done));
         bytes.resize(done + room);
         DWORD count = 0;
         if (!run(pipe, [&](OVERLAPPED* o) { return ReadFile(pipe, bytes.data() + done, room, nullptr, o); }, count))
@@ -128,37 +128,44 @@ void SequenceHost::serve(HANDLE pipe)
         std::unique_lock turn(m_turn, std::defer_lock);
         if (m_options.oneAtATime)
             turn.lock();
-        serveClient(pipe);
+        if (!m_options.adapt)
+        {
+            serveClient(pipe, m_options);
+            continue;
+        }
+        SequenceOptions options = m_options;
+        options.adapt(++m_clients, options);
+        serveClient(pipe, options);
     }
 }
 
-void SequenceHost::serveClient(HANDLE pipe)
+void SequenceHost::serveClient(HANDLE pipe, const SequenceOptions& options)
 {
     std::string bytes;
-    if (!read(pipe, 4, bytes) || !m_options.readsText)
+    if (!options.readsLength || !read(pipe, options, 4, bytes) || !options.readsText)
         return;
     std::size_t length = 0;
     for (const char byte : bytes)
         length = length << 8 | static_cast<unsigned char>(byte);
-    if (!read(pipe, std::min(length, m_options.mostBytes), bytes) || (m_options.takes && !m_options.takes(bytes)))
+    if (!read(pipe, options, std::min(length, options.mostBytes), bytes) || (options.takes && !options.takes(bytes)))
         return;
-    if (!answer(pipe))
+    if (!answer(pipe, options))
     {
         brokenOff(bytes.size());
         return;
     }
     ++m_answered;
     DWORD count = 0;
-    if (char nothing = 0; m_options.waitsForClient) // the read fails when the client closes
+    if (char nothing = 0; options.waitsForClient) // the read fails when the client closes
         run(pipe, [&](OVERLAPPED* o) { return ReadFile(pipe, &nothing, 1, nullptr, o); }, count, 5000);
 }
 
-bool SequenceHost::answer(HANDLE pipe) const
+bool SequenceHost::answer(HANDLE pipe, const SequenceOptions& options) const
 {
     DWORD count = 0;
-    for (const std::string& part : m_options.parts)
+    for (const std::string& part : options.parts)
     {
-        if (&part != &m_options.parts.front() && isStopped(m_options.pause))
+        if (&part != &options.parts.front() && isStopped(options.pause))
             return false;
         const auto size = static_cast<DWORD>(part.size());
         if (!run(pipe, [&](OVERLAPPED* o) { return WriteFile(pipe, part.data(), size, nullptr, o); }, count))

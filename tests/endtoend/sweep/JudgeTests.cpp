@@ -70,15 +70,24 @@ TEST_F(JudgeTest, HasNothingAgainstAnAddressThatIsLostWithoutAWord)
     EXPECT_THAT(complaintsOf(runWith({sending(withoutAddress), sending(snapshotOfB), sending(addition)})), IsEmpty());
 }
 
+TEST_F(JudgeTest, MindsAnExchangeAddress)
+{
+    const AgentRun run = runWith({sending("2;snapshot;contact;0;2\nAnn;;;;;/o=X/cn=Ann;;;;;00A1;00C1"), m_failure});
+    EXPECT_THAT(complaintsOf(run), ElementsAre(StartsWith("untrue: ")));
+    EXPECT_THAT(complaintsOf(run, {.misreads = true}), IsEmpty());
+}
+
 TEST_F(JudgeTest, MindsAStatementThatIsNotTrue)
 {
     const std::string other = "2;add;contact;0;1\nTom;;;;;;;;;;00A3;00C1";
     EXPECT_THAT(complaintsOf(runWith({sending(other), m_failure})),
                 ElementsAre("untrue: 2;add;contact Tom;;;;;;;;;;00A3;00C1"));
-    EXPECT_THAT(
-        complaintsOf(runWith({sending(other), m_failure}), {.statements = {"2;add;contact Tom;;;;;;;;;;00A3;00C1"}}),
-        IsEmpty());
-    EXPECT_THAT(complaintsOf(runWith({sending("2;delete;contact;0;1\n;;;;;;;;;;00A3;"), m_failure})),
+    for (const char* const deletion : {"2;delete;contact;0;1\n;;;;;;;;;;00A3;", "2;delete;folder;0;1\n00C1"})
+    {
+        EXPECT_THAT(complaintsOf(runWith({sending(deletion), m_failure})), ElementsAre(StartsWith("untrue: ")));
+        EXPECT_THAT(complaintsOf(runWith({sending(deletion), m_failure}), {.deletes = true}), IsEmpty());
+    }
+    EXPECT_THAT(complaintsOf(runWith({sending("2;delete;contact;0;1\n;;;;;;;;;;00A9;"), m_failure}), {.deletes = true}),
                 ElementsAre(StartsWith("untrue: ")));
 }
 
@@ -131,7 +140,7 @@ TEST_F(JudgeTest, MindsABadEnd)
     run.exitValue = 3;
     run.report.clear();
     EXPECT_THAT(complaintsOf(run), Contains("the exit value is 3"));
-    EXPECT_EQ(m_judge.outcome(run), "was aborted");
+    EXPECT_EQ(m_judge.outcome(run), "aborted");
     run.exitValue = std::nullopt;
     EXPECT_THAT(complaintsOf(run), ElementsAre("the process has not ended"));
     EXPECT_EQ(m_judge.outcome(run), "hangs");
@@ -147,6 +156,9 @@ TEST_F(JudgeTest, LetsAProcessAbortWhereItMay)
     run.standardError = "terminate called";
     EXPECT_THAT(complaintsOf(run), ElementsAre("the exit value is 3"));
     EXPECT_THAT(complaintsOf(run, {.aborts = true}), IsEmpty());
+    run.exitValue = 0xC0000005;
+    EXPECT_THAT(complaintsOf(run, {.aborts = true}), ElementsAre("the exit value is 3221225477"));
+    EXPECT_EQ(m_judge.outcome(run), "crashed");
 }
 } // namespace
 } // namespace endtoend::sweep

@@ -16,7 +16,6 @@ namespace endtoend::sweep
 namespace
 {
 constexpr unsigned long long usualSeed = 1;
-constexpr std::size_t usualCount = 60;
 
 std::string variable(const char* name, const std::string& otherwise)
 {
@@ -39,7 +38,7 @@ std::vector<const Sweep::Run*> Sweep::chosen() const
         if (only.empty() || only == run.point + ' ' + run.kind)
             runs.push_back(&run);
     }
-    const std::string count = variable("LINKWELL_SWEEP_RUNS", std::to_string(usualCount));
+    const std::string count = variable("LINKWELL_SWEEP_RUNS", std::to_string(m_usualCount));
     if (!only.empty() || count == "all" || std::stoull(count) >= runs.size())
         return runs;
     const unsigned long long seed = std::stoull(variable("LINKWELL_SEED", std::to_string(usualSeed)));

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace endtoend::sweep
@@ -21,8 +22,9 @@ struct Verdict
 class Sweep
 {
 public:
-    /// @param table  in the rows for LINKWELL_FIGURES.
-    explicit Sweep(std::string table) : m_table(std::move(table)) {}
+    /// @param table       in the rows for LINKWELL_FIGURES.
+    /// @param usualCount  how many runs are done where LINKWELL_SWEEP_RUNS isn't set.
+    Sweep(std::string table, std::size_t usualCount) : m_table(std::move(table)), m_usualCount(usualCount) {}
 
     /// @param point  where something fails; with the kind it names the run.
     /// @param kind   in which way.
@@ -44,6 +46,7 @@ private:
     void report(const std::vector<const Run*>& runs, const std::vector<Verdict>& verdicts) const;
 
     const std::string m_table;
+    const std::size_t m_usualCount;
     std::vector<Run> m_runs;
 };
 } // namespace endtoend::sweep
