@@ -58,6 +58,8 @@ protected:
     void writeMailbox(std::string_view json) const;
     /// A variable of the environment of the agents that are started from now on.
     void setVariable(const std::wstring& name, const std::wstring& value) { m_environment.emplace_back(name, value); }
+    /// The log of the agents that are started from now on.
+    void logTo(const std::wstring& logFile) { m_logFile = logFile; }
     /// Makes the pipe of the host. Each request gets one of these answers; the last one stands for the rest.
     void serveHost(std::vector<support::PipeReply> replies = {support::PipeReply::text("ack")});
     void serveHostWithoutSpareInstance();
