@@ -9,7 +9,7 @@
 # for them. So the server is started ahead, with handles of its own, and stays for some minutes after the last program.
 
 # The prefix is made anew when this text differs from the one in its stamp file.
-readonly WINE_PREFIX_VERSION="linkwell-prefix 1"
+readonly WINE_PREFIX_VERSION="linkwell-prefix 2"
 readonly WINE_SERVER_LINGER_SECONDS=300
 
 # Sets WINE_PROGRAM and WINE_SERVER to the 64-bit loader and server, and the variables that Wine itself reads.
@@ -60,7 +60,8 @@ fill_prefix()
         registry_value 'HKCU\Software\Wine' Version REG_SZ win10 &&
         # Windows and message queues without a display.
         registry_value 'HKCU\Software\Wine\Drivers' Graphics REG_SZ null &&
-        # A program that crashes ends, instead of waiting for someone to close a dialog that nobody sees.
+        # A program that crashes ends at once: no debugger comes to look at it, and none asks in a dialog that nobody sees.
+        registry_value 'HKLM\Software\Microsoft\Windows NT\CurrentVersion\AeDebug' Debugger REG_SZ '' &&
         registry_value 'HKCU\Software\Wine\WineDbg' ShowCrashDialog REG_DWORD 0 &&
         # The sandbox is the default mail client. Which file it is, each run says by its own environment, so that
         # every build folder uses its own.
