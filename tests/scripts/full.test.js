@@ -57,6 +57,13 @@ test('what was not run is counted, and not as passed', () => {
   assert.match(stdout, /\| suite \| .* \| 2 \| 0 \| 4 \|/);
 });
 
+test('each hardened build is one run, and one row of their table', () => {
+  const { last, stdout } = full('[[ $LINKWELL_PRESET != clang-release ]] || { echo "4 passed, 1 failed"; exit 8; }; echo " 2 not run"; echo "5 passed, 0 failed"',
+    'hardened');
+  assert.equal(last, '9 passed, 1 failed');
+  assert.match(stdout, /### Hardened builds\n\n.*\n.*\n\| mingw-hardened \| 5 \| 0 \| 2 \| \d+ \|\n\| clang-release \| 4 \| 1 \| 0 \| \d+ \|/);
+});
+
 test('the scripts that it runs have its turn', () => {
   const take = 'source "$(dirname -- "$0")/lib/common.sh"; LINKWELL_TURN_SECONDS=1 take_turn; echo "1 passed, 0 failed"';
   assert.equal(full(take, 'suite').last, '1 passed, 0 failed');
