@@ -12,6 +12,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "bench/Observation.h"
 #include "tests/endtoend/AgentProcess.h"
 #include "tests/support/Handle.h"
 #include "tests/support/Platform.h"
@@ -117,10 +118,15 @@ std::array<Party, 2> inTurns(unsigned run)
     return run % 2 == 0 ? std::array{Party::Agent, Party::Floor} : std::array{Party::Floor, Party::Agent};
 }
 
-double memoryPerByte(const Turn& turn, const Turn& least)
+void observeMemory(std::string_view figure, double size, const Pair& pair, const Pair& least)
 {
-    return (static_cast<double>(turn.peak) - static_cast<double>(least.peak)) /
-           static_cast<double>(turn.message.size());
+    const auto one = [&](Party party, const Turn& turn, const Turn& base)
+    {
+        const double bytes = static_cast<double>(turn.peak) - static_cast<double>(base.peak);
+        observe(figure, nameOf(party), size, bytes / static_cast<double>(turn.message.size()), "bytes/byte");
+    };
+    one(Party::Agent, pair.agent, least.agent);
+    one(Party::Floor, pair.floor, least.floor);
 }
 
 Turns Turns::onSandbox(unsigned contacts)
@@ -186,7 +192,7 @@ Turn Turns::take(Party party, bool withLog)
     const auto measured = nlohmann::json::parse(support::readBytes(times));
     fillParts(turn, reception, measured.at("begin"), measured.at("sending"));
     turn.composing = measured.at("composing");
-    turn.before = measured.at("before");
+    turn.mailbox = measured.at("mailbox");
     turn.peak = measured.at("peak");
     return turn;
 }

@@ -2,11 +2,10 @@
 #pragma once
 
 #include <array>
-#include <chrono>
 #include <filesystem>
 #include <list>
-#include <memory>
 #include <string>
+#include <string_view>
 
 #include "tests/support/Platform.h"
 #include "tests/support/TempFolder.h"
@@ -36,21 +35,21 @@ struct Turn
     double toConnection = 0; // from the start of the process
 
     // Of the floor alone.
-    double composing = 0;   // how much of `reading` was not spent in MAPI calls
-    std::size_t before = 0; // bytes of its memory before the snapshot: the mailbox
+    double composing = 0;    // how much of `reading` was not spent in MAPI calls
+    std::size_t mailbox = 0; // bytes of its memory behind `reading`, but for the text
 
     std::size_t peak = 0; // bytes of memory that the process had at most
     std::string message;  // in UTF-8
 };
-
-/// The bytes of memory for each byte of the message, beyond what the party took at least for a message of nearly nothing.
-[[nodiscard]] double memoryPerByte(const Turn& turn, const Turn& least);
 
 struct Pair
 {
     Turn agent;
     Turn floor;
 };
+
+/// Observes, of both, the bytes of memory for each byte of the message, beyond what a message of nearly nothing took.
+void observeMemory(std::string_view figure, double size, const Pair& pair, const Pair& least);
 
 /// Runs them on one mailbox, one at a time.
 class Turns

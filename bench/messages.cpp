@@ -21,17 +21,12 @@ void measure()
             bench::Turns::onBare(megabytes * contactsOfMegabyte, megabyte / contactsOfMegabyte - otherLetters);
         for (unsigned run = 0; run < bench::runs(); ++run)
         {
-            for (const bool withLog : {true, false})
-            {
-                const auto [agent, floor] = turns.takeBoth(run, withLog);
-                const char* const memory = withLog ? "message memory with a log" : "message memory";
-                bench::observe(memory, "agent", megabytes, memoryPerByte(agent, least.agent), "bytes/byte");
-                bench::observe(memory, "floor", megabytes, memoryPerByte(floor, least.floor), "bytes/byte");
-                if (!withLog)
-                    continue;
-                bench::observe("message", "agent", megabytes, agent.whole, "ms");
-                bench::observe("message", "floor", megabytes, floor.whole, "ms");
-            }
+            const bench::Pair pair = turns.takeBoth(run, true);
+            bench::observe("message", "agent", megabytes, pair.agent.whole, "ms");
+            bench::observe("message", "floor", megabytes, pair.floor.whole, "ms");
+            observeMemory("message memory with a log", megabytes, pair, least);
+            if (run == 0) // it does not vary
+                observeMemory("message memory", megabytes, turns.takeBoth(run, false), least);
         }
     }
 }

@@ -14,12 +14,6 @@ void observe(const char* of, unsigned contacts, const bench::Turn& turn, double 
     bench::observe("parts", of, contacts, turn.whole - calls, "ms");
 }
 
-void observeMemory(unsigned contacts, const bench::Pair& pair, const bench::Pair& least, const char* figure)
-{
-    bench::observe(figure, "agent", contacts, memoryPerByte(pair.agent, least.agent), "bytes/byte");
-    bench::observe(figure, "floor", contacts, memoryPerByte(pair.floor, least.floor), "bytes/byte");
-}
-
 void measure()
 {
     const bench::Pair least = bench::Turns::onBare(1).takeBoth(0, true);
@@ -34,8 +28,9 @@ void measure()
             const double calls = pair.floor.reading - pair.floor.composing;
             observe("agent", contacts, pair.agent, calls);
             observe("floor", contacts, pair.floor, calls);
-            observeMemory(contacts, pair, least, "snapshot memory with a log");
-            observeMemory(contacts, turns.takeBoth(run, false), least, "snapshot memory");
+            observeMemory("snapshot memory with a log", contacts, pair, least);
+            if (run == 0) // it does not vary
+                observeMemory("snapshot memory", contacts, turns.takeBoth(run, false), least);
         }
     }
 }

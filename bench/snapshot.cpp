@@ -19,7 +19,7 @@ void measure()
             bench::observe("snapshot", "agent", contacts, agent.whole, "ms");
             bench::observe("snapshot", "floor", contacts, floor.whole, "ms");
             bench::observe("snapshot calls", "sandbox", contacts, floor.reading - floor.composing, "ms");
-            bench::observe("mailbox memory", "sandbox", contacts, static_cast<double>(floor.before) / 1e6, "MB");
+            bench::observe("mailbox memory", "sandbox", contacts, static_cast<double>(floor.mailbox) / 1e6, "MB");
         }
     }
 }

@@ -48,10 +48,10 @@ void run(const std::string& log, const std::string& times)
 {
     const bench::Runtime runtime = bench::Runtime::load();
     bench::Reader reader(runtime);
-    const std::size_t before = memory().WorkingSetSize;
     const std::uint64_t begin = now();
     const bench::Message message = reader.snapshot();
     const std::uint64_t sending = now();
+    const std::size_t mailbox = memory().WorkingSetSize - message.bytes.size(); // as a snapshot leaves it
     if (!log.empty())
         bench::BareLog(log).write("Sending data:\n", std::string_view(message.bytes).substr(4));
     bench::exchange(message.bytes);
@@ -59,9 +59,9 @@ void run(const std::string& log, const std::string& times)
     std::FILE* const file = std::fopen(times.c_str(), "w");
     if (file == nullptr)
         throw std::runtime_error("the times can't be written");
-    std::fprintf(file, R"({"begin": %llu, "sending": %llu, "composing": %.6f, "before": %zu, "peak": %zu})",
+    std::fprintf(file, R"({"begin": %llu, "sending": %llu, "composing": %.6f, "mailbox": %zu, "peak": %zu})",
                  static_cast<unsigned long long>(begin), static_cast<unsigned long long>(sending),
-                 std::chrono::duration<double, std::milli>(message.composing).count(), before,
+                 std::chrono::duration<double, std::milli>(message.composing).count(), mailbox,
                  static_cast<std::size_t>(memory().PeakWorkingSetSize));
     std::fclose(file);
 }
