@@ -13,6 +13,7 @@
 #include "agent/mapi/MapiSession.h"
 #include "tests/support/Fuzz.h"
 #include "tests/support/MapiMocks.h"
+#include "utilities/Exception.h"
 
 namespace
 {
