@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <memory>
 #include <mutex>
-#include <random>
 #include <string>
 #include <thread>
 #include <utility>
@@ -15,6 +14,7 @@
 
 #include "agent/mapi/MapiRuntime.h"
 #include "tests/mapi/FakeMachine.h"
+#include "tests/support/Choices.h"
 #include "tests/support/Figures.h"
 #include "tests/support/Platform.h"
 
@@ -173,11 +173,11 @@ void RuntimeThreadTest::runRounds(const char* name, bool meetInSearch)
                 threads.emplace_back(
                     [&, thread]
                     {
-                        std::mt19937_64 engine((seed * rounds + round) * threadCount + thread);
+                        support::Choices choices((seed * rounds + round) * threadCount + thread);
                         if (!meetInSearch)
                             meeting->arrive();
                         for (std::size_t count = 0; count < callsOfAThread; ++count)
-                            wrong += !call(engine() % functionCount);
+                            wrong += !call(choices.below(functionCount));
                     });
         }
         const std::size_t found = countCalls("load C:\\runtime.dll");
@@ -232,11 +232,11 @@ TEST_F(RuntimeThreadTest, AnswersEachCallThatBeginsBehindTheFirstSuccess)
             threads.emplace_back(
                 [&, thread]
                 {
-                    std::mt19937_64 engine(seed * threadCount + thread);
+                    support::Choices choices(seed * threadCount + thread);
                     for (unsigned behind = 0; behind < callsBehind;)
                     {
                         const bool isKnown = mapi::mapiModule != nullptr;
-                        const bool isAnswered = call(engine() % 7); // those with a result
+                        const bool isAnswered = call(choices.below(7)); // those with a result
                         failed += !isAnswered;
                         wrong += isKnown && !isAnswered;
                         behind += isKnown ? 1 : 0;

@@ -5,11 +5,11 @@
 #include <atomic>
 #include <cstdio>
 #include <mutex>
-#include <random>
 #include <stdexcept>
 #include <thread>
 #include <vector>
 
+#include "tests/support/Choices.h"
 #include "tests/support/Figures.h"
 #include "tests/utilities/LoggerFixture.h"
 
@@ -274,10 +274,10 @@ void LoggerThreadTest::run(std::uint64_t seed, unsigned recordCount)
 
     const auto writeRecords = [&](std::size_t thread)
     {
-        std::mt19937_64 engine(seed * threadCount + thread);
+        support::Choices choices(seed * threadCount + thread);
         for (unsigned number = 1; number <= recordCount; ++number)
         {
-            const std::size_t length = engine() % 4 == 0 ? engine() % longest : engine() % 200;
+            const std::size_t length = choices.below(choices.chance(25) ? longest : 200);
             const std::string text = textOf(thread, number, length);
             s_isCalled = false;
             s_isWritten = false;

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <stdexcept>
+#include <string_view>
 #include <vector>
 
 #include "tests/endtoend/trouble/TroubleTest.h"
@@ -19,6 +20,7 @@ namespace
 {
 constexpr std::size_t smallEdit = 3'000;
 constexpr std::size_t largeEdit = 200'000; // a few of them fill a log
+constexpr std::size_t blockSize = 4'096;   // of the small disk
 
 class LogTroubleTest : public TroubleTest
 {
@@ -46,7 +48,7 @@ public:
     {
         const support::Handle filler = support::checkedFile(
             CreateFileW(m_filler.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr), "CreateFileW");
-        const std::vector<char> block(4096);
+        const std::vector<char> block(blockSize);
         for (DWORD written = 1; written > 0;)
         {
             written = 0;
@@ -77,35 +79,81 @@ private:
     const std::filesystem::path m_filler = m_folder / L"filler";
 };
 
-TEST_F(LogTroubleTest, CutsTheLogWhereTheDiskIsFullAndGoesOnWhenThereIsRoom)
+class FullDiskTest : public LogTroubleTest
 {
-    const SmallDisk disk;
-    std::filesystem::remove(disk.file(L"agent.log"));
-    start(disk.file(L"agent.log"));
+protected:
+    void SetUp() override
+    {
+        LogTroubleTest::SetUp();
+        std::filesystem::remove(m_disk.file(L"agent.log"));
+        std::filesystem::remove(m_disk.file(L"agent.log.bak"));
+        start(m_disk.file(L"agent.log"));
+    }
+
+    /// Whether the log's bytes are those of the model. They may end inside a stamp, which has no mark then.
+    static bool isFit(std::string_view actual, std::string_view expected)
+    {
+        return actual.size() == expected.size() &&
+               std::equal(actual.begin(), actual.end(), expected.begin(),
+                          [](char one, char other) { return one == other || other == '#'; });
+    }
+
+    const SmallDisk m_disk;
+};
+
+TEST_F(FullDiskTest, CutsTheLogAndGoesOnWhenThereIsRoom)
+{
     edit(m_count, smallEdit);
     expectLogOfModel();
     const std::string before = m_model.file();
 
-    disk.fill();
+    m_disk.fill();
     edit(m_count, smallEdit);
     const std::string missing = m_model.file().substr(before.size());
 
-    disk.empty();
+    m_disk.empty();
     m_model = LogModel();
     edit(m_count, smallEdit);
     const std::string after = m_model.file(); // begins with the line break that is owed to the record before it
 
     const std::string all = logBytes();
     ASSERT_TRUE(all.starts_with(before) && all.ends_with(after) && all.size() >= before.size() + after.size());
-    const std::string between = all.substr(before.size(), all.size() - before.size() - after.size());
-    // The part of the first records for which there was room; it may end inside a stamp, which has no mark then.
-    EXPECT_TRUE(std::equal(between.begin(), between.end(), missing.begin(),
-                           [](char actual, char expected) { return actual == expected || expected == '#'; }))
-        << between;
-    EXPECT_LT(between.size(), 4096U);
+    // Of the records meanwhile, the part for which there was room.
+    const std::size_t cut = all.size() - before.size() - after.size();
+    EXPECT_TRUE(isFit(std::string_view(all).substr(before.size(), cut), std::string_view(missing).substr(0, cut)));
+    EXPECT_LT(cut, blockSize);
     close("full disk, then room again", std::to_string(missing.size()) +
-                                            " bytes of records meanwhile, of which the first " +
-                                            std::to_string(between.size()) + " are there; whole before and after");
+                                            " bytes of records meanwhile, of which the first " + std::to_string(cut) +
+                                            " are there; whole before and after");
+}
+
+// The limit is a multiple of the disk's block, so there is room up to it, and for no byte behind it.
+TEST_F(FullDiskTest, MovesTheFileAwayAtTheLimit)
+{
+    edit(1, largeEdit);
+    const std::size_t one = m_model.file().size();
+    edit(1, largeEdit);
+    const std::size_t others = m_model.file().size() - one - largeEdit; // of an edit, what is not its text
+    edit(2, largeEdit);
+    edit(1, LogModel::limit - m_model.file().size() - others - blockSize / 2);
+    expectLogOfModel();
+    const std::string before = m_model.file();
+    ASSERT_EQ(before.size(), LogModel::limit - blockSize / 2);
+
+    m_disk.fill();
+    edit(m_count, smallEdit);
+    const std::string cut = m_model.backup().substr(0, LogModel::limit); // without the words of the end
+    EXPECT_TRUE(isFit(withoutStamps(support::readBytes(backupFile())), cut));
+    EXPECT_EQ(logBytes(), ""); // nor those of the beginning
+
+    m_disk.empty();
+    m_model = LogModel();
+    edit(m_count, smallEdit);
+    EXPECT_TRUE(logBytes() == m_model.file());
+    logTo(file(L"none.log")); // what reads a whole log takes none that begins with a line break
+    close("full disk at the limit, then room again", "the file is moved away with just " +
+                                                         std::to_string(LogModel::limit) +
+                                                         " bytes; whole in the new one from then on");
 }
 
 TEST_F(LogTroubleTest, WritesOnIntoTheFileAndEndsTheLogWithItWhenItsFolderGoesAway)
