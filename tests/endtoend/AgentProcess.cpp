@@ -28,6 +28,21 @@ support::Handle makeJob()
         support::throwLastError("CreateJobObjectW");
     return job;
 }
+
+/// Has a process that has not begun yet load a DLL before anything else, on its main thread. A DLL that can't be loaded is
+/// passed over.
+void loadFirst(const PROCESS_INFORMATION& process, const std::filesystem::path& library)
+{
+    const std::wstring path = library.wstring();
+    const std::size_t size = (path.size() + 1) * sizeof(wchar_t);
+    void* const remote = VirtualAllocEx(process.hProcess, nullptr, size, MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE);
+    // kernel32.dll lies at one address in all processes.
+    const auto load = reinterpret_cast<PAPCFUNC>(
+        reinterpret_cast<void (*)()>(GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "LoadLibraryW")));
+    if (remote == nullptr || !WriteProcessMemory(process.hProcess, remote, path.c_str(), size, nullptr) ||
+        QueueUserAPC(load, process.hThread, reinterpret_cast<ULONG_PTR>(remote)) == 0)
+        support::throwLastError("QueueUserAPC");
+}
 } // namespace
 
 std::filesystem::path programFolder()
@@ -44,7 +59,7 @@ std::filesystem::path agentProgram()
 }
 
 AgentProcess::AgentProcess(const std::wstring& arguments, const std::filesystem::path& standardError,
-                           const std::filesystem::path& program)
+                           const std::filesystem::path& program, const std::filesystem::path& library)
     : m_commandLine(L'"' + program.wstring() + L'"'), m_job(makeJob())
 {
     if (!arguments.empty())
@@ -58,11 +73,15 @@ AgentProcess::AgentProcess(const std::wstring& arguments, const std::filesystem:
     const PROCESS_INFORMATION information = support::startChild(nullptr, m_commandLine, CREATE_SUSPENDED, startup);
     m_process.reset(information.hProcess);
     const support::Handle mainThread(information.hThread);
-    if (!AssignProcessToJobObject(m_job.get(), m_process.get()) || ResumeThread(mainThread.get()) == DWORD(-1))
+    if (!AssignProcessToJobObject(m_job.get(), m_process.get()))
     {
         TerminateProcess(m_process.get(), 0xDEAD);
         support::throwLastError("AssignProcessToJobObject");
     }
+    if (!library.empty())
+        loadFirst(information, library);
+    if (ResumeThread(mainThread.get()) == DWORD(-1))
+        support::throwLastError("ResumeThread");
     m_processId = information.dwProcessId;
     m_mainThreadId = information.dwThreadId;
 }

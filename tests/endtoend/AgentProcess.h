@@ -25,8 +25,9 @@ public:
     /// @param arguments      what follows the program on the command line, as it stands there; may be empty.
     /// @param standardError  the file that receives what is written to the process's standard error.
     /// @param program        another program that is to live as the agent does.
+    /// @param library        a DLL that the process loads before its first instruction; empty: none.
     AgentProcess(const std::wstring& arguments, const std::filesystem::path& standardError,
-                 const std::filesystem::path& program = agentProgram());
+                 const std::filesystem::path& program = agentProgram(), const std::filesystem::path& library = {});
     ~AgentProcess();
     AgentProcess(const AgentProcess&) = delete;
     AgentProcess& operator=(const AgentProcess&) = delete;

@@ -1,7 +1,6 @@
 #include "tests/endtoend/EndToEndTest.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <map>
 #include <stdexcept>
 
@@ -159,7 +158,7 @@ void EndToEndTest::serveHostWithoutSpareInstance()
 
 void EndToEndTest::startAgent(const std::wstring& arguments)
 {
-    m_agent = std::make_unique<AgentProcess>(arguments, file(L"stderr.txt"));
+    m_agent = std::make_unique<AgentProcess>(arguments, file(L"stderr.txt"), agentProgram(), m_library);
     m_commandLine = m_agent->commandLine();
 }
 

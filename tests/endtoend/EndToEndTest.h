@@ -4,6 +4,7 @@
 
 #include <windows.h>
 
+#include <filesystem>
 #include <initializer_list>
 #include <list>
 #include <memory>
@@ -60,6 +61,8 @@ protected:
     void setVariable(const std::wstring& name, const std::wstring& value) { m_environment.emplace_back(name, value); }
     /// The log of the agents that are started from now on.
     void logTo(const std::wstring& logFile) { m_logFile = logFile; }
+    /// A DLL that the agents that are started from now on load before anything else.
+    void loadFirst(const std::filesystem::path& library) { m_library = library; }
     /// Makes the pipe of the host. Each request gets one of these answers; the last one stands for the rest.
     void serveHost(std::vector<support::PipeReply> replies = {support::PipeReply::text("ack")});
     void serveHostWithoutSpareInstance();
@@ -127,6 +130,7 @@ private:
     support::TempFolder m_folder;
     std::wstring m_logFile = m_folder.file(L"agent.log");
     std::list<support::EnvironmentVariable> m_environment;
+    std::filesystem::path m_library; // empty: none
     std::unique_ptr<support::PipeServer> m_host;
     std::unique_ptr<AgentProcess> m_agent;
     std::unique_ptr<sandbox::ControlClient> m_control; // null until the running agent's sandbox is asked something

@@ -96,12 +96,6 @@ std::vector<std::string> withoutAddresses(const std::vector<std::string>& messag
     return all;
 }
 
-/// Whether nothing is held but values of the kind that is never freed.
-bool isNothingHeld(const std::string& report)
-{
-    return report == nothingHeld || (report.starts_with("HrGetOneProp: ") && report.find('\n') == report.size() - 1);
-}
-
 /// What is wrong with the messages by themselves and beside the log that says how they came about.
 std::vector<std::string> contradictions(const std::vector<std::string>& messages, const Records& log)
 {
@@ -135,6 +129,11 @@ std::vector<std::string> contradictions(const std::vector<std::string>& messages
     return found;
 }
 } // namespace
+
+bool isNothingHeld(const std::string& report)
+{
+    return report == nothingHeld || (report.starts_with("HrGetOneProp: ") && report.find('\n') == report.size() - 1);
+}
 
 std::vector<std::string> statementsOf(const std::string& message)
 {

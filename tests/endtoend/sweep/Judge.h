@@ -22,6 +22,9 @@ struct Allowance
 /// What a message says of each of its contacts or folders: "2;add;contact " and the item's line.
 [[nodiscard]] std::vector<std::string> statementsOf(const std::string& message);
 
+/// Whether an end report has nothing but the addresses that are never freed (settled behaviour 15).
+[[nodiscard]] bool isNothingHeld(const std::string& report);
+
 /// Holds runs against the reference run.
 class Judge
 {

@@ -95,15 +95,31 @@ AgentRun ReferenceRunTest::run(const Json& plans, const Interventions& intervent
         doSteps(interventions);
     if (interventions.beforeClose)
         interventions.beforeClose();
-    (void)agent().postToWindow(WM_CLOSE); // it may have ended
+    requestEnd();
     if (interventions.closed)
         interventions.closed();
     return runUntilWorkerEnds();
 }
 
-bool ReferenceRunTest::waitUntilPumping() const
+bool ReferenceRunTest::waitUntilPumping()
 {
     return waitForRecords(logFile(), isLastSubscribed, agent().process());
+}
+
+void ReferenceRunTest::requestEnd() const
+{
+    switch (m_door)
+    {
+    case Door::Window:
+        (void)agent().postToWindow(WM_CLOSE);
+        break;
+    case Door::Thread:
+        (void)agent().postToMainThread(WM_CLOSE);
+        break;
+    case Door::Accelerator:
+        (void)agent().pressAltF4();
+        break;
+    }
 }
 
 void ReferenceRunTest::doSteps(const Interventions& interventions)

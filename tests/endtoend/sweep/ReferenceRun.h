@@ -24,14 +24,22 @@ struct Interventions
     std::function<void()> started{};                    // the process has been started
     std::function<void(std::size_t step)> beforeStep{}; // all before has been handled
     std::function<void()> beforeClose{};
-    std::function<void()> closed{}; // the window has been asked to close
+    std::function<void()> closed{}; // it has been asked to end
+};
+
+/// How the agent is asked to end.
+enum class Door
+{
+    Window,      // WM_CLOSE to the window
+    Thread,      // WM_CLOSE to the main thread
+    Accelerator, // Alt+F4
 };
 
 class ReferenceRunTest : public EndToEndTest
 {
 protected:
     /// Begins anew, starts the agent on the reference mailbox with these plans, does all steps, each when the one before has
-    /// been handled, and closes the window. Wherever the agent ends before, that is the end.
+    /// been handled, and asks it to end. Wherever the agent ends before, that is the end.
     /// @param plans  as in a mailbox file.
     [[nodiscard]] AgentRun run(const Json& plans = Json::array(), const Interventions& interventions = {});
 
@@ -39,9 +47,14 @@ protected:
     virtual void serve() { serveHost(); }
     /// Starts the process of `run`; its log file is `logFile`.
     virtual void launch() { startAgent(); }
+    /// Waits until it has subscribed to all its stores; false when it ends, or never comes so far.
+    [[nodiscard]] virtual bool waitUntilPumping();
+    /// Asks it to end by `m_door`; it may have ended already.
+    void requestEnd() const;
+
+    Door m_door = Door::Window;
 
 private:
-    [[nodiscard]] bool waitUntilPumping() const;
     void doSteps(const Interventions& interventions);
 };
 } // namespace endtoend::sweep
