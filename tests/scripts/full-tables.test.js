@@ -41,7 +41,7 @@ test('mutation counts what is in the list, and nothing before all of it has been
   assert.equal(mutationRow(faults, results), null);
   assert.deepEqual(mutationRow(faults, [...results, result(4, 'not built')]), {
     Faults: 5, Caught: 2, 'By time-out': 1, Survived: 1, Equivalent: 1, 'Not built': 1, 'Not found': 0,
-    'Caught, of those that are none in name only': '66.6 %',
+    'Share caught': '66.6 %',
   });
 });
 

@@ -74,7 +74,7 @@ function mutationRow(faults, results) {
     Equivalent: count((one) => alive(one) && one.fault.equivalent),
     'Not built': count(({ result }) => result.fate === 'not built'),
     'Not found': count(({ result }) => result.fate === 'not found'),
-    'Caught, of those that are none in name only': `${(Math.floor(1000 * caught / Math.max(caught + survived, 1)) / 10).toFixed(1)} %`,
+    'Share caught': `${(Math.floor(1000 * caught / Math.max(caught + survived, 1)) / 10).toFixed(1)} %`,
   };
 }
 
