@@ -2,7 +2,10 @@
 
 #include "mapiabi/MapiTags.h"
 
+#include <algorithm>
 #include <array>
+#include <functional>
+#include <utility>
 
 #include "agent/mapi/MapiRuntime.h"
 #include "agent/mapi/MapiSession.h"
@@ -58,7 +61,7 @@ constexpr std::wstring_view exchangeAddressType = L"EX"; // exactly: settled beh
     case PT_UNICODE:
         return mapi::readText(value);
     case PT_BINARY:
-        return toHexString(mapi::readBinary(value));
+        return toHexString(mapi::viewBinary(value));
     default:
         return {};
     }
@@ -89,9 +92,9 @@ constexpr std::wstring_view exchangeAddressType = L"EX"; // exactly: settled beh
 OutlookContact::OutlookContact(const EntryId& entryId, const EntryId& parentEntryId)
 {
     if (!entryId.empty())
-        m_values[PR_ENTRYID] = toHexString(entryId);
+        put(PR_ENTRYID, toHexString(entryId));
     if (!parentEntryId.empty())
-        m_values[PR_PARENT_ENTRYID] = toHexString(parentEntryId);
+        put(PR_PARENT_ENTRYID, toHexString(parentEntryId));
 }
 
 void OutlookContact::load(IMAPIPropPtr message)
@@ -101,16 +104,17 @@ void OutlookContact::load(IMAPIPropPtr message)
         return;
 
     const mapi::PropTagArray tags{contactTags};
-    std::map<ULONG, std::wstring> values;
+    OutlookContact loaded;
+    loaded.m_values.reserve(contactTags.size());
     const HRESULT result = readProperties(message, tags.get(),
-                                          [&values](const SPropValue& value)
+                                          [&loaded](const SPropValue& value)
                                           {
                                               if (std::wstring text = recordText(value); !text.empty())
-                                                  values[value.ulPropTag] = std::move(text);
+                                                  loaded.put(value.ulPropTag, std::move(text));
                                           });
     utilities::checkHresult(function, result);
-    values[PR_SMTP_ADDRESS_W] = resolveEmailAddress(message);
-    m_values.swap(values);
+    loaded.put(PR_SMTP_ADDRESS_W, resolveEmailAddress(message));
+    m_values.swap(loaded.m_values);
 }
 
 std::wstring OutlookContact::toString() const
@@ -119,15 +123,15 @@ std::wstring OutlookContact::toString() const
     if (m_values.empty())
         return line;
     std::size_t size = wireFields.size() - 1;
-    for (const auto& [tag, text] : m_values)
-        size += text.size();
+    for (const Value& value : m_values)
+        size += value.text.size();
     line.reserve(size); // all contacts of a store stand in memory at once
     for (const ULONG tag : wireFields)
     {
         if (tag != wireFields.front())
             line += L';';
-        if (const auto found = m_values.find(tag); found != m_values.end())
-            line += found->second;
+        if (const auto found = std::ranges::find(m_values, tag, &Value::tag); found != m_values.end())
+            line += found->text;
     }
     return line;
 }
@@ -148,17 +152,28 @@ std::wstring OutlookContact::resolveEmailAddress(IMAPIPropPtr message)
     bool isExchange = false;
     std::wstring address;
     EntryId entryId;
-    const HRESULT result = readProperties(message, tags.get(),
-                                          [&](const SPropValue& value)
-                                          {
-                                              if (value.ulPropTag == entryIdTag)
-                                                  entryId = mapi::readBinary(value);
-                                              else if (value.ulPropTag == typeTag)
-                                                  isExchange = mapi::readText(value) == exchangeAddressType;
-                                              else if (value.ulPropTag == addressTag)
-                                                  address = mapi::readText(value);
-                                          });
+    const auto takeValue = [&](const SPropValue& value)
+    {
+        if (value.ulPropTag == entryIdTag)
+            entryId = mapi::readBinary(value);
+        else if (value.ulPropTag == typeTag)
+            isExchange = mapi::readText(value) == exchangeAddressType;
+        else if (value.ulPropTag == addressTag)
+            address = mapi::readText(value);
+    };
+    const HRESULT result = readProperties(message, tags.get(), std::ref(takeValue)); // which so takes no memory
     if (FAILED(result))
         return {};
-    return isExchange ? readSmtpAddress(entryId) : address;
+    if (isExchange)
+        return readSmtpAddress(entryId);
+    return address;
+}
+
+void OutlookContact::put(ULONG tag, std::wstring text)
+{
+    const auto known = std::ranges::find(m_values, tag, &Value::tag);
+    if (known != m_values.end())
+        known->text = std::move(text);
+    else
+        m_values.push_back({tag, std::move(text)});
 }

@@ -1,8 +1,8 @@
 // OutlookContact.h: a contact, for as long as it takes to write its line.
 #pragma once
 
-#include <map>
 #include <string>
+#include <vector>
 
 #include "agent/mapi/EntryId.h"
 #include "agent/mapi/MapiPointers.h"
@@ -32,5 +32,14 @@ public:
     [[nodiscard]] static std::wstring resolveEmailAddress(IMAPIPropPtr message);
 
 private:
-    std::map<ULONG, std::wstring> m_values;
+    struct Value
+    {
+        ULONG tag;
+        std::wstring text;
+    };
+
+    /// Replaces what the record has under the tag.
+    void put(ULONG tag, std::wstring text);
+
+    std::vector<Value> m_values; // one for a tag; no map, which would take memory for each of them
 };

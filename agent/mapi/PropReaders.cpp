@@ -89,6 +89,12 @@ LONG Reader<_SPropValue, LONG>::read(const SPropValue* value)
 }
 } // namespace impl
 
+std::span<const BYTE> viewBinary(const SPropValue& value)
+{
+    const SBinary bytes = impl::PropValueAccessorT<PT_BINARY, 0>::read(&value);
+    return {bytes.lpb, bytes.lpb != nullptr ? bytes.cb : 0};
+}
+
 EntryId readBinary(const SPropValue& value)
 {
     return impl::Reader<_SPropValue, SBinary>::read(&value);

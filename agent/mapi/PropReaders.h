@@ -1,6 +1,7 @@
 // PropReaders.h: typed reads of a value, and of one property of an object.
 #pragma once
 
+#include <span>
 #include <string>
 
 #include "agent/mapi/EntryId.h"
@@ -55,6 +56,9 @@ struct Reader<_SPropValue, LONG>
     [[nodiscard]] static LONG read(const SPropValue* value);
 };
 } // namespace impl
+
+/// The bytes of a value, in its own memory; none for a null address. Throws for a value of another type.
+[[nodiscard]] std::span<const BYTE> viewBinary(const SPropValue& value);
 
 /// The bytes or the text of a value. Throw for a value of another type.
 [[nodiscard]] EntryId readBinary(const SPropValue& value);

@@ -1,8 +1,11 @@
 // PropertyReading.h: reads many properties of an object at once.
 #pragma once
 
+#include "mapiabi/MapiTags.h"
+
+#include <array>
+#include <cstddef>
 #include <functional>
-#include <initializer_list>
 
 #include "agent/mapi/MapiPointers.h"
 #include "agent/mapi/PropTagArray.h"
@@ -19,4 +22,23 @@ HRESULT readProperties(IMAPIPropPtr object, SPropTagArray* tags, const PropertyV
 /// (IMAPIProp::GetIDsFromNames); names that the store does not have yet are created (settled behaviour 16). On
 /// failure `tags` stays as it is.
 /// Gives the result of the call.
-HRESULT getNamedPropertyTags(std::initializer_list<LONG> numbers, IMAPIPropPtr object, mapi::PropTagArray& tags);
+template <std::size_t count>
+HRESULT getNamedPropertyTags(const LONG (&numbers)[count], IMAPIPropPtr object, mapi::PropTagArray& tags)
+{
+    GUID propertySet = PSETID_Address;
+    std::array<MAPINAMEID, count> names{};
+    std::array<MAPINAMEID*, count> pointers{};
+    for (std::size_t index = 0; index < count; ++index)
+    {
+        names[index].lpguid = &propertySet;
+        names[index].ulKind = MNID_ID;
+        names[index].Kind.lID = numbers[index];
+        pointers[index] = &names[index];
+    }
+
+    SPropTagArray* array = nullptr;
+    const HRESULT result = object->GetIDsFromNames(ULONG{count}, pointers.data(), MAPI_CREATE, &array);
+    if (SUCCEEDED(result))
+        tags.reset(array);
+    return result;
+}

@@ -5,6 +5,7 @@
 #include "agent/ContactLoading.h"
 #include "mapiabi/MapiTags.h"
 #include "tests/agent/AgentTest.h"
+#include "tests/support/HeapWatch.h"
 #include "tests/support/MapiMocks.h"
 #include "tests/support/MapiValues.h"
 
@@ -96,6 +97,17 @@ TEST_F(OutlookContactTest, KeepsTheLastOfSeveralValuesUnderOneTagButNoEmptyOne)
         "PR_MIDDLE_NAME_W": "second",
         "PR_SURNAME_W": {"answersAs": "0x3A44001F", "value": ""}}})");
     EXPECT_EQ(loaded(message), L";;second;;;;;;;;;");
+}
+
+TEST_F(OutlookContactTest, TakesOneBlockOfMemoryForEachTextAndOneForAllOfThemAndOneForTheLine)
+{
+    const IMAPIPropPtr message = open(R"({"displayName": "display name", "givenName": "given name",
+        "middleName": "middle name", "surname": "sur name", "company": "company name", "email": "someone@example.com",
+        "businessPhone": "+44 1632 960001", "homePhone": "+44 1632 960002", "mobilePhone": "+44 7700 900003",
+        "businessFax": "+44 1632 960004"})");
+    const support::HeapWatch heap;
+    std::ignore = loaded(message);
+    EXPECT_EQ(heap.count(), 12U + 2U);
 }
 
 TEST_F(OutlookContactTest, StaysAsItWasWhenItsPropertiesOrNamesCannotBeHad)
