@@ -1,9 +1,17 @@
 #include "agent/KnownFolders.h"
 
 #include <algorithm>
+#include <functional>
+#include <iterator>
 #include <utility>
 
 #include "agent/mapi/MapiSession.h"
+
+namespace
+{
+/// In members: few enough to be moved for one that comes, so many that a search has few blocks to pass by.
+constexpr std::size_t longestBlock = 1024;
+} // namespace
 
 bool EntryIdLess::operator()(const EntryId& a, const EntryId& b) const
 {
@@ -18,31 +26,69 @@ bool KnownFolders::contains(const EntryId& entryId) const
 void KnownFolders::insert(EntryId entryId)
 {
     const Place place = find(entryId);
+    std::size_t index = place.index;
+    auto block = m_blocks.begin();
+    for (; block != m_blocks.end() && index + (place.isFound ? 1 : 0) > block->size(); ++block)
+        index -= block->size();
     if (place.isFound)
     {
-        Member& member = m_members[place.index];
+        Member& member = (*block)[index];
         member = std::make_shared<const EntryId>(*member);
         return;
     }
-    const auto position = m_members.begin() + static_cast<std::ptrdiff_t>(place.index);
-    m_members.insert(position, std::make_shared<const EntryId>(std::move(entryId)));
+
+    if (block == m_blocks.end())
+        block = m_blocks.emplace(block);
+    block->insert(block->begin() + static_cast<std::ptrdiff_t>(index),
+                  std::make_shared<const EntryId>(std::move(entryId)));
+    ++m_size;
     ++m_changes;
+    if (block->size() > longestBlock)
+    {
+        constexpr auto half = static_cast<std::ptrdiff_t>(longestBlock / 2);
+        block = std::prev(m_blocks.insert(std::next(block), Block(block->begin() + half, block->end())));
+        block->erase(block->begin() + half, block->end());
+    }
 }
 
 bool KnownFolders::erase(const Member& member)
 {
-    const auto found = std::ranges::find(m_members, member);
-    if (found == m_members.end())
+    const auto bytesOf = [](const Member& one) -> const EntryId&
+    {
+        return *one;
+    };
+    const auto lastBytesOf = [](const Block& one) -> const EntryId&
+    {
+        return *one.back();
+    };
+    const auto block = std::ranges::lower_bound(m_blocks, *member, {}, lastBytesOf);
+    if (block == m_blocks.end())
         return false;
-    m_members.erase(found);
+    const auto found = std::ranges::lower_bound(*block, *member, {}, bytesOf);
+    if (*found != member)
+        return false;
+    block->erase(found);
+    if (block->empty())
+        m_blocks.erase(block);
+    --m_size;
     ++m_changes;
     return true;
 }
 
 void KnownFolders::clear() noexcept
 {
-    m_members.clear();
+    m_blocks.clear();
+    m_size = 0;
     ++m_changes;
+}
+
+std::vector<KnownFolders::Member> KnownFolders::members() const
+{
+    std::vector<Member> members;
+    members.reserve(m_size);
+    for (const Block& block : m_blocks)
+        members.insert(members.end(), block.begin(), block.end());
+    return members;
 }
 
 /// The first member that does not stand before the folder, sought by halves, and whether it is the folder. Not
@@ -54,10 +100,10 @@ KnownFolders::Place KnownFolders::find(const EntryId& entryId) const
     {
         const std::size_t changes = m_changes;
         Place place{0, false};
-        for (std::size_t left = m_members.size(); left != 0 && m_changes == changes;)
+        for (std::size_t left = m_size; left != 0 && m_changes == changes;)
         {
             const std::size_t half = left / 2;
-            const Member middle = m_members[place.index + half]; // may be taken out while it is compared
+            const Member middle = at(place.index + half); // may be taken out while it is compared
             if (isBefore(*middle, entryId))
             {
                 place.index += half + 1;
@@ -66,12 +112,20 @@ KnownFolders::Place KnownFolders::find(const EntryId& entryId) const
             else
                 left = half;
         }
-        if (m_changes == changes && place.index != m_members.size())
+        if (m_changes == changes && place.index != m_size)
         {
-            const Member bound = m_members[place.index];
+            const Member bound = at(place.index);
             place.isFound = !isBefore(entryId, *bound);
         }
         if (m_changes == changes)
             return place;
     }
+}
+
+const KnownFolders::Member& KnownFolders::at(std::size_t index) const
+{
+    auto block = m_blocks.begin();
+    for (; index >= block->size(); ++block)
+        index -= block->size();
+    return (*block)[index];
 }

@@ -26,7 +26,7 @@ public:
     /// A folder since it was inserted last: the same identifier, inserted again, is another member. Outlives its erasure.
     using Member = std::shared_ptr<const EntryId>;
 
-    [[nodiscard]] bool empty() const noexcept { return m_members.empty(); }
+    [[nodiscard]] bool empty() const noexcept { return m_size == 0; }
     [[nodiscard]] bool contains(const EntryId& entryId) const;
     /// Adds a folder that isn't found; one that is becomes another member with the identifier that it had.
     void insert(EntryId entryId);
@@ -34,9 +34,12 @@ public:
     [[nodiscard]] bool erase(const Member& member);
     void clear() noexcept;
 
-    [[nodiscard]] const std::vector<Member>& members() const noexcept { return m_members; }
+    /// All of them, in order.
+    [[nodiscard]] std::vector<Member> members() const;
 
 private:
+    using Block = std::vector<Member>;
+
     /// Where a search has ended. Good until MAPI is called again.
     struct Place
     {
@@ -45,7 +48,9 @@ private:
     };
 
     [[nodiscard]] Place find(const EntryId& entryId) const;
+    [[nodiscard]] const Member& at(std::size_t index) const;
 
-    std::vector<Member> m_members;
+    std::vector<Block> m_blocks; // in order; none is empty, or so long that an insertion would take long
+    std::size_t m_size = 0;
     std::size_t m_changes = 0; // how often places have changed
 };

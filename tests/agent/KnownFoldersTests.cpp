@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "tests/agent/AgentTest.h"
+#include "tests/support/HeapWatch.h"
 #include "tests/support/MapiMocks.h"
 
 namespace
@@ -154,6 +155,49 @@ TEST_F(KnownFoldersTest, KeepsEachFolderOnceInTheOrderOfTheirBytes)
     KnownFolders folders =
         madeOf({id({0x20}), id({0xFF}), id({0x30}), id({0x20, 0x00}), id({0x20}), id({0x25}), id({0xFF})});
     EXPECT_THAT(membersOf(folders), ElementsAre(id({0x20}), id({0x20, 0x00}), id({0x30}), id({0xFF})));
+}
+
+/// So many identifiers, in no order.
+std::vector<EntryId> manyIds(unsigned count)
+{
+    std::vector<EntryId> ids;
+    for (unsigned number = 0; number < count; ++number)
+    {
+        const unsigned mixed = number * 40503 % 65536; // 40503 is odd, so no number comes twice
+        ids.push_back(id({static_cast<BYTE>(mixed >> 8), static_cast<BYTE>(mixed)}));
+    }
+    return ids;
+}
+
+TEST_F(KnownFoldersTest, InsertsAmongManyWithoutMovingAllOfThem)
+{
+    KnownFolders folders;
+    std::ptrdiff_t most = 0;
+    for (const EntryId& folder : manyIds(5'000))
+    {
+        const support::HeapWatch heap;
+        folders.insert(folder);
+        most = std::max(most, heap.peak());
+    }
+    EXPECT_LE(most, 60'000); // 5,000 members take 80,000 bytes, and a vector that grows as much again
+}
+
+TEST_F(KnownFoldersTest, KeepsManyInOrderWhileSomeGo)
+{
+    std::vector<EntryId> ids = manyIds(3'000);
+    KnownFolders folders = madeOf(ids);
+    std::ranges::sort(ids);
+    EXPECT_EQ(membersOf(folders), ids);
+    const std::vector<KnownFolders::Member> members = folders.members();
+    for (std::size_t index = 1'000; index < members.size(); ++index)
+        EXPECT_TRUE(folders.erase(members[index]));
+    EXPECT_FALSE(folders.erase(members.back()));
+    ids.resize(1'000);
+    EXPECT_EQ(membersOf(folders), ids);
+    folders.insert(*members.back());
+    folders.insert(*members[1'500]);
+    EXPECT_EQ(membersOf(folders).at(1'000), *members[1'500]);
+    EXPECT_TRUE(folders.contains(*members.back()));
 }
 
 TEST_F(KnownFoldersTest, ErasesAMemberOnceAndByItself)
