@@ -1,6 +1,7 @@
 #include "utilities/Logger.h"
 
 #include <algorithm>
+#include <array>
 #include <vector>
 
 #include "utilities/ScopeGuard.h"
@@ -11,37 +12,30 @@ namespace utilities
 namespace
 {
 /// Appends a number in decimal, filled with zeros to `width`.
-void appendNumber(std::wstring& text, unsigned number, std::size_t width)
+void appendNumber(std::wstring& text, unsigned number, int width)
 {
-    const std::wstring digits = std::to_wstring(number);
-    if (digits.size() < width)
-        text.append(width - digits.size(), L'0');
-    text += digits;
+    std::array<wchar_t, 10> digits;
+    auto first = digits.end();
+    for (; number != 0 || digits.end() - first < std::max(width, 1); number /= 10)
+        *--first = static_cast<wchar_t>(L'0' + number % 10);
+    text.append(first, digits.end());
 }
 
 /// One text in UTF-8, each line feed as carriage return and line feed. A record can be a whole snapshot, so it stands in
 /// memory once.
 [[nodiscard]] std::vector<char> bytesOfFile(std::initializer_list<std::wstring_view> parts)
 {
-    const std::vector<Utf8Text> texts(parts.begin(), parts.end());
+    std::vector<Utf8Text> texts;
+    texts.reserve(parts.size());
     std::size_t size = 0;
-    for (const Utf8Text& text : texts)
-        size += text.size();
     for (const std::wstring_view part : parts)
-        size += static_cast<std::size_t>(std::ranges::count(part, L'\n'));
+        size += texts.emplace_back(part, LineEnds::OfFiles).size();
     std::vector<char> bytes(size);
     char* end = bytes.data();
     for (const Utf8Text& text : texts)
     {
         text.copyTo(end);
         end += text.size();
-    }
-    // From the back, as far as there is a gap.
-    for (char* to = bytes.data() + bytes.size(); to != end;)
-    {
-        *--to = *--end;
-        if (*to == '\n')
-            *--to = '\r';
     }
     return bytes;
 }
@@ -172,6 +166,7 @@ std::wstring Logger::timestamp()
     GetLocalTime(&now);
 
     std::wstring stamp;
+    stamp.reserve(32);
     appendNumber(stamp, now.wDay, 2);
     stamp += L'.';
     appendNumber(stamp, now.wMonth, 2);
