@@ -33,6 +33,13 @@ test('a line without a row, a row without a line and a row without a reason are 
   assert.throws(() => listOf('# Page\n'), /has no table/);
 });
 
+test('a line that runs by chance may run, or not, and is told from others by its text', () => {
+  const list = listOf(pageOf('| `agent/A.cpp` | `return 1;` | Now and then: only where the other thread was first. |'));
+  assert.deepEqual(faultsOf([], list), []);
+  assert.deepEqual(faultsOf(runsOf(line(5, 0)), list), []);
+  assert.equal(faultsOf(runsOf(line(4, 0)), list).length, 1);
+});
+
 test('two equal lines need two rows', () => {
   const row = '| `agent/A.cpp` | `fail();` | the machine has no such end |';
   const twice = [...runsOf(line(4, 0)), ...runsOf(line(4, 0))];
