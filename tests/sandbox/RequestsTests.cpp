@@ -241,6 +241,7 @@ TEST_F(EditRequestsTest, RefusesWhatIsNoRequest)
     for (const char* line : {"[]", "{}", R"({"do":7})"})
         EXPECT_EQ(refusedLine(line), "/: must be an object with the name of a request under 'do'");
     EXPECT_EQ(refusedLine(R"({"do":"dance"})"), "/do: there is no request 'dance'");
+    EXPECT_EQ(refusedLine(R"({"do":"da\nnce"})"), "/do: there is no request 'da\\u000Ance'") << "one line";
     EXPECT_EQ(refusedLine(R"({"do":"list","do":"list"})"), "/do: this key is given twice");
     EXPECT_THAT(refusedLine(R"({"do":"list","palce":"x"})"), HasSubstr("/palce: unknown key; known here are do, path"));
     EXPECT_THAT(refusedLine("{\"do\":\"\xff\"}"), HasSubstr("line 1, column "));
