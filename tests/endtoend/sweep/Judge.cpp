@@ -18,7 +18,9 @@ constexpr std::size_t addressField = 5;
 constexpr std::size_t identifierField = 10;
 constexpr std::size_t folderField = 11;
 
-// What statements of deletions begin with.
+// What statements begin with.
+const std::string contactAdded = "2;add;contact ";
+const std::string contactChanged = "2;change;contact ";
 const std::string contactDeleted = "2;delete;contact ;;;;;;;;;;";
 const std::string folderDeleted = "2;delete;folder ";
 
@@ -203,7 +205,10 @@ std::string Judge::outcome(const AgentRun& run) const
 
 bool Judge::isTrue(const std::string& statement, const Allowance& allowance) const
 {
-    if (allowance.deletes && isDeletion(statement))
+    if (allowance.misplaces && isDeletion(statement))
+        return true;
+    if (allowance.misplaces && statement.starts_with(contactAdded) &&
+        isTrue(contactChanged + statement.substr(contactAdded.size()), allowance))
         return true;
     return std::ranges::any_of(m_reference.messages,
                                [&](const std::string& message)

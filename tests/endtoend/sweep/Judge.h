@@ -15,8 +15,10 @@ struct Allowance
     bool aborts = false;        // the process may end by std::abort: without a footer and an end report
     bool losesSilently = false; // what is lost need not stand in the log
     bool misreads = false;      // an Exchange address may stand where an e-mail address belongs
-    bool holds = false;   // the end report may name more than the addresses that are never freed (settled behaviour 15)
-    bool deletes = false; // contacts and folders that are there may be reported as deleted
+    bool holds = false; // the end report may name more than the addresses that are never freed (settled behaviour 15)
+    /// A folder of ours may count as none: contacts and folders that are there may be reported as deleted, and contacts that
+    /// change as added.
+    bool misplaces = false;
 };
 
 /// What a message says of each of its contacts or folders: "2;add;contact " and the item's line.

@@ -85,10 +85,19 @@ TEST_F(JudgeTest, MindsAStatementThatIsNotTrue)
     for (const char* const deletion : {"2;delete;contact;0;1\n;;;;;;;;;;00A3;", "2;delete;folder;0;1\n00C1"})
     {
         EXPECT_THAT(complaintsOf(runWith({sending(deletion), m_failure})), ElementsAre(StartsWith("untrue: ")));
-        EXPECT_THAT(complaintsOf(runWith({sending(deletion), m_failure}), {.deletes = true}), IsEmpty());
+        EXPECT_THAT(complaintsOf(runWith({sending(deletion), m_failure}), {.misplaces = true}), IsEmpty());
     }
-    EXPECT_THAT(complaintsOf(runWith({sending("2;delete;contact;0;1\n;;;;;;;;;;00A9;"), m_failure}), {.deletes = true}),
-                ElementsAre(StartsWith("untrue: ")));
+    EXPECT_THAT(
+        complaintsOf(runWith({sending("2;delete;contact;0;1\n;;;;;;;;;;00A9;"), m_failure}), {.misplaces = true}),
+        ElementsAre(StartsWith("untrue: ")));
+}
+
+TEST_F(JudgeTest, MindsAnAdditionInPlaceOfAChange)
+{
+    const Judge judge(runWith({sending("2;change;contact;0;1\nKim;;;;;;;;;;00A3;00C1")}));
+    const AgentRun run = runWith({sending(addition), m_failure});
+    EXPECT_THAT(judge.complaints(run, {}), ElementsAre(StartsWith("untrue: ")));
+    EXPECT_THAT(judge.complaints(run, {.misplaces = true}), IsEmpty());
 }
 
 TEST_F(JudgeTest, MindsHeadersThatDoNotCount)

@@ -2,25 +2,26 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <fstream>
 #include <iostream>
 #include <map>
-#include <nlohmann/json.hpp>
-#include <random>
 #include <set>
+#include <string_view>
+#include <utility>
 
 #include <gtest/gtest.h>
+
+#include "tests/support/Choices.h"
+#include "tests/support/Figures.h"
 
 namespace endtoend::sweep
 {
 namespace
 {
-constexpr unsigned long long usualSeed = 1;
-
-std::string variable(const char* name, const std::string& otherwise)
+/// A variable of the environment; empty when there is none.
+std::string_view variable(const char* name)
 {
     const char* const text = std::getenv(name);
-    return text != nullptr && *text != '\0' ? text : otherwise;
+    return text != nullptr ? text : "";
 }
 } // namespace
 
@@ -32,36 +33,38 @@ void Sweep::add(std::string point, std::string kind, std::function<Verdict()> ru
 std::vector<const Sweep::Run*> Sweep::chosen() const
 {
     std::vector<const Run*> runs;
-    const std::string only = variable("LINKWELL_SWEEP_ONLY", "");
+    const std::string_view only = variable("LINKWELL_SWEEP_ONLY");
     for (const Run& run : m_runs)
     {
         if (only.empty() || only == run.point + ' ' + run.kind)
             runs.push_back(&run);
     }
-    const std::string count = variable("LINKWELL_SWEEP_RUNS", std::to_string(m_usualCount));
-    if (!only.empty() || count == "all" || std::stoull(count) >= runs.size())
+    if (!only.empty() || variable("LINKWELL_SWEEP_RUNS") == "all")
         return runs;
-    const unsigned long long seed = std::stoull(variable("LINKWELL_SEED", std::to_string(usualSeed)));
-    std::cout << count << " of " << runs.size() << " runs, chosen by the seed " << seed << '\n';
-    std::mt19937_64 engine(seed); // the standard says which numbers it gives; of std::shuffle it doesn't
-    for (std::size_t place = 0; place < std::stoull(count); ++place)
-        std::swap(runs[place], runs[place + engine() % (runs.size() - place)]);
-    runs.resize(std::stoull(count));
+    const std::size_t count =
+        std::min<std::size_t>(support::amountOf("LINKWELL_SWEEP_RUNS", m_usualCount), runs.size());
+    const unsigned long long seed = support::amountOf("LINKWELL_SEED", 1);
+    std::cout << m_table << ": " << count << " of " << runs.size() << " runs, chosen by the seed " << seed << '\n';
+    support::Choices choices(seed);
+    for (std::size_t place = 0; place < count; ++place)
+        std::swap(runs[place], runs[place + choices.below(runs.size() - place)]);
+    runs.resize(count);
     return runs;
 }
 
 void Sweep::run()
 {
     const std::vector<const Run*> runs = chosen();
-    ASSERT_FALSE(runs.empty()) << "LINKWELL_SWEEP_ONLY names no run";
+    ASSERT_FALSE(runs.empty()) << "LINKWELL_SWEEP_ONLY or LINKWELL_SWEEP_RUNS leaves no run";
+    const auto& test = *testing::UnitTest::GetInstance()->current_test_info();
     std::vector<Verdict> verdicts;
     for (const Run* run : runs)
     {
         const Verdict verdict = run->run();
         for (const std::string& complaint : verdict.complaints)
             ADD_FAILURE() << complaint << "\nThis does the run again:\n    LINKWELL_SWEEP_ONLY='" << run->point << ' '
-                          << run->kind << "' scripts/test --only linkwell_sweep_tests '"
-                          << testing::UnitTest::GetInstance()->current_test_info()->test_suite_name() << ".*'";
+                          << run->kind << "' scripts/test --only linkwell_sweep_tests '" << test.test_suite_name()
+                          << '.' << test.name() << "'";
         verdicts.push_back(verdict);
     }
     report(runs, verdicts);
@@ -83,21 +86,14 @@ void Sweep::report(const std::vector<const Run*>& runs, const std::vector<Verdic
         ++row.runs;
         ++row.outcomes[verdicts[index].complaints.empty() ? verdicts[index].outcome : "WRONG"];
     }
-    std::ofstream figures(variable("LINKWELL_FIGURES", "NUL"), std::ios::app);
     for (const auto& [kind, row] : rows)
     {
         std::string outcomes;
         for (const auto& [outcome, count] : row.outcomes)
             outcomes += (outcomes.empty() ? "" : ", ") + std::to_string(count) + ' ' + outcome;
         std::cout << kind << ": " << row.points.size() << " points, " << row.runs << " runs: " << outcomes << '\n';
-        figures << nlohmann::ordered_json{{"table", m_table},
-                                          {"row",
-                                           {{"Kind", kind},
-                                            {"Points", row.points.size()},
-                                            {"Runs", row.runs},
-                                            {"Outcomes", outcomes}}}}
-                       .dump()
-                << '\n';
+        support::addFigures(
+            m_table, {{"Kind", kind}, {"Points", row.points.size()}, {"Runs", row.runs}, {"Outcomes", outcomes}});
     }
 }
 } // namespace endtoend::sweep
