@@ -129,7 +129,9 @@ void appendHex(std::string& bytes, const SPropValue& value)
 /// A contact's line, converted once.
 void appendLine(std::string& bytes, const SPropValue* values, const SPropValue& address)
 {
-    static std::wstring s_wide; // keeps its memory from contact to contact
+    // Both keep their memory from contact to contact.
+    static std::wstring s_wide;
+    static std::vector<char> s_line;
     s_wide.clear();
     for (const std::size_t field : textFields)
     {
@@ -138,12 +140,10 @@ void appendLine(std::string& bytes, const SPropValue* values, const SPropValue& 
             s_wide += value.Value.lpszW;
         s_wide += L';';
     }
-    const std::size_t start = bytes.size();
-    const std::size_t most = s_wide.size() * 3; // bytes of a UTF-16 unit
-    bytes.resize(start + most);
-    const int size = WideCharToMultiByte(CP_UTF8, 0, s_wide.data(), static_cast<int>(s_wide.size()),
-                                         bytes.data() + start, static_cast<int>(most), nullptr, nullptr);
-    bytes.resize(start + static_cast<std::size_t>(size));
+    s_line.resize(std::max(s_line.size(), s_wide.size() * 3)); // no UTF-16 unit takes more
+    const int size = WideCharToMultiByte(CP_UTF8, 0, s_wide.data(), static_cast<int>(s_wide.size()), s_line.data(),
+                                         static_cast<int>(s_line.size()), nullptr, nullptr);
+    bytes.append(s_line.data(), static_cast<std::size_t>(size));
     appendHex(bytes, values[firstIdentifier]);
     bytes += ';';
     appendHex(bytes, values[firstIdentifier + 1]);
