@@ -93,6 +93,13 @@ TEST_F(PlatformJudgeTest, MindsARecordTooMany)
                     "a record of another run: Cuckoo");
 }
 
+TEST_F(PlatformJudgeTest, MindsALossThatNoRecordTells)
+{
+    PlatformRun run = m_whole;
+    run.left.messages.pop_back();
+    expectComplaint("WriteFile", run, "what is lost does not stand in the log");
+}
+
 TEST_F(PlatformJudgeTest, MindsMoreThanOneLostRecord)
 {
     PlatformRun run = leftOf({"WM_CLOSE received"});
