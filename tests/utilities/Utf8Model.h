@@ -31,7 +31,8 @@ namespace tests
     return bytes;
 }
 
-/// UTF-16 of every kind, up to so many units: letters of each length, pairs, halves of them, zeros, marks, line ends.
+/// UTF-16 of every kind, of some so many units: letters of each length, pairs, halves of them, zeros, marks, line ends, and
+/// long stretches of ASCII.
 [[nodiscard]] inline std::wstring randomUtf16(support::Choices& choices, std::size_t most)
 {
     static const std::vector<wchar_t> s_edges = {0,      L'\n',  L'\r',  0x7F,   0x80,   0x7FF,
@@ -51,7 +52,10 @@ namespace tests
             text.append({static_cast<wchar_t>(choices.between(0xD800, 0xDBFF)),
                          static_cast<wchar_t>(choices.between(0xDC00, 0xDFFF))});
         else
-            text += static_cast<wchar_t>(choices.between(' ', '~'));
+        {
+            for (std::size_t count = choices.chance(10) ? choices.below(most) : 1; count > 0; --count)
+                text += choices.chance(97) ? static_cast<wchar_t>(choices.between(' ', '~')) : L'\n';
+        }
     }
     return text;
 }
