@@ -133,9 +133,9 @@ bool PlatformRunTest::waitUntilPumping()
 {
     // Not by the log, which may be missing. The pipe is there from the first MAPIInitialize on, if there is one.
     const std::wstring pipe = LR"(\\.\pipe\)" + support::environmentValue(L"LINKWELL_SANDBOX_CONTROL");
-    while (!WaitNamedPipeW(pipe.c_str(), look))
+    for (const ULONGLONG end = GetTickCount64() + patience; !WaitNamedPipeW(pipe.c_str(), look);)
     {
-        if (hasEnded(agent().process(), look))
+        if (hasEnded(agent().process(), look) || GetTickCount64() > end)
             return false;
     }
     try
