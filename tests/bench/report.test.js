@@ -109,14 +109,14 @@ test('no file and no observations are refused', () => {
 });
 
 test('the blocks of a page are written anew, and nothing else of it', () => {
-  const page = ['before', '<!-- bench: table log, pipe -->', 'old', '<!-- /bench -->', 'between', '<!-- bench: aims -->', '<!-- /bench -->', 'behind'];
+  const page = ['before', '<!-- bench: table log, pipe -->', 'stale', '<!-- /bench -->', 'between', '<!-- bench: aims -->', '<!-- /bench -->', 'behind'];
   const { status, left } = report({ 'page.md': page, a: [...lines('log', 'agent', 2, [1]), ...lines('pipe', 'agent', 2, [1])] },
     '--write', 'page.md', 'a');
   const text = left.get('page.md');
   assert.strictEqual(status, 0);
   assert.match(text, /^before\n<!-- bench: table log, pipe -->\n\n\| Figure[^]*\n\| its log[^]*\n\| its pipe[^]*\n\n<!-- \/bench -->\nbetween\n<!-- bench: aims -->\n\n\| Aim/);
   assert.match(text, /<!-- \/bench -->\nbehind$/);
-  assert.doesNotMatch(text, /old/);
+  assert.doesNotMatch(text, /stale/);
 });
 
 test('a block of a figure that has not been measured leaves the page alone', () => {

@@ -48,6 +48,11 @@ function beside(aim, figure, other, sizes, most) {
   }));
 }
 
+/** An aim that a figure of the agent grows no faster than its size, but for what measurements vary. */
+function linear(aim, figure, from, to) {
+  return { aim, measured: (median) => median(figure, 'agent', to) / median(figure, 'agent', from) / (to / from), most: 1.1 };
+}
+
 /**
  * `measured` gets `median(figure, of, size)`, of whatever size when there is none, which is NaN for what has not been measured. It
  * gives what is to be at most `most`.
@@ -60,6 +65,10 @@ const AIMS = [
     measured: (median) => median('snapshot', 'agent', 300000) / median('snapshot', 'agent', 100000),
     most: 3.2,
   },
+  linear('Composing, log and pipe, growth beside size up to 300,000 contacts', 'parts', 100000, 300000),
+  linear('Message, growth beside size up to 200 MB', 'message', 64, 200),
+  linear('Burst in one batch, growth beside size up to 20,000 changes', 'batch', 2000, 20000),
+  linear('Folder that appears, growth beside size up to 20,000 contacts', 'new folder', 2000, 20000),
   { aim: 'Sandbox with a mailbox of 300,000 contacts, MB', measured: (median) => median('mailbox memory', 'sandbox', 300000), most: 500 },
   ...beside('Message of SIZE MB, agent beside floor', 'message', 'floor', [200], 1.15),
   { aim: 'Memory for each byte of 200 MB', measured: (median) => median('message memory', 'agent', 200), most: 5 },
