@@ -70,13 +70,14 @@ void LiveProcess::wait(Json request)
 
 void LiveProcess::close()
 {
-    if (m_party == Party::Floor)
-        return;
-    if (!m_process.postToWindow(WM_CLOSE) || m_process.waitForExit() != DWORD{0})
-        throw std::runtime_error("the agent does not end in order");
+    const bool isAsked =
+        m_party == Party::Agent ? m_process.postToWindow(WM_CLOSE) : m_process.postToMainThread(WM_QUIT);
+    const std::string name = nameOf(m_party);
+    if (!isAsked || m_process.waitForExit() != DWORD{0})
+        throw std::runtime_error(name + " does not end in order");
     if (const std::string errors = support::readBytes(m_folder.file(L"errors.txt")); !errors.empty())
-        throw std::runtime_error("the agent has written to standard error: " + errors);
+        throw std::runtime_error(name + " has written to standard error: " + errors);
     if (const std::string report = support::readBytes(m_folder.file(L"report.txt")); report != "Nothing is held.\n")
-        throw std::runtime_error("at the end of the agent " + report);
+        throw std::runtime_error("at the end of " + name + ": " + report);
 }
 } // namespace bench

@@ -71,12 +71,11 @@ public:
     [[nodiscard]] Arrival take() { return m_host.take(1, m_process.process()).front(); }
     [[nodiscard]] std::vector<Arrival> take(std::size_t count) { return m_host.take(count, m_process.process()); }
 
-    /// Has an agent end, and does nothing for the floor. Throws unless the agent ends with 0, has written nothing to
-    /// standard error and holds nothing of the sandbox's.
+    /// Has it end. Throws unless it ends with 0, has written nothing to standard error and holds nothing of the sandbox's.
     void close();
 
     [[nodiscard]] HANDLE process() const noexcept { return m_process.process(); }
-    /// The log's path: no other process has it on its command line.
+    /// The log's path: no other process has it on its command line, also in other Wine prefixes.
     [[nodiscard]] const std::wstring& logFile() const noexcept { return m_logFile; }
 
 private:
@@ -86,7 +85,7 @@ private:
     TimingHost& m_host;
     const Party m_party;
     const support::TempFolder m_folder;
-    const std::wstring m_logFile = m_folder.file(L"agent.log");
+    const std::wstring m_logFile = m_folder.file(std::to_wstring(Clock::now().time_since_epoch().count()) + L".log");
     const std::wstring m_pipe = support::uniqueName(L"linkwell-bench");
     const std::list<support::EnvironmentVariable> m_environment;
     const endtoend::AgentProcess m_process;

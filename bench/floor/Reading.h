@@ -31,6 +31,8 @@ public:
 
     /// Visits the visible folders of the first store from the root of what users see, depth first.
     void visitFolders(const std::function<void(IMAPIFolder&)>& visitor);
+    /// By its class; throws for a folder without one.
+    [[nodiscard]] bool isContactFolder(IMAPIFolder& folder);
     /// Appends a line for each contact of the folder, or for one that is open.
     void readContacts(IMAPIFolder& folder, Message& message);
     void readContact(IMAPIProp& contact, Message& message);
@@ -41,7 +43,6 @@ public:
 
 private:
     void openFirstStore();
-    [[nodiscard]] bool isContactFolder(IMAPIFolder& folder);
     void visitFolder(IMAPIFolder& folder, const std::function<void(IMAPIFolder&)>& visitor);
 
     const Runtime& m_runtime;

@@ -1,11 +1,14 @@
-// linkwell_watcher [/log=FILE]: the agent's watching in the barest way, without any code of the agent: two threads, a pump with the same period, the
-// same MAPI calls for a contact that has changed and for the contacts of a new folder, two records of the log, one exchange with the host. It knows no
-// folders, and reports each contact that has changed. Runs until it is ended.
+// linkwell_watcher [/log=FILE]: the agent's watching in the barest way, without any code of the agent: two threads, a pump of the
+// same period, the same MAPI calls for a contact that has changed and for the contacts of a new folder, two records of the log,
+// one exchange with the host. It knows no folders, and reports each contact that has changed. Ends by WM_QUIT to its main thread.
 #include <windows.h>
 
+#include <atomic>
+#include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
-#include <optional>
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -113,8 +116,8 @@ private:
     BareLog& m_log;
 };
 
-/// What the worker does for as long as the process lives.
-void watch(const Runtime& runtime, Reader& reader, BareLog& log)
+/// What the worker does until it is to stop.
+void watch(const Runtime& runtime, Reader& reader, BareLog& log, const std::atomic<bool>& stop)
 {
     try
     {
@@ -125,11 +128,14 @@ void watch(const Runtime& runtime, Reader& reader, BareLog& log)
         ULONG_PTR connection = 0;
         check(reader.store().Advise(0, nullptr, fnevObjectCreated | fnevObjectModified, wrapper, &connection),
               "Advise");
-        for (MSG message{};; Sleep(1))
+        for (MSG message{}; !stop; std::this_thread::sleep_for(std::chrono::milliseconds(1)))
         {
             while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE))
                 DispatchMessageW(&message);
         }
+        check(reader.store().Unadvise(connection), "Unadvise");
+        wrapper->Release();
+        runtime.uninitialize();
     }
     catch (const std::exception& failure)
     {
@@ -147,9 +153,11 @@ int main(int argumentCount, char** arguments)
         const bench::Runtime runtime = bench::Runtime::load();
         bench::Reader reader(runtime);
         bench::BareLog log(option.starts_with("/log=") ? option.substr(5) : "");
-        std::thread worker(bench::watch, std::cref(runtime), std::ref(reader), std::ref(log));
+        std::atomic<bool> stop = false;
+        std::thread worker(bench::watch, std::cref(runtime), std::ref(reader), std::ref(log), std::cref(stop));
         for (MSG message{}; GetMessageW(&message, nullptr, 0, 0) > 0;)
             DispatchMessageW(&message);
+        stop = true;
         worker.join();
     }
     catch (const std::exception& failure)

@@ -9,8 +9,8 @@ namespace endtoend
 {
 namespace
 {
-/// What a program did for its snapshot.
-struct Snapshot
+/// What a program did for its snapshot, or for changes.
+struct Work
 {
     std::vector<std::string> calls;
     std::vector<std::string> messages;
@@ -40,7 +40,7 @@ class FloorTest : public EndToEndTest
 {
 protected:
     /// Runs a program until its message is at the host, and ends it.
-    [[nodiscard]] Snapshot snapshotBy(const std::wstring& program, std::string_view mailbox)
+    [[nodiscard]] Work snapshotBy(const std::wstring& program, std::string_view mailbox)
     {
         const support::EnvironmentVariable agentProgram(L"LINKWELL_AGENT", (programFolder() / program).wstring());
         const support::Handle answered = support::makeEvent();
@@ -51,7 +51,7 @@ protected:
         ask({{"do", "journal"}, {"action", "start"}});
         ask({{"do", "release"}, {"hold", "start"}});
         EXPECT_TRUE(host().waitForRequests(1));
-        Snapshot snapshot{callsOf(ask({{"do", "journal"}, {"action", "read"}})), messages()};
+        Work snapshot{callsOf(ask({{"do", "journal"}, {"action", "read"}})), messages()};
         SetEvent(answered.get());
         (void)agent().postToWindow(WM_CLOSE); // which the floor does not have
         const AgentRun run = finish();
@@ -59,6 +59,32 @@ protected:
         EXPECT_EQ(run.report, nothingHeld);
         EXPECT_EQ(run.standardError, "");
         return snapshot;
+    }
+
+    /// What a program that watches this mailbox, of one store, does for each of these requests: its calls, and its messages.
+    [[nodiscard]] Work changesBy(const std::wstring& program, std::string_view mailbox,
+                                 const std::vector<Json>& requests)
+    {
+        const support::EnvironmentVariable agentProgram(L"LINKWELL_AGENT", (programFolder() / program).wstring());
+        serveHost();
+        writeMailbox(mailbox);
+        startAgent();
+        ask({{"do", "wait"}, {"for", "advised"}, {"count", 1}});
+        ask({{"do", "wait"}, {"for", "idle"}});
+        (void)takeMessages(); // the agent's snapshot
+        ask({{"do", "journal"}, {"action", "start"}});
+        for (const Json& request : requests)
+        {
+            ask(request);
+            ask({{"do", "wait"}, {"for", "idle"}}); // what is read of a contact is what it has by then
+        }
+        Work work{callsOf(ask({{"do", "journal"}, {"action", "read"}})), takeMessages()};
+        EXPECT_TRUE(agent().postToWindow(WM_CLOSE) || agent().postToMainThread(WM_QUIT)); // the floor has no window
+        const AgentRun run = finish();
+        EXPECT_EQ(run.exitValue, 0U);
+        EXPECT_EQ(run.report, nothingHeld);
+        EXPECT_EQ(run.standardError, "");
+        return work;
     }
 };
 
@@ -73,10 +99,31 @@ TEST_F(FloorTest, MakesTheCallsOfTheAgentAndSendsItsMessage)
             {"name": "Empty", "class": "IPF.Contact"},
             {"name": "Hidden", "class": "IPF.Contact", "hidden": true, "messages": [{"displayName": "Dan"}]}]}],
         "plans": [{"method": "MAPILogonEx", "hold": "start"}]})";
-    const Snapshot ofFloor = snapshotBy(L"linkwell_floor.exe", mailbox);
-    const Snapshot ofAgent = snapshotBy(L"LinkwellAgent.exe", mailbox);
+    const Work ofFloor = snapshotBy(L"linkwell_floor.exe", mailbox);
+    const Work ofAgent = snapshotBy(L"LinkwellAgent.exe", mailbox);
     EXPECT_GT(ofFloor.calls.size(), 55U * 5);
     EXPECT_EQ(ofFloor.calls, ofAgent.calls);
+    EXPECT_EQ(ofFloor.messages, ofAgent.messages);
+}
+
+TEST_F(FloorTest, WatchesByTheCallsOfTheAgentAndSendsItsMessages)
+{
+    constexpr std::string_view mailbox =
+        R"({"stores": [{"name": "Mailbox", "ipmSubtree": {"class": "IPF.Note"}, "folders": [
+        {"name": "Contacts", "class": "IPF.Contact", "messages": [{"displayName": "Ada"}, {"displayName": "Bea"}]}]}]})";
+    const auto renamed = [](const char* name, const char* other) -> Json
+    {
+        return {{"do", "editContact"},
+                {"contact", std::string("Mailbox/Contacts/") + name},
+                {"set", {{"displayName", other}, {"email", "a@example.com"}}}};
+    };
+    const std::vector<Json> requests = {
+        renamed("Ada", "Cid"), {{"do", "batch"}, {"requests", {renamed("Cid", "Dan"), renamed("Bea", "Eve")}}}};
+    const Work ofFloor = changesBy(L"linkwell_watcher.exe", mailbox, requests);
+    const Work ofAgent = changesBy(L"LinkwellAgent.exe", mailbox, requests);
+    EXPECT_GT(ofFloor.calls.size(), 3U * 5);
+    EXPECT_EQ(ofFloor.calls, ofAgent.calls);
+    EXPECT_EQ(ofFloor.messages.size(), 2U);
     EXPECT_EQ(ofFloor.messages, ofAgent.messages);
 }
 } // namespace

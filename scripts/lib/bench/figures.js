@@ -19,15 +19,19 @@ const FIGURES = [
   { figure: 'message', title: 'Message', size: 'MB', rate: true },
   { figure: 'message memory', title: 'Memory for a message', size: 'MB' },
   { figure: 'message memory with a log', title: 'Memory for a message, with a log', size: 'MB' },
-  { figure: 'change', title: 'Change, median', size: 'changes', wine: true },
-  { figure: 'change 99th', title: 'Change, 99th percentile', size: 'changes', wine: true },
-  { figure: 'change slowest', title: 'Change, slowest', size: 'changes', wine: true },
-  { figure: 'change request', title: 'its request to the sandbox', size: 'changes', wine: true },
+  { figure: 'change', title: 'Change, median', wine: true },
+  { figure: 'change 99th', title: 'Change, 99th percentile', wine: true },
+  { figure: 'change slowest', title: 'Change, slowest', wine: true },
+  { figure: 'change request', title: 'its request to the sandbox', wine: true },
   { figure: 'pump period', title: 'A period of the pump', wine: true },
   { figure: 'exchange', title: 'An exchange with the host', wine: true },
   { figure: 'burst', title: 'Burst of changes, one by one', size: 'changes', rate: true },
   { figure: 'batch', title: 'Burst of changes in one batch', size: 'changes', rate: true },
   { figure: 'new folder', title: 'A folder that appears', size: 'contacts', rate: true },
+  { figure: 'folders registered', title: 'Known folders, registering', size: 'folders', rate: true },
+  { figure: 'folders searched', title: 'Known folders, each searched once', size: 'folders', rate: true },
+  { figure: 'one folder gone', title: 'Known folders, one is gone', size: 'folders', rate: true },
+  { figure: 'all folders gone', title: 'Known folders, all are gone', size: 'folders', rate: true },
   { figure: 'burst memory', title: 'Memory of a burst, one by one', size: 'changes' },
   { figure: 'batch memory', title: 'Memory of a burst in one batch', size: 'changes' },
   { figure: 'new folder memory', title: 'Memory of a folder that appears', size: 'contacts' },
@@ -51,6 +55,12 @@ function beside(aim, figure, other, sizes, most) {
 /** An aim that a figure of the agent grows no faster than its size, but for what measurements vary. */
 function linear(aim, figure, from, to) {
   return { aim, measured: (median) => median(figure, 'agent', to) / median(figure, 'agent', from) / (to / from), most: 1.1 };
+}
+
+/** How much faster than the floor's a figure of the known folders grows. */
+function growthBeside(figure) {
+  const ratio = (median, size) => median(figure, 'agent', size) / median(figure, 'floor', size);
+  return (median) => ratio(median, 20000) / ratio(median, 1000);
 }
 
 /**
@@ -82,7 +92,13 @@ const AIMS = [
     measured: (median) => median('change', 'agent') / (median('pump period', 'bare') + 1.2 * median('exchange', 'bare')),
     most: 1,
   },
-  { aim: 'Processor time of an idle agent, beside a bare loop', measured: (median) => median('idle time', 'agent') / median('idle time', 'floor'), most: 1.05 },
+  ...beside('Processor time of an idle agent, beside a bare loop', 'idle time', 'floor', [1], 1.05),
+  ...beside('Wake-ups of an idle agent, beside a bare loop', 'idle wake-ups', 'floor', [1], 1.05),
+  ...['folders registered', 'folders searched', 'one folder gone', 'all folders gone'].map((figure) => ({
+    aim: `Growth from 1,000 to 20,000 known folders (${figure}), agent beside floor`,
+    measured: growthBeside(figure),
+    most: 1.2,
+  })),
 ];
 
 module.exports = { FIGURES, AIMS };
