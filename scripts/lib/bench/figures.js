@@ -92,6 +92,7 @@ const AIMS = [
     measured: (median) => median('change', 'agent') / (median('pump period', 'bare') + 1.2 * median('exchange', 'bare')),
     most: 1,
   },
+  ...beside('A change, agent beside floor', 'change', 'floor', [1], 1.05),
   ...beside('Processor time of an idle agent, beside a bare loop', 'idle time', 'floor', [1], 1.05),
   ...beside('Wake-ups of an idle agent, beside a bare loop', 'idle wake-ups', 'floor', [1], 1.05),
   ...['folders registered', 'folders searched', 'one folder gone', 'all folders gone'].map((figure) => ({
