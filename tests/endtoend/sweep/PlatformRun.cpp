@@ -16,6 +16,7 @@ constexpr std::size_t fullLog = 0x100000;
 constexpr std::size_t roomInLog = 4000;
 constexpr std::string_view earlierRecord = "05.03.2024 14:07:09.042  ";
 
+constexpr std::string_view full = "(continue to the next log file)";
 constexpr std::string_view rotated = "(continue to the next log file)(continue logging)\r\n";
 constexpr std::string_view betweenRuns = "\r\n\r\n";
 
@@ -70,6 +71,8 @@ std::string logOfRun(const std::wstring& file)
     bytes.erase(0, std::min(bytes.size(), fullLog - roomInLog));
     if (bytes.starts_with(betweenRuns))
         bytes.erase(0, betweenRuns.size());
+    if (bytes.ends_with(full)) // and nothing came behind it
+        bytes.erase(bytes.size() - full.size());
     for (auto at = bytes.find(rotated); at != std::string::npos; at = bytes.find(rotated, at))
         bytes.replace(at, rotated.size(), at + rotated.size() == bytes.size() ? "" : "\r\n");
     return bytes;
