@@ -63,6 +63,10 @@ TEST(CleanerTest, ReplacesWhatItDoesNotKnow)
     EXPECT_THAT(cleanedRecord(cleaner, "Cannot open contact: hr = Anna"), testing::MatchesRegex("text-\\w+"));
     EXPECT_THAT(cleanedRecord(cleaner, "An exception has been caught in main : Anna"),
                 testing::MatchesRegex("An exception has been caught in main : text-\\w+"));
+    // Begins as a line of the page that has no hole, and is another one.
+    EXPECT_THAT(cleanedRecord(cleaner, "An exception has been caught in AdviseSinkImpl::OnNotify : "
+                                       "Unable to send data through ipc channel Anna"),
+                testing::MatchesRegex("An exception has been caught in AdviseSinkImpl::OnNotify : text-\\w+"));
     EXPECT_EQ(cleanedLine(cleaner, ""), "");
 }
 

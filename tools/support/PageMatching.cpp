@@ -58,8 +58,10 @@ bool matchFrom(const std::vector<Piece>& pieces, std::size_t piece, std::string_
     const std::string_view rest = text.substr(current.words.size());
     if (current.hole == Hole::None)
     {
+        if (!rest.empty())
+            return false;
         parts.push_back({Hole::None, text});
-        return rest.empty();
+        return true;
     }
     const std::size_t before = parts.size();
     const std::string_view next = pieces[piece + 1].words;
