@@ -15,6 +15,9 @@ const DEFAULT_CLOSE_TIMEOUT = 65000;
 
 const RETRY_MILLISECONDS = 200;
 
+/** For what an ended tool has said to come in. */
+const OUTPUT_MILLISECONDS = 200;
+
 /** A running agent. Event 'exit' ({@link AgentExit}): its process has ended, for whatever reason. */
 class Agent extends EventEmitter {
   constructor(child, closeTool) {
@@ -113,7 +116,8 @@ async function closeAgent(options) {
   const child = spawn(closeTool, [], { stdio: ['ignore', 'ignore', 'pipe'], windowsHide: true });
   let said = '';
   child.stderr.on('data', (chunk) => { said += chunk; });
-  const ended = once(child, 'close');
+  const ended = once(child, 'exit');
+  const outputEnded = once(child.stderr, 'close');
   if (!await settlesWithin(ended, timeout)) {
     child.kill(); // the tool, which only waits by now
     throw new AgentError('CLOSE', `the agent has not ended within ${Math.round(timeout)} ms`);
@@ -124,6 +128,9 @@ async function closeAgent(options) {
   } catch (error) {
     throw new AgentError('CLOSE', `the closing tool can't be run: ${error.message}`, error);
   }
+  // What the system starts for the tool may inherit its output and keep it open: Wine's desktop does.
+  await settlesWithin(outputEnded, OUTPUT_MILLISECONDS);
+  child.stderr.destroy();
   if (status !== 0 && status !== 1) {
     throw new AgentError('CLOSE', `the agent can't be closed: ${said.trim() || `the tool's exit value is ${status}`}`);
   }

@@ -153,6 +153,21 @@ test('says what the closing tool says', { skip: ON_WINDOWS && 'a script takes it
   await assert.rejects(closeAgent({ closeTool }), { message: 'the agent can\'t be closed: closeagent: no' });
 });
 
+test('waits for the closing tool, and for nothing that keeps its output open', { skip: ON_WINDOWS && 'a script takes its place' },
+  async (t) => {
+    const folder = makeFolder(t);
+    const closeTool = path.join(folder, 'closetool');
+    fs.writeFileSync(closeTool, `#!${process.execPath}
+const { spawn } = require('child_process');
+const child = spawn('sleep', ['3600'], { stdio: 'inherit', detached: true });
+require('fs').writeFileSync(__dirname + '/keeper', String(child.pid));
+console.error('closeagent: no');
+process.exit(3);`, { mode: 0o700 });
+    const closed = await closeAgent({ closeTool, timeout: 60000 }).catch((error) => error);
+    process.kill(Number(fs.readFileSync(path.join(folder, 'keeper'), 'utf8')));
+    assert.equal(closed.message, 'the agent can\'t be closed: closeagent: no');
+  });
+
 test('closes its agent also where the tool leaves another one', { skip: ON_WINDOWS && 'a script takes its place' },
   async (t) => {
     const { agent, options } = await launch(t);
