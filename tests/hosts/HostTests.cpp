@@ -192,6 +192,7 @@ TEST_F(HostTest, CutsTheConnectionAtALengthAboveTheLimit)
     startHost();
     EXPECT_EQ(exchange(contactText), "ack");
     EXPECT_EQ(exchange(std::string(contactText) + 'x'), "");
+    ASSERT_TRUE(waitForErrors(1)); // which is told behind the cut
     EXPECT_THAT(codes(), ElementsAre("ERR_LINKWELL_OVERSIZED"));
     EXPECT_EQ(messages().size(), 1U);
 }
