@@ -37,6 +37,8 @@ function drawCurve(summaries, figure, file) {
   if (run.error || run.status !== 0 || run.stderr !== '') {
     throw new Error(`gnuplot can't draw "${describe(figure).title}": ${run.error ? run.error.message : run.stderr.trim()}`);
   }
+  // gnuplot indents by tabs and leaves blanks at the ends of lines, and the file is committed.
+  fs.writeFileSync(file, fs.readFileSync(file, 'utf8').replace(/[ \t]+$/gm, '').replaceAll('\t', '  '));
 }
 
 module.exports = { drawCurve };
