@@ -7,7 +7,7 @@ const path = require('path');
 const { describe } = require('./tables.js');
 
 /** What gnuplot is told: both axes by powers of ten, each party with its median and the range of its runs. */
-function plotCommands(summaries, figure, file) {
+function plotCommands(summaries, figure) {
   const { title, size } = describe(figure);
   const all = summaries.filter((one) => one.figure === figure).sort((one, other) => one.size - other.size);
   const parties = [...new Set(all.map(({ of }) => of))];
@@ -16,7 +16,6 @@ function plotCommands(summaries, figure, file) {
   const sizes = [...new Set(all.map((one) => one.size))];
   const plots = parties.map((of, at) => `$party${at} using 1:2:3:4 with yerrorlines title "${of}" lw 1.5 pt 7 ps 0.5`);
   return `set terminal svg size 720,420 font "sans-serif,13" background "white"
-set output ${JSON.stringify(file)}
 set logscale xy
 set xrange [${Math.min(...sizes) / 1.5}:${Math.max(...sizes) * 1.5}]
 set xtics (${sizes.map((one) => `"${one.toLocaleString('en')}" ${one}`).join(', ')})
@@ -33,12 +32,12 @@ plot ${plots.join(', ')}
 /** Writes the SVG; throws where gnuplot is missing or refuses. */
 function drawCurve(summaries, figure, file) {
   fs.mkdirSync(path.dirname(file), { recursive: true });
-  const run = spawnSync('gnuplot', { input: plotCommands(summaries, figure, file), encoding: 'utf8' });
+  const run = spawnSync('gnuplot', { input: plotCommands(summaries, figure), encoding: 'utf8' });
   if (run.error || run.status !== 0 || run.stderr !== '') {
     throw new Error(`gnuplot can't draw "${describe(figure).title}": ${run.error ? run.error.message : run.stderr.trim()}`);
   }
   // gnuplot indents by tabs and leaves blanks at the ends of lines, and the file is committed.
-  fs.writeFileSync(file, fs.readFileSync(file, 'utf8').replace(/[ \t]+$/gm, '').replaceAll('\t', '  '));
+  fs.writeFileSync(file, run.stdout.replace(/[ \t]+$/gm, '').replaceAll('\t', '  '));
 }
 
 module.exports = { drawCurve };
