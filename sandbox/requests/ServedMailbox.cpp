@@ -24,6 +24,12 @@ Json editServedMailbox(const std::function<Json(Mailbox&, MailboxEdits&)>& work)
         answer = work(*mailbox, edits);
         batches = edits.keep();
     }
+    if (!batches.empty())
+    {
+        LARGE_INTEGER now{};
+        QueryPerformanceCounter(&now);
+        answer["notified"] = now.QuadPart;
+    }
     Delivery::instance().send(batches);
     return answer;
 }

@@ -14,6 +14,7 @@ namespace sandbox
 [[nodiscard]] std::shared_ptr<Mailbox> servedMailbox();
 
 /// Makes edits of the served mailbox, all or, if `work` throws, none, and notifies those who watch it afterwards, when
-/// the mailbox is no longer locked. Gives what `work` gives.
+/// the mailbox is no longer locked. Gives what `work` gives, with the performance counter as it was right before, as "notified",
+/// if there is anything to notify of.
 Json editServedMailbox(const std::function<Json(Mailbox&, MailboxEdits&)>& work);
 } // namespace sandbox

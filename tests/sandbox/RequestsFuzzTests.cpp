@@ -207,6 +207,7 @@ TEST_F(RequestsFuzzTest, DoesInABatchWhatItDoesOneByOneOrNothing)
                       {
                           Json answer = ask(batch["requests"][at].dump());
                           isDone = answer.at("ok").get<bool>();
+                          answer.erase("notified"); // which a batch has as a whole
                           answers.push_back(std::move(answer));
                       }
                       const Json after = ask(R"({"do":"list"})");

@@ -122,10 +122,27 @@ TEST_F(EditRequestsTest, FoldersAreAddedEditedCopiedAndHidden)
 TEST_F(EditRequestsTest, AStoreBecomesPublicAndNobodyIsNotified)
 {
     watch();
-    dll.request({{"do", "editStore"}, {"store", "Mailbox"}, {"set", {{"public", true}, {"name", "Public"}}}});
+    EXPECT_EQ(dll.request({{"do", "editStore"}, {"store", "Mailbox"}, {"set", {{"public", true}, {"name", "Public"}}}}),
+              (Json{{"ok", true}}));
     EXPECT_EQ(textOf(m_store, PR_DISPLAY_NAME_W), L"Public");
     EXPECT_EQ(toHex(binaryOf(m_store, PR_MDB_PROVIDER)), "78B2FA70AFF711CD9BC800AA002FC45A");
     EXPECT_THAT(events(), IsEmpty());
+}
+
+TEST_F(EditRequestsTest, TheAnswerSaysWhenItsNotificationsWereHandedOn)
+{
+    const auto now = []
+    {
+        LARGE_INTEGER counter{};
+        QueryPerformanceCounter(&counter);
+        return counter.QuadPart;
+    };
+    const Json edit = {{"do", "delete"}, {"object", "Mailbox/Contacts/Ada"}};
+    const LONGLONG before = now();
+    const Json answer = dll.request({{"do", "batch"}, {"requests", {edit}}});
+    EXPECT_GE(answer.at("notified"), before);
+    EXPECT_LE(answer.at("notified"), now());
+    EXPECT_EQ(answer.at("answers"), Json::array({{{"ok", true}}}));
 }
 
 TEST_F(EditRequestsTest, TheMaskOfASubscriptionHolds)
