@@ -43,32 +43,35 @@ void pause()
     }
 }
 
-/// What one run has measured, in milliseconds.
-struct Run
+/// When the sandbox handed on the notification of an edit, by its answer.
+Clock::time_point notifiedAt(const Json& answer)
 {
-    std::vector<double> changes;  // from before the request to the whole message
-    std::vector<double> requests; // from before the request to its answer
-};
+    LARGE_INTEGER frequency{};
+    LARGE_INTEGER now{};
+    QueryPerformanceFrequency(&frequency);
+    QueryPerformanceCounter(&now);
+    const auto ticks = static_cast<double>(now.QuadPart - answer.at("notified").get<LONGLONG>());
+    const std::chrono::duration<double> age(ticks / static_cast<double>(frequency.QuadPart));
+    return Clock::now() - std::chrono::duration_cast<Clock::duration>(age);
+}
 
-Run measureChanges(TimingHost& host, Party party)
+/// In one run, each from its notification to the whole message. Milliseconds.
+std::vector<double> measureChanges(TimingHost& host, Party party)
 {
     Edits edits(500);
     LiveProcess process(host, party, edits.mailbox());
-    Run run;
+    std::vector<double> times;
     for (std::size_t number = 0; number < perRun(); ++number)
     {
         const Json request = edits.next();
         pause();
-        const Clock::time_point start = Clock::now();
-        process.ask(request);
-        const Clock::time_point answered = Clock::now();
+        const Clock::time_point start = notifiedAt(process.ask(request));
         const Arrival arrival = process.take();
         expectMessage(arrival.text, edits.message());
-        run.changes.push_back(Milliseconds(arrival.time - start).count());
-        run.requests.push_back(Milliseconds(answered - start).count());
+        times.push_back(Milliseconds(arrival.time - start).count());
     }
     process.close();
-    return run;
+    return times;
 }
 
 std::vector<double> measureExchanges(TimingHost& host)
@@ -118,10 +121,9 @@ void measure()
     {
         for (const Party party : inTurns(number))
         {
-            const Run run = measureChanges(host, party);
-            median("change", nameOf(party), run.changes);
-            median("change request", nameOf(party), run.requests);
-            std::ranges::copy(run.changes, std::back_inserter(all[static_cast<std::size_t>(party)]));
+            const std::vector<double> changes = measureChanges(host, party);
+            median("change", nameOf(party), changes);
+            std::ranges::copy(changes, std::back_inserter(all[static_cast<std::size_t>(party)]));
         }
         median("exchange", "bare", measureExchanges(host));
         median("pump period", "bare", measurePeriods());

@@ -22,7 +22,6 @@ const FIGURES = [
   { figure: 'change', title: 'Change, median', wine: true },
   { figure: 'change 99th', title: 'Change, 99th percentile', wine: true },
   { figure: 'change slowest', title: 'Change, slowest', wine: true },
-  { figure: 'change request', title: 'its request to the sandbox', wine: true },
   { figure: 'pump period', title: 'A period of the pump', wine: true },
   { figure: 'exchange', title: 'An exchange with the host', wine: true },
   { figure: 'burst', title: 'Burst of changes, one by one', size: 'changes', rate: true },
