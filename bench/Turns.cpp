@@ -9,6 +9,7 @@
 #include <fstream>
 #include <stdexcept>
 #include <string_view>
+#include <utility>
 
 #include <nlohmann/json.hpp>
 
@@ -106,11 +107,17 @@ void fillParts(Turn& turn, const Reception& reception, double begin, double send
         support::throwLastError("GetProcessMemoryInfo");
     return counters.PeakWorkingSetSize;
 }
+constexpr std::array<std::pair<Party, Turn Round::*>, 3> turnsOf = {{
+    {Party::Agent, &Round::agent},
+    {Party::Floor, &Round::floor},
+    {Party::FloorWithTexts, &Round::floorWithTexts},
+}};
 } // namespace
 
 const char* nameOf(Party party)
 {
-    return party == Party::Agent ? "agent" : "floor";
+    constexpr std::array names = {"agent", "floor", "floor with texts"};
+    return names[static_cast<std::size_t>(party)];
 }
 
 std::array<Party, 2> inTurns(unsigned run)
@@ -118,15 +125,25 @@ std::array<Party, 2> inTurns(unsigned run)
     return run % 2 == 0 ? std::array{Party::Agent, Party::Floor} : std::array{Party::Floor, Party::Agent};
 }
 
-void observeMemory(std::string_view figure, double size, const Pair& pair, const Pair& least)
+void observeTime(std::string_view figure, double size, const Round& round, double Turn::* time, double less)
 {
-    const auto one = [&](Party party, const Turn& turn, const Turn& base)
+    for (const auto& [party, turn] : turnsOf)
+        observe(figure, nameOf(party), size, round.*turn.*time - less, "ms");
+}
+
+void observeMemory(std::string_view figure, double size, const Round& round, const Round& least)
+{
+    const auto beyond = [](std::size_t value, std::size_t base)
     {
-        const double bytes = static_cast<double>(turn.peak) - static_cast<double>(base.peak);
-        observe(figure, nameOf(party), size, bytes / static_cast<double>(turn.message.size()), "bytes/byte");
+        return static_cast<double>(value) - static_cast<double>(base);
     };
-    one(Party::Agent, pair.agent, least.agent);
-    one(Party::Floor, pair.floor, least.floor);
+    for (const auto& [party, turn] : turnsOf)
+    {
+        const Turn& all = round.*turn;
+        const Turn& base = least.*turn;
+        observe(figure, nameOf(party), size,
+                beyond(all.peak, base.peak) / beyond(all.message.size(), base.message.size()), "bytes/byte");
+    }
 }
 
 Turns Turns::onSandbox(unsigned contacts)
@@ -163,10 +180,10 @@ Turn Turns::take(Party party, bool withLog)
     support::SequenceHost host(hostOf(reception));
     std::wstring arguments = withLog ? L"/log=" + log.wstring() : std::wstring();
     std::filesystem::path program = endtoend::agentProgram();
-    if (party == Party::Floor)
+    if (party != Party::Agent)
     {
         program = endtoend::programFolder() / L"linkwell_floor.exe";
-        arguments += L" /times=" + times.wstring();
+        arguments += L" /times=" + times.wstring() + (party == Party::FloorWithTexts ? L" /texts" : L"");
     }
     const double start = now();
     const endtoend::AgentProcess process(arguments, m_folder.file(L"errors.txt"), program);
@@ -197,13 +214,14 @@ Turn Turns::take(Party party, bool withLog)
     return turn;
 }
 
-Pair Turns::takeBoth(unsigned run, bool withLog)
+Round Turns::takeAll(unsigned run, bool withLog)
 {
-    Pair pair;
+    Round round;
     for (const Party party : inTurns(run))
-        (party == Party::Agent ? pair.agent : pair.floor) = take(party, withLog);
-    if (pair.agent.message != pair.floor.message)
-        throw std::runtime_error("agent and floor have sent different messages");
-    return pair;
+        (party == Party::Agent ? round.agent : round.floor) = take(party, withLog);
+    round.floorWithTexts = take(Party::FloorWithTexts, withLog);
+    if (round.agent.message != round.floor.message || round.floorWithTexts.message != round.floor.message)
+        throw std::runtime_error("agent, floor and floor with texts have sent different messages");
+    return round;
 }
 } // namespace bench

@@ -1,4 +1,5 @@
-// Turns.h: agent and floor, each as a fresh process on the same mailbox, and what their snapshot took.
+// Turns.h: agent, floor, and the floor with the texts that the agent has to keep, each as a fresh process on the same mailbox, and
+// what their snapshot took.
 #pragma once
 
 #include <array>
@@ -15,12 +16,13 @@ namespace bench
 enum class Party
 {
     Agent,
-    Floor
+    Floor,
+    FloorWithTexts // of snapshots alone
 };
 
 [[nodiscard]] const char* nameOf(Party party);
 
-/// Both: who comes first in one run comes second in the next.
+/// Agent and floor: who comes first in one run comes second in the next.
 [[nodiscard]] std::array<Party, 2> inTurns(unsigned run);
 
 /// What one snapshot took. Milliseconds; from the first MAPI call on the store to the whole message at the host.
@@ -42,14 +44,18 @@ struct Turn
     std::string message;  // in UTF-8
 };
 
-struct Pair
+struct Round
 {
     Turn agent;
     Turn floor;
+    Turn floorWithTexts;
 };
 
-/// Observes, of both, the bytes of memory for each byte of the message, beyond what a message of nearly nothing took.
-void observeMemory(std::string_view figure, double size, const Pair& pair, const Pair& least);
+/// Observes a time of each, in milliseconds, less a time that is the same for all.
+void observeTime(std::string_view figure, double size, const Round& round, double Turn::* time, double less = 0);
+
+/// Observes, of each, the bytes of memory for each byte that its message has more than that of the least mailbox.
+void observeMemory(std::string_view figure, double size, const Round& round, const Round& least);
 
 /// Runs them on one mailbox, one at a time.
 class Turns
@@ -63,8 +69,8 @@ public:
     /// Has the party send its snapshot, and ends it. Throws when it ends by itself, or after half an hour.
     [[nodiscard]] Turn take(Party party, bool withLog);
 
-    /// Has both do so, by turns the one or the other first. Throws when their messages differ.
-    [[nodiscard]] Pair takeBoth(unsigned run, bool withLog);
+    /// Has each do so: by turns agent or floor first, and the floor with texts behind both. Throws when their messages differ.
+    [[nodiscard]] Round takeAll(unsigned run, bool withLog);
 
 private:
     Turns(const std::wstring& dll, const std::string& mailbox, unsigned contacts, unsigned letters);

@@ -86,7 +86,7 @@ std::vector<double> measureExchanges(TimingHost& host)
     {
         pause();
         const Clock::time_point start = Clock::now();
-        exchange(message);
+        exchange(connect(), message);
         times.push_back(Milliseconds(Clock::now() - start).count());
         expectMessage(host.take(1).front().text, text);
     }

@@ -1,4 +1,4 @@
-// The first snapshot of mailboxes of many sizes on the sandbox, agent beside floor, and what the sandbox takes of both.
+// The first snapshot of mailboxes of many sizes on the sandbox, agent beside both floors, and what the sandbox takes of them.
 #include <vector>
 
 #include "bench/Observation.h"
@@ -15,9 +15,9 @@ void measure()
         bench::Turns turns = bench::Turns::onSandbox(contacts);
         for (unsigned run = 0; run < bench::runs(); ++run)
         {
-            const auto [agent, floor] = turns.takeBoth(run, true);
-            bench::observe("snapshot", "agent", contacts, agent.whole, "ms");
-            bench::observe("snapshot", "floor", contacts, floor.whole, "ms");
+            const bench::Round round = turns.takeAll(run, true);
+            const bench::Turn& floor = round.floor;
+            observeTime("snapshot", contacts, round, &bench::Turn::whole);
             bench::observe("snapshot calls", "sandbox", contacts, floor.reading - floor.composing, "ms");
             bench::observe("mailbox memory", "sandbox", contacts, static_cast<double>(floor.mailbox) / 1e6, "MB");
         }

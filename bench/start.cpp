@@ -13,9 +13,8 @@ void measure()
     bench::Turns turns = bench::Turns::onSandbox(1);
     for (unsigned run = 0; run < bench::runs(); ++run)
     {
-        const auto [agent, floor] = turns.takeBoth(run, true);
-        bench::observe("start", "agent", 1, agent.toConnection, "ms");
-        bench::observe("start", "floor", 1, floor.toConnection, "ms");
+        for (const bench::Party party : bench::inTurns(run))
+            bench::observe("start", bench::nameOf(party), 1, turns.take(party, true).toConnection, "ms");
     }
     const auto bytes = static_cast<double>(std::filesystem::file_size(endtoend::agentProgram()));
     bench::observe("program size", "agent", 1, bytes / 1000, "KB");

@@ -5,9 +5,9 @@
 #include <cstring>
 #include <cwchar>
 #include <stdexcept>
-#include <string_view>
 #include <vector>
 
+#include "bench/floor/Lines.h"
 #include "bench/floor/Output.h"
 #include "mapiabi/MapiTags.h"
 
@@ -26,23 +26,6 @@ struct Tags
 
     operator SPropTagArray*() { return reinterpret_cast<SPropTagArray*>(this); }
 };
-
-// The tags that are asked for, and at which of them each field of the line stands; the e-mail address is no field of these.
-constexpr std::array<ULONG, 12> contactTags = {PR_DISPLAY_NAME_W,
-                                               PR_GIVEN_NAME_W,
-                                               PR_MIDDLE_NAME_W,
-                                               PR_SURNAME_W,
-                                               PR_COMPANY_NAME_W,
-                                               PR_SMTP_ADDRESS_W,
-                                               PR_BUSINESS_TELEPHONE_NUMBER_W,
-                                               PR_MOBILE_TELEPHONE_NUMBER_W,
-                                               PR_HOME_TELEPHONE_NUMBER_W,
-                                               PR_BUSINESS_FAX_NUMBER_W,
-                                               PR_ENTRYID,
-                                               PR_PARENT_ENTRYID};
-constexpr std::size_t email = 5;
-constexpr std::array<std::size_t, 10> textFields = {0, 1, 2, 3, 4, email, 6, 8, 7, 9};
-constexpr std::size_t firstIdentifier = 10;
 
 Tags<5> storeColumns{.tags = {PR_ENTRYID, PR_DISPLAY_NAME_W, PR_DEFAULT_STORE, PR_MDB_PROVIDER, PR_PROVIDER_DISPLAY_W}};
 Tags<3> folderColumns{.tags = {PR_ENTRYID, PR_DISPLAY_NAME_W, PR_OBJECT_TYPE}};
@@ -110,44 +93,6 @@ template <class T>
     s_any.res.resOr.lpRes = s_parts.data();
     return &s_any;
 }
-
-void appendHex(std::string& bytes, const SPropValue& value)
-{
-    constexpr std::string_view digits = "0123456789ABCDEF";
-    if (PROP_TYPE(value.ulPropTag) != PT_BINARY)
-        return;
-    const std::size_t start = bytes.size();
-    bytes.resize(start + std::size_t{value.Value.bin.cb} * 2);
-    char* to = bytes.data() + start;
-    for (const BYTE* from = value.Value.bin.lpb; from != value.Value.bin.lpb + value.Value.bin.cb; ++from)
-    {
-        *to++ = digits[*from >> 4];
-        *to++ = digits[*from & 0xF];
-    }
-}
-
-/// A contact's line, converted once.
-void appendLine(std::string& bytes, const SPropValue* values, const SPropValue& address)
-{
-    // Both keep their memory from contact to contact.
-    static std::wstring s_wide;
-    static std::vector<char> s_line;
-    s_wide.clear();
-    for (const std::size_t field : textFields)
-    {
-        const SPropValue& value = field == email ? address : values[field];
-        if (PROP_TYPE(value.ulPropTag) == PT_UNICODE)
-            s_wide += value.Value.lpszW;
-        s_wide += L';';
-    }
-    s_line.resize(std::max(s_line.size(), s_wide.size() * 3)); // no UTF-16 unit takes more
-    const int size = WideCharToMultiByte(CP_UTF8, 0, s_wide.data(), static_cast<int>(s_wide.size()), s_line.data(),
-                                         static_cast<int>(s_line.size()), nullptr, nullptr);
-    bytes.append(s_line.data(), static_cast<std::size_t>(size));
-    appendHex(bytes, values[firstIdentifier]);
-    bytes += ';';
-    appendHex(bytes, values[firstIdentifier + 1]);
-}
 } // namespace
 
 Reader::Reader(const Runtime& runtime) : m_runtime(runtime)
@@ -183,9 +128,10 @@ void Reader::openFirstStore()
     m_runtime.freeBuffer(provider);
 }
 
-Message Reader::snapshot()
+Message Reader::snapshot(bool keepsTexts)
 {
     Message message;
+    message.keepsTexts = keepsTexts;
     message.bytes = std::string(4, '\0') + "2;snapshot;contact;0;1";
     visitFolders(
         [this, &message](IMAPIFolder& folder)
@@ -314,8 +260,14 @@ void Reader::readContact(IMAPIProp& contact, Message& message)
     const Owned addressOwner(addresses, m_runtime.freeBuffer);
 
     const Clock::time_point begin = Clock::now();
-    message.bytes += '\n';
-    appendLine(message.bytes, values, addresses[1]); // an SMTP address: the mailboxes of measurements have no others
+    const SPropValue& address = addresses[1]; // an SMTP address: the mailboxes of measurements have no others
+    if (message.keepsTexts)
+        message.texts.push_back(lineOf(values, address));
+    else
+    {
+        message.bytes += '\n';
+        appendLine(message.bytes, values, address);
+    }
     message.composing += Clock::now() - begin;
 }
 } // namespace bench

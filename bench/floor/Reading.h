@@ -4,6 +4,7 @@
 #include <chrono>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "bench/floor/Runtime.h"
 
@@ -14,6 +15,10 @@ struct Message
 {
     std::string bytes;
     std::chrono::nanoseconds composing{0}; // of what it took to make it
+
+    /// Each contact's line is kept as a text of its own, in UTF-16, and `bytes` has only the first line.
+    bool keepsTexts = false;
+    std::vector<std::wstring> texts;
 };
 
 /// A session on the mailbox, as the agent's two threads have it together.
@@ -27,7 +32,7 @@ public:
     Reader& operator=(const Reader&) = delete;
 
     /// The message of the first store's snapshot, with the time that was not spent in MAPI calls.
-    [[nodiscard]] Message snapshot();
+    [[nodiscard]] Message snapshot(bool keepsTexts = false);
 
     /// Visits the visible folders of the first store from the root of what users see, depth first.
     void visitFolders(const std::function<void(IMAPIFolder&)>& visitor);

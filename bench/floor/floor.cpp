@@ -1,6 +1,8 @@
-// linkwell_floor [/log=FILE] /times=FILE: the work of the agent's first snapshot in the barest way, without any code of the
-// agent: the same MAPI calls, the text made once and as UTF-8, one write to the log, one exchange with the host. Writes what
-// it took as a line of JSON. Exit status: 0 when the host has answered "ack".
+// linkwell_floor [/log=FILE] /times=FILE [/texts]: the work of the agent's first snapshot in the barest way, without any code of
+// the agent: the same MAPI calls, the text made once and as UTF-8, one write to the log, one exchange with the host. With /texts
+// it keeps the texts that the agent has to: of each contact one in UTF-16, which stay when they are joined into one of the final
+// size; and this one is converted for the log, and again for the host. Writes what it took as a line of JSON. Exit status: 0 when
+// the host has answered "ack".
 #include <windows.h>
 
 #include <psapi.h>
@@ -44,17 +46,47 @@ namespace
     return {};
 }
 
-void run(const std::string& log, const std::string& times)
+/// All of the message, in memory that is taken once.
+[[nodiscard]] std::wstring joinTexts(const bench::Message& message)
+{
+    const std::string_view firstLine = std::string_view(message.bytes).substr(4);
+    std::size_t size = firstLine.size();
+    for (const std::wstring& text : message.texts)
+        size += 1 + text.size();
+    std::wstring joined;
+    joined.reserve(size);
+    joined.assign(firstLine.begin(), firstLine.end());
+    for (const std::wstring& text : message.texts)
+    {
+        joined += L'\n';
+        joined += text;
+    }
+    return joined;
+}
+
+void run(const std::string& log, const std::string& times, bool keepsTexts)
 {
     const bench::Runtime runtime = bench::Runtime::load();
     bench::Reader reader(runtime);
     const std::uint64_t begin = now();
-    const bench::Message message = reader.snapshot();
+    const bench::Message message = reader.snapshot(keepsTexts);
+    const std::wstring text = keepsTexts ? joinTexts(message) : std::wstring();
     const std::uint64_t sending = now();
     const std::size_t mailbox = memory().WorkingSetSize - message.bytes.size(); // as a snapshot leaves it
     if (!log.empty())
-        bench::BareLog(log).write("Sending data:\n", std::string_view(message.bytes).substr(4));
-    bench::exchange(message.bytes);
+    {
+        constexpr std::string_view head = "Sending data:\n";
+        bench::BareLog file(log);
+        if (keepsTexts)
+            file.write(head, text);
+        else
+            file.write(head, std::string_view(message.bytes).substr(4));
+    }
+    const HANDLE pipe = bench::connect();
+    if (keepsTexts)
+        bench::exchange(pipe, bench::messageOf(text));
+    else
+        bench::exchange(pipe, message.bytes);
 
     std::FILE* const file = std::fopen(times.c_str(), "w");
     if (file == nullptr)
@@ -71,7 +103,8 @@ int main(int argumentCount, char** arguments)
 {
     try
     {
-        run(option(argumentCount, arguments, "log"), option(argumentCount, arguments, "times"));
+        const bool keepsTexts = std::string_view(arguments[argumentCount - 1]) == "/texts";
+        run(option(argumentCount, arguments, "log"), option(argumentCount, arguments, "times"), keepsTexts);
         return 0;
     }
     catch (const std::exception& failure)

@@ -68,7 +68,7 @@ private:
             read(notifications[index].info.obj, message);
         setLength(message.bytes);
         m_log.write("Sending data:\n", std::string_view(message.bytes).substr(4));
-        exchange(message.bytes);
+        exchange(connect(), message.bytes);
     }
 
     void read(const OBJECT_NOTIFICATION& object, Message& message)

@@ -40,13 +40,14 @@ class FloorTest : public EndToEndTest
 {
 protected:
     /// Runs a program until its message is at the host, and ends it.
-    [[nodiscard]] Work snapshotBy(const std::wstring& program, std::string_view mailbox)
+    [[nodiscard]] Work snapshotBy(const std::wstring& program, std::string_view mailbox,
+                                  const std::wstring& furtherArguments = {})
     {
         const support::EnvironmentVariable agentProgram(L"LINKWELL_AGENT", (programFolder() / program).wstring());
         const support::Handle answered = support::makeEvent();
         serveHost({support::PipeReply::heldText("ack", answered.get())});
         writeMailbox(mailbox);
-        startAgent(L"/log=" + file(L"run.log") + L" /times=" + file(L"times.json"));
+        startAgent(L"/log=" + file(L"run.log") + L" /times=" + file(L"times.json") + furtherArguments);
         ask({{"do", "wait"}, {"for", "held"}, {"hold", "start"}});
         ask({{"do", "journal"}, {"action", "start"}});
         ask({{"do", "release"}, {"hold", "start"}});
@@ -104,6 +105,9 @@ TEST_F(FloorTest, MakesTheCallsOfTheAgentAndSendsItsMessage)
     EXPECT_GT(ofFloor.calls.size(), 55U * 5);
     EXPECT_EQ(ofFloor.calls, ofAgent.calls);
     EXPECT_EQ(ofFloor.messages, ofAgent.messages);
+    const Work withTexts = snapshotBy(L"linkwell_floor.exe", mailbox, L" /texts");
+    EXPECT_EQ(withTexts.calls, ofAgent.calls);
+    EXPECT_EQ(withTexts.messages, ofAgent.messages);
 }
 
 TEST_F(FloorTest, WatchesByTheCallsOfTheAgentAndSendsItsMessages)

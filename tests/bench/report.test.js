@@ -48,6 +48,14 @@ test('a figure has median, minimum and maximum of each party, and the ratio of t
     ['First snapshot', '1,000 contacts', '32 (11 to 90) ms', 'floor: 20 (10 to 30) ms', '1.60', '31,250', '–']);
 });
 
+test('the agent stands beside each other party, and its own figures stand there once', () => {
+  const { output } = report({
+    a: [['floor', 10], ['floor with texts', 16], ['agent', 20]].flatMap(([of, value]) => lines('snapshot', of, 1000, [value])),
+  }, 'a');
+  assert.deepStrictEqual(row(output, 'First snapshot').slice(2, 5), ['20 ms', 'floor: 10 ms', '2.00']);
+  assert.deepStrictEqual(row(output, ''), ['', '', '', 'floor with texts: 16 ms', '1.25', '', '']);
+});
+
 test('what the agent is not measured in stands beside nothing', () => {
   assert.deepStrictEqual(row(report({ a: lines('snapshot calls', 'sandbox', 10, [7]) }, 'a').output, 'its MAPI calls').slice(1),
     ['10 contacts', '–', 'sandbox: 7 ms', '–']);
@@ -66,6 +74,14 @@ test('an aim is met up to its bound, and is missed beyond it', () => {
   }, 'a').output, 'Snapshot of 10,000 contacts, agent beside floor');
   assert.deepStrictEqual(aimOf(1050).slice(1), ['1.05', '1.05', 'met']);
   assert.deepStrictEqual(aimOf(1056).slice(1), ['1.05', '1.06', '**not met**']);
+});
+
+test('a growth beside the floor is that of the ratios', () => {
+  const values = { agent: [[64, 100], [200, 600]], floor: [[64, 50], [200, 250]] };
+  const { output } = report({
+    a: Object.entries(values).flatMap(([of, sizes]) => sizes.flatMap(([size, value]) => lines('message', of, size, [value]))),
+  }, 'a');
+  assert.deepStrictEqual(row(output, 'Message, growth from 64 to 200 MB, agent beside floor').slice(1), ['1.1', '1.20', '**not met**']);
 });
 
 test('an aim without figures counts as not measured', () => {

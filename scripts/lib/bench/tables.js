@@ -55,7 +55,7 @@ function titleOf({ title, wine }) {
   return wine ? `${title} *` : title;
 }
 
-/** The rows of a figure over its sizes: the agent beside each other party. */
+/** The rows of a figure over its sizes: the agent beside each other party, and not once more behind the first of them. */
 function figureRows(summaries, figure) {
   const described = describe(figure);
   const { size: counted, rate } = described;
@@ -67,8 +67,9 @@ function figureRows(summaries, figure) {
     const others = all.filter((one) => one.of !== 'agent' && one.size === size);
     const head = [titleOf(described), counted === undefined ? '' : `${size.toLocaleString('en')} ${counted}`, agent === undefined ? '–' : cellOf(agent)];
     const tail = rate && agent !== undefined ? rateOf(agent, at === 0 ? undefined : agentAt(sizes[at - 1])) : ['', ''];
-    return (others.length === 0 ? [undefined] : others).map((other) => [...head,
-      ...(other === undefined ? ['–', '–'] : [cellOf(other), agent === undefined ? '–' : ratioText(agent.median / other.median)]), ...tail]);
+    return (others.length === 0 ? [undefined] : others).map((other, row) => [...(row === 0 ? head : ['', '', '']),
+      ...(other === undefined ? ['–', '–'] : [cellOf(other), agent === undefined ? '–' : ratioText(agent.median / other.median)]),
+      ...(row === 0 ? tail : ['', ''])]);
   });
 }
 
