@@ -36,7 +36,7 @@ struct Turn
 
     double toConnection = 0; // from the start of the process
 
-    // Of the floor alone.
+    // Of the floors alone.
     double composing = 0;    // how much of `reading` was not spent in MAPI calls
     std::size_t mailbox = 0; // bytes of its memory behind `reading`, but for the text
 
@@ -76,6 +76,6 @@ private:
     Turns(const std::wstring& dll, const std::string& mailbox, unsigned contacts, unsigned letters);
 
     support::TempFolder m_folder;
-    std::list<support::EnvironmentVariable> m_environment; // of both
+    std::list<support::EnvironmentVariable> m_environment; // of all
 };
 } // namespace bench

@@ -1,5 +1,5 @@
-// What an agent costs that has nothing to do, beside the floor's watcher: a bare loop of the same period. Under Wine, where the kernel that Wine runs on
-// says of each thread what it has taken and how often it has slept.
+// What an agent costs that has nothing to do, beside the floor's watcher: a bare loop of the same period. Under Wine, where the
+// kernel that Wine runs on says of each thread what it has taken and how often it has slept.
 #include <windows.h>
 
 #include <cctype>

@@ -142,6 +142,12 @@ test('a block of a figure that has not been measured leaves the page alone', () 
   assert.strictEqual(left.get('page.md'), page.join('\n'));
 });
 
+test('a block of the machine is what the environment says of it', () => {
+  const page = ['<!-- bench: machine -->', '<!-- /bench -->'];
+  const { status, errors } = report({ 'page.md': page, a: lines('log', 'agent', 2, [1]) }, '--write', 'page.md', 'a');
+  assert.deepStrictEqual([status, errors], [1, 'error: page.md: LINKWELL_BENCH_MACHINE does not say on what was measured\n']);
+});
+
 /** Writes a page with a curve, with this script in place of gnuplot. */
 function drawBy(gnuplot) {
   return report({

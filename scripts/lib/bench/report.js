@@ -6,7 +6,8 @@
 //   report.js --write PAGE FILES...     writes the page's blocks anew, and its curves into the folder beside it
 //
 // A block of the page stands between <!-- bench: aims -->, <!-- bench: table FIGURE, FIGURE -->, <!-- bench: curve FIGURE -->
-// or <!-- bench: machine -->, which is what LINKWELL_BENCH_MACHINE says, and <!-- /bench -->. Exit status: 0; 1 for lines that are no observations and blocks that can't be written.
+// or <!-- bench: machine -->, which is what LINKWELL_BENCH_MACHINE says, and <!-- /bench -->. Exit status: 0; 1 for lines that are
+// no observations and blocks that can't be written.
 'use strict';
 
 const fs = require('fs');
@@ -26,6 +27,9 @@ function blockText(words, summaries, page) {
     return aimsTable(summaries);
   }
   if (kind === 'machine') {
+    if (!process.env.LINKWELL_BENCH_MACHINE) {
+      throw new Error(`${page}: LINKWELL_BENCH_MACHINE does not say on what was measured`);
+    }
     return process.env.LINKWELL_BENCH_MACHINE;
   }
   const figures = names.split(',').map((name) => name.trim());
