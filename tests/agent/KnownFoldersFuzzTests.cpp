@@ -3,6 +3,7 @@
 #include "agent/KnownFolders.h"
 
 #include <algorithm>
+#include <map>
 #include <optional>
 #include <stdexcept>
 #include <utility>
@@ -108,23 +109,30 @@ void require(bool condition, const char* otherwise)
 class Case
 {
 public:
-    explicit Case(Choices& choices) : m_choices(choices)
+    explicit Case(Choices& choices) : m_choices(choices), m_isLarge(choices.below(300) == 0)
     {
         static const std::vector<BYTE> s_bytes = {0x00, 0x01, 0x7F, 0x80, 0xFF};
         m_failing = choices.oneOf<unsigned>({0, 0, 10, 100});
         m_delivering = choices.oneOf<unsigned>({0, 5, 20});
-        const std::size_t folders = choices.between(1, 20);
-        for (std::size_t count = choices.between(1, 40); count > 0; --count)
+        const std::size_t shortest = m_isLarge ? 4 : 1;
+        const std::size_t folders = m_isLarge ? 10'000 : choices.between(1, 20);
+        for (std::size_t count = m_isLarge ? 1'200 : choices.between(1, 40); count > 0; --count)
         {
             EntryId id;
-            for (std::size_t size = choices.chance(3) ? 0 : choices.between(1, 3); size > 0; --size)
+            for (std::size_t size = choices.chance(3) ? 0 : choices.between(shortest, shortest + 2); size > 0; --size)
                 id.push_back(choices.oneOf(s_bytes));
-            m_ids.push_back({id, choices.below(folders)});
+            m_ids.push_back(id);
+            m_folderOf.emplace(id, choices.below(folders));
         }
     }
 
     void run()
     {
+        for (int round = 0; m_isLarge && round < 2; ++round) // makes it so large, and finds each again
+        {
+            for (const EntryId& id : m_ids)
+                insert(id);
+        }
         for (std::size_t steps = m_choices.below(60); steps > 0; --steps)
         {
             m_nested = 8;
@@ -146,7 +154,7 @@ public:
             --m_nested;
             doSomething();
         }
-        const bool isSame = folderOf(first) == folderOf(second);
+        const bool isSame = m_folderOf.at(first) == m_folderOf.at(second);
         const bool fails = m_choices.chance(m_failing);
         *result = isSame ? 1 : m_choices.oneOf<ULONG>({0, 0, 2}); // 1 alone means the same
         if (m_model.changes == changes)                           // otherwise the answer is for nothing
@@ -155,23 +163,17 @@ public:
     }
 
 private:
-    struct Id
-    {
-        EntryId id;
-        std::size_t folder;
-    };
-
     void doSomething()
     {
         const std::size_t kind = m_choices.below(20);
         if (kind < 9)
-            insert(m_choices.oneOf(m_ids).id);
+            insert(m_choices.oneOf(m_ids));
         else if (kind < 15)
-            look(m_choices.oneOf(m_ids).id);
+            look(m_choices.oneOf(m_ids));
         else if (kind < 18)
             erase();
         else if (kind < 19)
-            insertWithoutSession(m_choices.oneOf(m_ids).id);
+            insertWithoutSession(m_choices.oneOf(m_ids));
         else if (m_choices.chance(30))
             clear();
         expectSameMembers();
@@ -203,8 +205,9 @@ private:
     {
         std::size_t place = 0;
         const bool isFound = search(id, [this](const EntryId& inserted) { m_folders.insert(inserted); }, &place);
-        require(place < m_folders.members().size(), "nothing was inserted");
-        const Member member = m_folders.members()[place];
+        const std::vector<Member> members = m_folders.members();
+        require(place < members.size(), "nothing was inserted");
+        const Member& member = members[place];
         require(std::ranges::find(m_seen, member) == m_seen.end(), "no other member was made");
         m_seen.push_back(member);
         if (isFound)
@@ -270,16 +273,13 @@ private:
             search.answer(false);
     }
 
-    [[nodiscard]] std::size_t folderOf(const EntryId& id) const
-    {
-        return std::ranges::find(m_ids, id, &Id::id)->folder;
-    }
-
     Choices& m_choices;
-    std::vector<Id> m_ids;     // those of one folder are aliases; of two that are equal, the first counts
-    unsigned m_failing = 0;    // of a hundred comparisons
-    unsigned m_delivering = 0; // likewise
-    std::size_t m_nested = 0;  // that may still be done inside comparisons
+    bool m_isLarge; // more members than the set keeps in one block
+    std::vector<EntryId> m_ids;
+    std::map<EntryId, std::size_t> m_folderOf; // the identifiers of one folder are aliases
+    unsigned m_failing = 0;                    // of a hundred comparisons
+    unsigned m_delivering = 0;                 // likewise
+    std::size_t m_nested = 0;                  // that may still be done inside comparisons
     KnownFolders m_folders;
     Model m_model;
     std::vector<Member> m_seen; // all that there have been

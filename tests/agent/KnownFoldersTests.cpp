@@ -182,13 +182,19 @@ TEST_F(KnownFoldersTest, InsertsAmongManyWithoutMovingAllOfThem)
     EXPECT_LE(most, 60'000); // 5,000 members take 80,000 bytes, and a vector that grows as much again
 }
 
-TEST_F(KnownFoldersTest, KeepsManyInOrderWhileSomeGo)
+TEST_F(KnownFoldersTest, KeepsManyInOrderWhileSomeComeAgainAndSomeGo)
 {
     std::vector<EntryId> ids = manyIds(3'000);
     KnownFolders folders = madeOf(ids);
     std::ranges::sort(ids);
     EXPECT_EQ(membersOf(folders), ids);
+    const std::vector<KnownFolders::Member> before = folders.members();
+    for (const EntryId& folder : ids)
+        folders.insert(folder);
+    EXPECT_EQ(membersOf(folders), ids);
     const std::vector<KnownFolders::Member> members = folders.members();
+    for (std::size_t index = 0; index < members.size(); ++index)
+        EXPECT_NE(members[index], before[index]);
     for (std::size_t index = 1'000; index < members.size(); ++index)
         EXPECT_TRUE(folders.erase(members[index]));
     EXPECT_FALSE(folders.erase(members.back()));
