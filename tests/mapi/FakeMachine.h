@@ -44,9 +44,6 @@ public:
     void note(const std::string& call);
 
 private:
-    template <impl::FixedText name, class Function>
-    using Hook = decltype(hookImport<name>(std::declval<Function*>(), nullptr));
-
     HMODULE handleOf(const std::wstring& name);
     HMODULE load(const char* verb, const std::wstring& name);
     [[nodiscard]] bool isFake(HMODULE module) const;

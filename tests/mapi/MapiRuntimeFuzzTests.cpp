@@ -20,6 +20,7 @@ namespace
 {
 using support::Choices;
 using support::FakeMachine;
+using support::Hook;
 using support::hookImport;
 
 const std::wstring mailClients = L"Software\\Clients\\Mail";
@@ -288,9 +289,6 @@ private:
 class FakeRegistry
 {
 private:
-    template <support::impl::FixedText name, class Function>
-    using Hook = decltype(hookImport<name>(std::declval<Function*>(), nullptr));
-
     static inline const HKEY s_mailKey = reinterpret_cast<HKEY>(std::uintptr_t{0x1000}); // the others are behind it
 
     static LSTATUS open(const std::wstring& name, HKEY& key)

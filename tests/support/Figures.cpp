@@ -1,23 +1,25 @@
 #include "tests/support/Figures.h"
 
-#include <cstdlib>
+#include <charconv>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
+#include <system_error>
 
 #include "tests/support/Platform.h"
 
 namespace support
 {
-unsigned long long amountOf(const char* variable, unsigned long long otherwise)
+unsigned long long amountOf(const std::string& variable, unsigned long long otherwise)
 {
-    const char* const text = std::getenv(variable);
-    if (text == nullptr || *text == '\0')
+    const std::wstring value = environmentValue({variable.begin(), variable.end()});
+    if (value.empty())
         return otherwise;
-    char* end = nullptr;
-    const unsigned long long amount = std::strtoull(text, &end, 10);
-    if (*end != '\0')
-        throw std::runtime_error(std::string(variable) + " is no number: " + text);
+    const std::string text(value.begin(), value.end());
+    const char* const last = text.data() + text.size();
+    unsigned long long amount = 0;
+    if (const auto [end, error] = std::from_chars(text.data(), last, amount); error != std::errc() || end != last)
+        throw std::runtime_error(variable + " is no number: " + text);
     return amount;
 }
 

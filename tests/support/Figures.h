@@ -10,7 +10,7 @@
 namespace support
 {
 /// An amount that the environment of the test may name, as docs/testing.md says. Throws when that is no number.
-[[nodiscard]] unsigned long long amountOf(const char* variable, unsigned long long otherwise);
+[[nodiscard]] unsigned long long amountOf(const std::string& variable, unsigned long long otherwise);
 
 using Figure = std::variant<unsigned long long, std::string>;
 

@@ -23,15 +23,15 @@ constexpr double usualSeconds = 0.5;
 
 std::atomic<std::uint64_t> s_seed{0};
 
-/// A variable of the environment as a number that isn't negative; throws when it is none.
-double numberOf(const wchar_t* variable, double otherwise)
+/// For how long; throws when the environment says no time.
+double secondsOf(double otherwise)
 {
-    const std::wstring text = environmentValue(variable);
+    const std::wstring text = environmentValue(L"LINKWELL_FUZZ_SECONDS");
     wchar_t* end = nullptr;
-    const double number = text.empty() ? otherwise : std::wcstod(text.c_str(), &end);
-    if (end != nullptr && (*end != L'\0' || !(number >= 0)))
-        throw std::runtime_error("LINKWELL_SEED and LINKWELL_FUZZ_SECONDS are numbers from 0 on");
-    return number;
+    const double seconds = text.empty() ? otherwise : std::wcstod(text.c_str(), &end);
+    if (end != nullptr && (*end != L'\0' || !(seconds >= 0)))
+        throw std::runtime_error("LINKWELL_FUZZ_SECONDS is a number from 0 on");
+    return seconds;
 }
 
 /// False when the case fails.
@@ -59,8 +59,8 @@ void fuzz(const char* target, const std::function<void(Choices&)>& check)
 {
     using Clock = std::chrono::steady_clock;
     const bool isReplay = !environmentValue(L"LINKWELL_SEED").empty();
-    const auto first = static_cast<std::uint64_t>(numberOf(L"LINKWELL_SEED", 1));
-    const std::chrono::duration<double> allowed(numberOf(L"LINKWELL_FUZZ_SECONDS", isReplay ? 0 : usualSeconds));
+    const std::uint64_t first = amountOf("LINKWELL_SEED", 1);
+    const std::chrono::duration<double> allowed(secondsOf(isReplay ? 0 : usualSeconds));
 
     const Clock::time_point begin = Clock::now();
     unsigned long long count = 0;

@@ -4,6 +4,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -46,6 +47,12 @@ TEST_F(FuzzTest, DrawsTheSameInEachCaseByItsSeedAlone)
     EXPECT_EQ(drawnFrom(L"3", L""), std::vector(1, drawn[2]));
     EXPECT_EQ(drawnFrom(L"2", L"0.05").at(1), drawn[2]);
     EXPECT_NE(drawn[0], drawn[1]);
+}
+
+TEST_F(FuzzTest, RefusesAnEnvironmentWithoutNumbers)
+{
+    for (const auto& [seed, seconds] : {std::pair(L"x", L""), {L"-1", L""}, {L"1x", L""}, {L"1", L"x"}, {L"1", L"-1"}})
+        EXPECT_THROW((void)drawnFrom(seed, seconds), std::runtime_error);
 }
 
 TEST_F(FuzzTest, EndsWithTheFirstCaseThatFailsAndSaysItsSeed)

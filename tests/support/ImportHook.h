@@ -78,6 +78,10 @@ template <impl::FixedText name, class Result, class... Arguments, class Replacem
     return ImportHook<name, Result, Arguments...>(std::move(replacement));
 }
 
+/// What `hookImport` gives, for members: Hook<"CloseHandle", decltype(CloseHandle)>.
+template <impl::FixedText name, class Function>
+using Hook = decltype(hookImport<name>(std::declval<Function*>(), nullptr));
+
 /// Counts the calls of a platform function and changes nothing.
 template <impl::FixedText name, class Result, class... Arguments>
 [[nodiscard]] ImportHook<name, Result, Arguments...> countImport(Result(WINAPI*)(Arguments...))

@@ -18,6 +18,7 @@
 namespace
 {
 using support::Choices;
+using support::Hook;
 using support::hookImport;
 
 constexpr std::uint64_t limit = 1'048'576;
@@ -48,9 +49,6 @@ public:
     std::deque<SYSTEMTIME> times; // that it was, at each look at the clock
 
 private:
-    template <support::impl::FixedText name, class Function>
-    using Hook = decltype(hookImport<name>(std::declval<Function*>(), nullptr));
-
     static constexpr std::uint64_t firstHandle = 0x7F000000;
 
     static std::uint64_t numberOf(HANDLE handle) { return reinterpret_cast<std::uintptr_t>(handle); }

@@ -14,6 +14,7 @@
 
 namespace
 {
+using support::Hook;
 using support::hookImport;
 using support::PipeReply;
 using support::PipeServer;
@@ -72,9 +73,6 @@ private:
         return error == 0 ? TRUE : FALSE;
     }
     [[nodiscard]] static std::string narrow(std::wstring_view text) { return {text.begin(), text.end()}; }
-    template <support::impl::FixedText name, class Function>
-    using Hook = decltype(hookImport<name>(std::declval<Function*>(), nullptr));
-
     const HANDLE m_pipe = reinterpret_cast<HANDLE>(std::uintptr_t{0xF0000});
     std::vector<std::string> m_calls;
     Hook<"CreateFileW", decltype(CreateFileW)> m_open =

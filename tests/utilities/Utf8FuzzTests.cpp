@@ -13,6 +13,7 @@
 
 namespace
 {
+using support::Hook;
 using support::hookImport;
 
 /// The log and a host that acknowledges, both without a file or a pipe: what is written stands in `written`.
@@ -26,9 +27,6 @@ protected:
     utilities::Logger& m_log = utilities::Logger::instance();
 
 private:
-    template <support::impl::FixedText name, class Function>
-    using Hook = decltype(hookImport<name>(std::declval<Function*>(), nullptr));
-
     static inline const HANDLE s_handle = reinterpret_cast<HANDLE>(std::uintptr_t{0x7F000000});
 
     Hook<"CreateFileW", decltype(CreateFileW)> m_create = hookImport<"CreateFileW">(
