@@ -17,6 +17,9 @@ function fuzz(target, property) {
   const { LINKWELL_SEED, LINKWELL_FUZZ_SECONDS, LINKWELL_FIGURES } = process.env;
   const first = Number(LINKWELL_SEED ?? 1);
   const seconds = Number(LINKWELL_FUZZ_SECONDS ?? (LINKWELL_SEED === undefined ? USUAL_SECONDS : 0));
+  if (!(first >= 0 && seconds >= 0)) {
+    throw new Error('LINKWELL_SEED and LINKWELL_FUZZ_SECONDS are numbers from 0 on');
+  }
   const begin = Date.now();
   let seed = first - 1;
   let result;
