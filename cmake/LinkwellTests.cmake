@@ -96,8 +96,9 @@ endfunction()
 #
 # A second ctest entry for the program of linkwell_add_tests above it, or for the command of another test, that only this
 # part of "scripts/test --full" runs: with its large amounts, which are in ENVIRONMENT, and the limit for that. FILTER
-# chooses of the program's tests as --gtest_filter does. In the environment is also LINKWELL_FIGURES, the file that the
-# entry appends its rows to, for the tables of docs/testing.md: {"table":"fault sweep","row":{"Points":1234,"Runs":4321}}.
+# chooses of the program's tests as --gtest_filter does; fuzz is the suites named ...FuzzTest, for two minutes each test. In
+# the environment is also LINKWELL_FIGURES, the file that the entry appends its rows to, for the tables of docs/testing.md:
+# {"table":"fault sweep","row":{"Points":1234,"Runs":4321}}.
 set(LINKWELL_FULL_PARTS sweep fuzz long)
 function(linkwell_add_full_tests part test)
     cmake_parse_arguments(PARSE_ARGV 2 FULL "" "FILTER;TIMEOUT;WORKING_DIRECTORY" "COMMAND;ENVIRONMENT")
@@ -110,7 +111,10 @@ function(linkwell_add_full_tests part test)
     if(NOT FULL_TIMEOUT)
         set(FULL_TIMEOUT 7200)
     endif()
-    if(NOT FULL_FILTER)
+    if(part STREQUAL fuzz)
+        set(FULL_FILTER *FuzzTest.*)
+        list(APPEND FULL_ENVIRONMENT LINKWELL_FUZZ_SECONDS=120)
+    elseif(NOT FULL_FILTER)
         set(FULL_FILTER *)
     endif()
     if(NOT FULL_WORKING_DIRECTORY)
