@@ -13,19 +13,9 @@ constexpr std::size_t email = 5;
 constexpr std::array<std::size_t, 10> textFields = {0, 1, 2, 3, 4, email, 6, 8, 7, 9};
 constexpr std::size_t firstIdentifier = 10;
 
-/// All but the identifiers. Valid up to the next one.
-[[nodiscard]] std::wstring& textOf(const SPropValue* values, const SPropValue& address)
+[[nodiscard]] bool isText(const SPropValue& value)
 {
-    static std::wstring s_text; // keeps its memory from contact to contact
-    s_text.clear();
-    for (const std::size_t field : textFields)
-    {
-        const SPropValue& value = field == email ? address : values[field];
-        if (PROP_TYPE(value.ulPropTag) == PT_UNICODE)
-            s_text += value.Value.lpszW;
-        s_text += L';';
-    }
-    return s_text;
+    return PROP_TYPE(value.ulPropTag) == PT_UNICODE;
 }
 
 template <class Text>
@@ -44,25 +34,50 @@ void appendHex(Text& text, const SPropValue& value)
     }
 }
 
-template <class Text>
-void appendIdentifiers(Text& text, const SPropValue* values)
-{
-    appendHex(text, values[firstIdentifier]);
-    text += ';';
-    appendHex(text, values[firstIdentifier + 1]);
-}
 } // namespace
 
 void appendLine(std::string& bytes, const SPropValue* values, const SPropValue& address)
 {
-    appendUtf8(bytes, textOf(values, address));
-    appendIdentifiers(bytes, values);
+    static std::wstring s_text; // keeps its memory from contact to contact
+    s_text.clear();
+    for (const std::size_t field : textFields)
+    {
+        const SPropValue& value = field == email ? address : values[field];
+        if (isText(value))
+            s_text += value.Value.lpszW;
+        s_text += L';';
+    }
+    appendUtf8(bytes, s_text);
+    appendHex(bytes, values[firstIdentifier]);
+    bytes += ';';
+    appendHex(bytes, values[firstIdentifier + 1]);
 }
 
 std::wstring lineOf(const SPropValue* values, const SPropValue& address)
 {
-    std::wstring& text = textOf(values, address);
-    appendIdentifiers(text, values);
-    return std::wstring(std::wstring_view(text));
+    std::array<std::wstring, contactTags.size()> record;
+    for (std::size_t field = 0; field < firstIdentifier; ++field)
+    {
+        const SPropValue& value = field == email ? address : values[field];
+        if (isText(value))
+            record[field] = value.Value.lpszW;
+    }
+    for (std::size_t field = firstIdentifier; field < record.size(); ++field)
+        appendHex(record[field], values[field]);
+
+    std::size_t size = record.size() - 1;
+    for (const std::wstring& text : record)
+        size += text.size();
+    std::wstring line;
+    line.reserve(size);
+    for (const std::size_t field : textFields)
+    {
+        line += record[field];
+        line += L';';
+    }
+    line += record[firstIdentifier];
+    line += L';';
+    line += record[firstIdentifier + 1];
+    return line;
 }
 } // namespace bench

@@ -26,6 +26,6 @@ inline constexpr std::array<ULONG, 12> contactTags = {PR_DISPLAY_NAME_W,
 /// @param values  of `contactTags`.
 void appendLine(std::string& bytes, const SPropValue* values, const SPropValue& address);
 
-/// The line in UTF-16, which takes no more memory than it needs.
+/// The line in UTF-16, made of a record that has each property as a text of its own; in memory that is taken once.
 [[nodiscard]] std::wstring lineOf(const SPropValue* values, const SPropValue& address);
 } // namespace bench

@@ -1,8 +1,8 @@
 // linkwell_floor [/log=FILE] /times=FILE [/texts]: the work of the agent's first snapshot in the barest way, without any code of
 // the agent: the same MAPI calls, the text made once and as UTF-8, one write to the log, one exchange with the host. With /texts
-// it keeps the texts that the agent has to: of each contact one in UTF-16, which stay when they are joined into one of the final
-// size; and this one is converted for the log, and again for the host. Writes what it took as a line of JSON. Exit status: 0 when
-// the host has answered "ack".
+// it has the texts that the agent has to, in UTF-16: of each property, until the contact's line is written; of each contact, also
+// when all are joined into one of the final size; and this one is converted for the log, and again for the host. Writes what it took
+// as a line of JSON. Exit status: 0 when the host has answered "ack".
 #include <windows.h>
 
 #include <psapi.h>
