@@ -21,6 +21,7 @@ constexpr std::size_t firstIdentifier = 10;
 template <class Text>
 void appendHex(Text& text, const SPropValue& value)
 {
+    using Character = typename Text::value_type;
     constexpr std::string_view digits = "0123456789ABCDEF";
     if (PROP_TYPE(value.ulPropTag) != PT_BINARY)
         return;
@@ -29,8 +30,8 @@ void appendHex(Text& text, const SPropValue& value)
     auto* to = text.data() + start;
     for (const BYTE* from = value.Value.bin.lpb; from != value.Value.bin.lpb + value.Value.bin.cb; ++from)
     {
-        *to++ = digits[*from >> 4];
-        *to++ = digits[*from & 0xF];
+        *to++ = static_cast<Character>(digits[*from >> 4]);
+        *to++ = static_cast<Character>(digits[*from & 0xF]);
     }
 }
 
