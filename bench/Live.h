@@ -17,8 +17,8 @@
 #include "sandbox/control/ControlClient.h"
 #include "tests/endtoend/AgentProcess.h"
 #include "tests/support/Platform.h"
-#include "tests/support/SequenceHost.h"
 #include "tests/support/TempFolder.h"
+#include "tests/support/pipe/SequenceHost.h"
 
 namespace bench
 {

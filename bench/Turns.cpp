@@ -17,7 +17,7 @@
 #include "tests/endtoend/AgentProcess.h"
 #include "tests/support/Handle.h"
 #include "tests/support/Platform.h"
-#include "tests/support/SequenceHost.h"
+#include "tests/support/pipe/SequenceHost.h"
 
 namespace bench
 {

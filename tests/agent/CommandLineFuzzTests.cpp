@@ -12,8 +12,8 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/support/Fuzz.h"
 #include "tests/support/ImportHook.h"
+#include "tests/support/fuzz/Fuzz.h"
 
 namespace
 {

@@ -7,7 +7,7 @@
 #include <memory>
 
 #include "tests/agent/AgentTest.h"
-#include "tests/support/MapiMocks.h"
+#include "tests/support/mapi/MapiMocks.h"
 
 namespace
 {

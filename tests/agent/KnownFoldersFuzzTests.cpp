@@ -12,8 +12,8 @@
 #include <gtest/gtest.h>
 
 #include "agent/mapi/MapiSession.h"
-#include "tests/support/Fuzz.h"
-#include "tests/support/MapiMocks.h"
+#include "tests/support/fuzz/Fuzz.h"
+#include "tests/support/mapi/MapiMocks.h"
 #include "utilities/Exception.h"
 
 namespace

@@ -6,8 +6,8 @@
 #include <memory>
 
 #include "tests/agent/AgentTest.h"
-#include "tests/support/MapiMocks.h"
 #include "tests/support/Platform.h"
+#include "tests/support/mapi/MapiMocks.h"
 #include "utilities/StopRequested.h"
 
 namespace

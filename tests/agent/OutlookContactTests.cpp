@@ -6,8 +6,8 @@
 #include "mapiabi/MapiTags.h"
 #include "tests/agent/AgentTest.h"
 #include "tests/support/HeapWatch.h"
-#include "tests/support/MapiMocks.h"
-#include "tests/support/MapiValues.h"
+#include "tests/support/mapi/MapiMocks.h"
+#include "tests/support/mapi/MapiValues.h"
 
 namespace
 {

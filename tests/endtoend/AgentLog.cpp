@@ -8,8 +8,8 @@
 #include <stdexcept>
 
 #include "tests/support/Handle.h"
-#include "tests/support/LineNumbers.h"
 #include "tests/support/LogFile.h"
+#include "tests/support/mapi/LineNumbers.h"
 
 namespace endtoend
 {

@@ -20,9 +20,9 @@
 #include "tests/endtoend/AgentProcess.h"
 #include "tests/endtoend/Expected.h"
 #include "tests/support/LogFile.h"
-#include "tests/support/PipeServer.h"
 #include "tests/support/Platform.h"
 #include "tests/support/TempFolder.h"
+#include "tests/support/pipe/PipeServer.h"
 
 namespace endtoend
 {

@@ -14,7 +14,7 @@
 #include "tests/endtoend/AgentProcess.h"
 #include "tests/endtoend/EndToEndTest.h"
 #include "tests/support/Handle.h"
-#include "tests/support/SequenceHost.h"
+#include "tests/support/pipe/SequenceHost.h"
 
 namespace endtoend
 {

@@ -14,7 +14,7 @@
 #include <utility>
 #include <vector>
 
-#include "tests/support/SequenceHost.h"
+#include "tests/support/pipe/SequenceHost.h"
 
 namespace
 {

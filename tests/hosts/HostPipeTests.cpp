@@ -8,7 +8,7 @@
 
 #include <gmock/gmock.h>
 
-#include "tests/support/SequenceHost.h"
+#include "tests/support/pipe/SequenceHost.h"
 
 namespace hosts
 {

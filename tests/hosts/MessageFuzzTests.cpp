@@ -13,7 +13,7 @@
 #include "hosts/cpp/LinkwellHost.h"
 #include "tests/hosts/HostTest.h"
 #include "tests/hosts/MessageJson.h"
-#include "tests/support/Fuzz.h"
+#include "tests/support/fuzz/Fuzz.h"
 
 namespace hosts
 {

@@ -9,8 +9,8 @@
 #include "sandbox/mailbox/model/SandboxTags.h"
 #include "tests/mapi/MapiTest.h"
 #include "tests/support/HeapWatch.h"
-#include "tests/support/MapiMocks.h"
-#include "tests/support/MapiValues.h"
+#include "tests/support/mapi/MapiMocks.h"
+#include "tests/support/mapi/MapiValues.h"
 #include "utilities/StopRequested.h"
 
 namespace

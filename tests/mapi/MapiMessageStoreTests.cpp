@@ -4,7 +4,7 @@
 #include "agent/mapi/MapiUtilities.h"
 #include "mapiabi/MapiTags.h"
 #include "tests/mapi/MapiTest.h"
-#include "tests/support/MapiMocks.h"
+#include "tests/support/mapi/MapiMocks.h"
 
 namespace
 {

@@ -14,7 +14,7 @@
 
 #include "agent/mapi/MapiRuntime.h"
 #include "tests/mapi/FakeMachine.h"
-#include "tests/support/Fuzz.h"
+#include "tests/support/fuzz/Fuzz.h"
 
 namespace
 {

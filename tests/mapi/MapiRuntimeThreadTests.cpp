@@ -14,9 +14,9 @@
 
 #include "agent/mapi/MapiRuntime.h"
 #include "tests/mapi/FakeMachine.h"
-#include "tests/support/Choices.h"
 #include "tests/support/Figures.h"
 #include "tests/support/Platform.h"
+#include "tests/support/fuzz/Choices.h"
 
 namespace
 {

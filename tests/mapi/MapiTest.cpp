@@ -11,7 +11,7 @@
 #include "agent/mapi/PropTagArray.h"
 #include "agent/mapi/Rowset.h"
 #include "mapiabi/MapiTags.h"
-#include "tests/support/FakeCom.h"
+#include "tests/support/mapi/FakeCom.h"
 #include "utilities/StopRequested.h"
 
 namespace tests

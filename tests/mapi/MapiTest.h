@@ -12,8 +12,8 @@
 #include "agent/mapi/MapiSession.h"
 #include "tests/support/Failures.h"
 #include "tests/support/ImportHook.h"
-#include "tests/support/LineNumbers.h"
 #include "tests/support/LogFile.h"
+#include "tests/support/mapi/LineNumbers.h"
 #include "tests/support/sandbox/SandboxDll.h"
 
 namespace tests

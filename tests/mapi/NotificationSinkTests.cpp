@@ -9,7 +9,7 @@
 
 #include "tests/mapi/MapiTest.h"
 #include "tests/support/HeapWatch.h"
-#include "tests/support/MapiMocks.h"
+#include "tests/support/mapi/MapiMocks.h"
 
 namespace
 {

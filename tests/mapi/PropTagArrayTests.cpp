@@ -2,7 +2,7 @@
 
 #include "mapiabi/MapiTags.h"
 #include "tests/mapi/MapiTest.h"
-#include "tests/support/MapiValues.h"
+#include "tests/support/mapi/MapiValues.h"
 
 namespace
 {

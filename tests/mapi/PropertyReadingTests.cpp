@@ -4,8 +4,8 @@
 
 #include "mapiabi/MapiTags.h"
 #include "tests/mapi/MapiTest.h"
-#include "tests/support/MapiMocks.h"
-#include "tests/support/MapiValues.h"
+#include "tests/support/mapi/MapiMocks.h"
+#include "tests/support/mapi/MapiValues.h"
 
 namespace
 {

@@ -4,7 +4,7 @@
 
 #include "mapiabi/MapiTags.h"
 #include "tests/mapi/MapiTest.h"
-#include "tests/support/MapiValues.h"
+#include "tests/support/mapi/MapiValues.h"
 
 namespace
 {

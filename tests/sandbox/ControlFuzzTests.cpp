@@ -13,10 +13,10 @@
 
 #include "sandbox/control/ControlClient.h"
 #include "sandbox/control/ControlServer.h"
-#include "tests/support/Fuzz.h"
 #include "tests/support/Handle.h"
-#include "tests/support/Mutation.h"
 #include "tests/support/Platform.h"
+#include "tests/support/fuzz/Fuzz.h"
+#include "tests/support/fuzz/Mutation.h"
 
 namespace
 {

@@ -13,10 +13,10 @@
 
 #include "sandbox/mailbox/model/MailboxError.h"
 #include "tests/sandbox/RandomJson.h"
-#include "tests/support/Fuzz.h"
-#include "tests/support/Mutation.h"
 #include "tests/support/Platform.h"
 #include "tests/support/TempFolder.h"
+#include "tests/support/fuzz/Fuzz.h"
+#include "tests/support/fuzz/Mutation.h"
 #include "tests/utilities/Utf8Model.h"
 
 using namespace sandbox;

@@ -8,9 +8,9 @@
 
 #include "sandbox/mailbox/reading/JsonObject.h"
 #include "tests/sandbox/SandboxTest.h"
-#include "tests/support/FakeCom.h"
 #include "tests/support/Platform.h"
 #include "tests/support/Pump.h"
+#include "tests/support/mapi/FakeCom.h"
 
 namespace sandboxtest
 {

@@ -6,7 +6,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "tests/support/Choices.h"
+#include "tests/support/fuzz/Choices.h"
 
 namespace sandboxtest
 {

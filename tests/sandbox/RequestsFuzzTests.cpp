@@ -10,8 +10,8 @@
 
 #include "tests/sandbox/RandomJson.h"
 #include "tests/sandbox/SandboxTest.h"
-#include "tests/support/Fuzz.h"
-#include "tests/support/Mutation.h"
+#include "tests/support/fuzz/Fuzz.h"
+#include "tests/support/fuzz/Mutation.h"
 
 namespace sandboxtest
 {

@@ -5,8 +5,8 @@
 
 #include <gmock/gmock.h>
 
-#include "tests/support/PipeServer.h"
 #include "tests/support/Platform.h"
+#include "tests/support/pipe/PipeServer.h"
 #include "tools/support/Page.h"
 
 namespace diagnosis

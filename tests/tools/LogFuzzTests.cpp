@@ -9,10 +9,10 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include "tests/support/Fuzz.h"
 #include "tests/support/HeapWatch.h"
-#include "tests/support/Mutation.h"
 #include "tests/support/TempFolder.h"
+#include "tests/support/fuzz/Fuzz.h"
+#include "tests/support/fuzz/Mutation.h"
 #include "tests/tools/Samples.h"
 #include "tools/support/Clean.h"
 #include "tools/support/Report.h"

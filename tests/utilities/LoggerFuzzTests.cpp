@@ -10,8 +10,8 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/support/Fuzz.h"
 #include "tests/support/ImportHook.h"
+#include "tests/support/fuzz/Fuzz.h"
 #include "tests/utilities/Utf8Model.h"
 #include "utilities/Logger.h"
 

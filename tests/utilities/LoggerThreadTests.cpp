@@ -9,8 +9,8 @@
 #include <thread>
 #include <vector>
 
-#include "tests/support/Choices.h"
 #include "tests/support/Figures.h"
+#include "tests/support/fuzz/Choices.h"
 #include "tests/utilities/LoggerFixture.h"
 
 namespace

@@ -10,7 +10,7 @@
 #include "tests/support/HeapWatch.h"
 #include "tests/support/ImportHook.h"
 #include "tests/support/LogFile.h"
-#include "tests/support/PipeServer.h"
+#include "tests/support/pipe/PipeServer.h"
 
 namespace
 {

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "tests/support/Choices.h"
+#include "tests/support/fuzz/Choices.h"
 
 namespace tests
 {

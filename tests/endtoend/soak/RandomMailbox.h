@@ -4,7 +4,7 @@
 #include <string>
 
 #include "tests/endtoend/soak/MailboxModel.h"
-#include "tests/support/Choices.h"
+#include "tests/support/fuzz/Choices.h"
 
 namespace endtoend::soak
 {

@@ -9,7 +9,7 @@
 #include "tests/endtoend/sweep/ReferenceRun.h"
 #include "tests/endtoend/sweep/Sweep.h"
 #include "tests/support/Handle.h"
-#include "tests/support/SequenceHost.h"
+#include "tests/support/pipe/SequenceHost.h"
 
 namespace endtoend::sweep
 {

@@ -10,8 +10,8 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/support/Choices.h"
 #include "tests/support/Figures.h"
+#include "tests/support/fuzz/Choices.h"
 
 namespace endtoend::sweep
 {

@@ -10,8 +10,8 @@
 #include "agent/mapi/MapiMessageStore.h"
 #include "agent/mapi/MapiSession.h"
 #include "tests/support/Failures.h"
-#include "tests/support/LineNumbers.h"
 #include "tests/support/LogFile.h"
+#include "tests/support/mapi/LineNumbers.h"
 #include "tests/support/sandbox/RegisteredSandbox.h"
 
 namespace tests

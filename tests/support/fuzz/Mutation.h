@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/Choices.h"
+#include "tests/support/fuzz/Choices.h"
 
 namespace support
 {

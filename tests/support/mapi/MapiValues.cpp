@@ -1,4 +1,4 @@
-#include "tests/support/MapiValues.h"
+#include "tests/support/mapi/MapiValues.h"
 
 #include <algorithm>
 #include <stdexcept>

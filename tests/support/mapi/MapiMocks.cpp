@@ -1,4 +1,4 @@
-#include "tests/support/MapiMocks.h"
+#include "tests/support/mapi/MapiMocks.h"
 
 namespace tests
 {

@@ -5,8 +5,8 @@
 
 #include <gmock/gmock.h>
 
-#include "tests/support/CrashGuard.h"
-#include "tests/support/Watchdog.h"
+#include "tests/support/runner/CrashGuard.h"
+#include "tests/support/runner/Watchdog.h"
 
 namespace
 {

@@ -1,4 +1,4 @@
-#include "tests/support/Fuzz.h"
+#include "tests/support/fuzz/Fuzz.h"
 
 #include <windows.h>
 
@@ -10,9 +10,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest-spi.h>
 
-#include "tests/support/CrashGuard.h"
 #include "tests/support/Platform.h"
 #include "tests/support/TempFolder.h"
+#include "tests/support/runner/CrashGuard.h"
 
 namespace
 {

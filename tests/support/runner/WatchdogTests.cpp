@@ -1,4 +1,4 @@
-#include "tests/support/Watchdog.h"
+#include "tests/support/runner/Watchdog.h"
 
 #include <windows.h>
 

@@ -3,7 +3,7 @@
 
 #include <functional>
 
-#include "tests/support/Choices.h"
+#include "tests/support/fuzz/Choices.h"
 
 namespace support
 {

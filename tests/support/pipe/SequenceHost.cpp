@@ -1,4 +1,4 @@
-#include "tests/support/SequenceHost.h"
+#include "tests/support/pipe/SequenceHost.h"
 
 #include <sddl.h>
 

@@ -9,7 +9,7 @@
 
 #include "agent/mapi/MapiPointers.h"
 #include "sandbox/runtime/objects/Refusals.h"
-#include "tests/support/FakeCom.h"
+#include "tests/support/mapi/FakeCom.h"
 
 namespace tests
 {

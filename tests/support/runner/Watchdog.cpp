@@ -1,11 +1,11 @@
-#include "tests/support/Watchdog.h"
+#include "tests/support/runner/Watchdog.h"
 
 #include <windows.h>
 
 #include <cstdio>
 #include <cstdlib>
 
-#include "tests/support/Fuzz.h"
+#include "tests/support/fuzz/Fuzz.h"
 
 namespace support
 {

@@ -1,4 +1,4 @@
-#include "tests/support/CrashGuard.h"
+#include "tests/support/runner/CrashGuard.h"
 
 #include <windows.h>
 

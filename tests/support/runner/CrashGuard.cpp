@@ -1,4 +1,4 @@
-#include "tests/support/CrashGuard.h"
+#include "tests/support/runner/CrashGuard.h"
 
 #include <windows.h>
 
@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/support/Fuzz.h"
+#include "tests/support/fuzz/Fuzz.h"
 
 namespace support
 {

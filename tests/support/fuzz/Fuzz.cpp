@@ -1,4 +1,4 @@
-#include "tests/support/Fuzz.h"
+#include "tests/support/fuzz/Fuzz.h"
 
 #include <atomic>
 #include <chrono>

@@ -1,4 +1,4 @@
-#include "tests/support/PipeServer.h"
+#include "tests/support/pipe/PipeServer.h"
 
 #include <algorithm>
 #include <utility>
