@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -47,14 +48,23 @@ public:
     void waitUntilHeld() { m_process.waitUntilHeld("burst"); }
     [[nodiscard]] Burst release(std::size_t messages)
     {
-        const std::size_t before = memoryOf(m_process.process()).WorkingSetSize;
+        const PROCESS_MEMORY_COUNTERS before = memoryOf(m_process.process());
         const Clock::time_point start = Clock::now();
         ask({{"do", "release"}, {"hold", "burst"}});
         Burst burst;
-        burst.messages = m_process.take(messages);
+        std::size_t most = before.WorkingSetSize;
+        while (burst.messages.size() < messages)
+        {
+            constexpr std::size_t looks = 100;
+            const std::size_t next = std::min(messages - burst.messages.size(), messages / looks + 1);
+            std::ranges::move(m_process.take(next), std::back_inserter(burst.messages));
+            most = std::max<std::size_t>(most, memoryOf(m_process.process()).WorkingSetSize);
+        }
         burst.time = Milliseconds(burst.messages.back().time - start).count();
-        burst.memory =
-            static_cast<double>(memoryOf(m_process.process()).PeakWorkingSetSize) - static_cast<double>(before);
+        // What the process has had at most may be of its start: the agent's snapshot has all contacts.
+        if (const auto peak = memoryOf(m_process.process()).PeakWorkingSetSize; peak > before.PeakWorkingSetSize)
+            most = peak;
+        burst.memory = static_cast<double>(most - before.WorkingSetSize);
         m_process.close();
         return burst;
     }
