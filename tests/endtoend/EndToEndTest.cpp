@@ -10,6 +10,9 @@ namespace
 {
 constexpr std::size_t lengthSize = 4;
 
+/// How long the sandbox waits for what a test asks it to. Generous, as `support::deadline` is.
+constexpr unsigned waitMilliseconds = 120'000;
+
 /// A text value of the machine's registry as it stands; empty when it isn't there.
 std::wstring registeredText(const wchar_t* key, const wchar_t* name)
 {
@@ -27,11 +30,6 @@ std::string wireBytes(std::string_view text)
     for (int shift = 24; shift >= 0; shift -= 8)
         bytes += static_cast<char>((text.size() >> shift) & 0xFF);
     return bytes.append(text);
-}
-
-std::string bytesOf(const std::filesystem::path& file)
-{
-    return std::filesystem::exists(file) ? support::readBytes(file) : std::string();
 }
 
 std::string messageText(const std::string& request)
@@ -54,6 +52,7 @@ support::PipeServerOptions hostOptions()
 {
     support::PipeServerOptions options;
     options.name = hostPipeName;
+    options.defaultTimeout = waitMilliseconds; // the agent gives up then; on a busy machine the host may come late
     return options;
 }
 
@@ -122,6 +121,11 @@ std::string plansFor(std::initializer_list<std::pair<std::string_view, std::stri
             .append(result)
             .append("\"}");
     return R"("plans": [)" + text + "]";
+}
+
+std::string bytesOf(const std::filesystem::path& file)
+{
+    return std::filesystem::exists(file) ? support::readBytes(file) : std::string();
 }
 
 void EndToEndTest::SetUp()
@@ -194,8 +198,10 @@ std::vector<std::string> EndToEndTest::messages() const
     return texts;
 }
 
-Json EndToEndTest::ask(const Json& request)
+Json EndToEndTest::ask(Json request)
 {
+    if (request.at("do") == "wait")
+        request.emplace("timeout", waitMilliseconds);
     if (!m_control)
         m_control = std::make_unique<sandbox::ControlClient>(controlPipe(), support::deadline);
     return m_control->request(request);

@@ -47,6 +47,9 @@ struct AgentRun
     std::string standardError;
 };
 
+/// All bytes of a file; none when it isn't there.
+[[nodiscard]] std::string bytesOf(const std::filesystem::path& file);
+
 class EndToEndTest : public testing::Test
 {
 protected:
@@ -82,9 +85,9 @@ protected:
     [[nodiscard]] std::vector<std::string> takeMessages() const;
     /// Waits for a record in the agent's log; false when the agent ends without it, or after `limit`.
     [[nodiscard]] bool waitForLog(std::string_view text, std::chrono::milliseconds limit = support::deadline) const;
-    /// Asks the sandbox of the running agent, as docs/sandbox-control.md says, and gives its answer. Throws when it
-    /// refuses.
-    Json ask(const Json& request);
+    /// Asks the sandbox of the running agent, as docs/sandbox-control.md says, and gives its answer; a wait without a
+    /// time-out gets two minutes. Throws when it refuses.
+    Json ask(Json request);
     /// Waits until the agent has subscribed to all its stores, of which this is the last, and handles its messages.
     [[nodiscard]] bool waitUntilSubscribed(std::string_view lastStore,
                                            std::chrono::milliseconds limit = support::deadline);

@@ -22,6 +22,9 @@ namespace
 constexpr unsigned long long firstSeed = 1;
 constexpr unsigned long long usualCount = 200;
 
+/// How long the start of an agent may take on a busy machine.
+constexpr std::chrono::minutes patience{2};
+
 /// In so many steps of a hundred, edits are handled inside the handling of another one.
 constexpr unsigned nestedSteps = 30;
 
@@ -76,15 +79,19 @@ void require(bool condition, const std::string& otherwise)
         throw std::runtime_error(otherwise);
 }
 
+std::string textOf(const std::vector<std::string>& texts)
+{
+    std::string lines;
+    for (const std::string& text : texts)
+        lines += "    " + Json(text).dump() + "\n";
+    return lines;
+}
+
 std::string textOf(const Messages& messages)
 {
     std::string text;
     for (const auto& [store, list] : messages)
-    {
-        text += "  store " + std::to_string(store) + ":\n";
-        for (const std::string& message : list)
-            text += "    " + Json(message).dump() + "\n";
-    }
+        text += "  store " + std::to_string(store) + ":\n" + textOf(list);
     return text;
 }
 
@@ -246,7 +253,8 @@ void RandomEditTest::start(Sequence& sequence)
     serveHost();
     startAgentOn(sequence.file.dump());
     const std::vector<unsigned> order = orderOfStores(sequence.mailbox);
-    require(waitUntilSubscribed(sequence.mailbox.store(order.back()).name), "the agent doesn't subscribe");
+    const bool isSubscribed = waitUntilSubscribed(sequence.mailbox.store(order.back()).name, patience);
+    require(isSubscribed, "the agent doesn't subscribe; its log is\n" + textOf(readLog(logFile())));
 
     Messages expected;
     for (std::size_t index = 0; index < order.size(); ++index)

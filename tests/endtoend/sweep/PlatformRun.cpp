@@ -38,11 +38,6 @@ View viewOf(HANDLE mapping)
     return view;
 }
 
-std::string bytesOf(const std::filesystem::path& file)
-{
-    return std::filesystem::exists(file) ? support::readBytes(file) : std::string();
-}
-
 bool hasEnded(HANDLE process, DWORD milliseconds)
 {
     return WaitForSingleObject(process, milliseconds) == WAIT_OBJECT_0;

@@ -24,7 +24,7 @@ void TroubleTest::edit(unsigned count, std::size_t size)
         std::string company = std::to_string(++m_edits) + " ";
         company.resize(size, static_cast<char>('a' + m_edits % 26));
         ask({{"do", "editContact"}, {"contact", "Mailbox/Contacts/Ada"}, {"set", {{"company", company}}}});
-        ask({{"do", "wait"}, {"for", "idle"}, {"timeout", 60'000}});
+        ask({{"do", "wait"}, {"for", "idle"}});
         const std::string line = contactLine("Ada;;;;" + company + ";;;;;", 1, firstFolder, 1);
         ASSERT_TRUE(takeMessages() == std::vector{change("change", "contact", {line})}) << "edit " << m_edits;
         m_model.write(notified(0x10, "Ada", id));
