@@ -91,7 +91,7 @@ Verdict EndAtCallTest::endAt(const Judge& judge, const WorkerCall& call, bool is
     bool isHeld = false;
     const auto end = [&](bool isAsked)
     {
-        ask({{"do", "wait"}, {"for", "held"}, {"hold", "call"}, {"timeout", heldLimit}});
+        ask({{"do", "wait"}, {"for", "held"}, {"hold", "call"}});
         isHeld = true;
         if (!isAsked)
             requestEnd();

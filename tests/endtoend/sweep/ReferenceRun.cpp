@@ -59,6 +59,20 @@ constexpr const char* stepsText = R"([
         {"event": "fnevObjectModified", "objectType": "MAPI_MESSAGE", "entryId": "#00000000DEAD", "parentId": "#00000000C3"}]}
 ])";
 
+/// Does something with the sandbox of an agent that may end meanwhile, or have ended; nothing is left to do then.
+void whileItLives(const std::function<void()>& action)
+{
+    try
+    {
+        if (action)
+            action();
+    }
+    catch (const sandbox::NoAnswer&)
+    {
+        // The process has ended.
+    }
+}
+
 /// Whether the last store has been subscribed to, or is about to be.
 bool isLastSubscribed(const Records& records)
 {
@@ -89,15 +103,12 @@ AgentRun ReferenceRunTest::run(const Json& plans, const Interventions& intervent
     writeMailbox(mailbox.dump());
     serve();
     launch();
-    if (interventions.started)
-        interventions.started();
+    whileItLives(interventions.started);
     if (waitUntilPumping())
-        doSteps(interventions);
-    if (interventions.beforeClose)
-        interventions.beforeClose();
+        whileItLives([&] { doSteps(interventions); });
+    whileItLives(interventions.beforeClose);
     requestEnd();
-    if (interventions.closed)
-        interventions.closed();
+    whileItLives(interventions.closed);
     return runUntilWorkerEnds();
 }
 
@@ -124,20 +135,14 @@ void ReferenceRunTest::requestEnd() const
 
 void ReferenceRunTest::doSteps(const Interventions& interventions)
 {
-    try
+    const Json untilIdle = {{"do", "wait"}, {"for", "idle"}};
+    for (std::size_t step = 0; step < referenceSteps().size(); ++step)
     {
-        for (std::size_t step = 0; step < referenceSteps().size(); ++step)
-        {
-            ask({{"do", "wait"}, {"for", "idle"}, {"timeout", std::chrono::milliseconds(support::deadline).count()}});
-            if (interventions.beforeStep)
-                interventions.beforeStep(step);
-            ask(referenceSteps()[step]);
-        }
-        ask({{"do", "wait"}, {"for", "idle"}, {"timeout", std::chrono::milliseconds(support::deadline).count()}});
+        ask(untilIdle);
+        if (interventions.beforeStep)
+            interventions.beforeStep(step);
+        ask(referenceSteps()[step]);
     }
-    catch (const sandbox::NoAnswer&)
-    {
-        // The process has ended.
-    }
+    ask(untilIdle);
 }
 } // namespace endtoend::sweep
