@@ -47,14 +47,35 @@ ProgramFile::~ProgramFile()
     FreeLibrary(m_data);
 }
 
+const IMAGE_IMPORT_DESCRIPTOR* ProgramFile::imports() const
+{
+    return at<IMAGE_IMPORT_DESCRIPTOR>(
+        m_headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress);
+}
+
 std::vector<std::string> ProgramFile::importedModules() const
 {
     std::vector<std::string> modules;
-    const auto* descriptor = at<IMAGE_IMPORT_DESCRIPTOR>(
-        m_headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress);
-    for (; descriptor->Name != 0; ++descriptor)
-        modules.emplace_back(at<char>(descriptor->Name));
+    for (const auto* module = imports(); module->Name != 0; ++module)
+        modules.emplace_back(at<char>(module->Name));
     return modules;
+}
+
+std::vector<std::string> ProgramFile::importedFunctions(std::string_view module) const
+{
+    std::vector<std::string> functions;
+    for (const auto* known = imports(); known->Name != 0; ++known)
+    {
+        if (module != at<char>(known->Name))
+            continue;
+        for (const auto* import = at<IMAGE_THUNK_DATA64>(known->OriginalFirstThunk); import->u1.AddressOfData != 0;
+             ++import)
+        {
+            if (!IMAGE_SNAP_BY_ORDINAL64(import->u1.Ordinal))
+                functions.emplace_back(at<char>(import->u1.AddressOfData + offsetof(IMAGE_IMPORT_BY_NAME, Name)));
+        }
+    }
+    return functions;
 }
 
 std::vector<unsigned> ProgramFile::resourceTypes() const

@@ -3,12 +3,14 @@
 
 #include <windows.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
 #include <span>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace endtoend
@@ -31,6 +33,8 @@ public:
 
     /// The names of the modules in the import table, as they stand there, in order.
     [[nodiscard]] std::vector<std::string> importedModules() const;
+    /// Of one of these, the names of the functions; those that have only a number are left out.
+    [[nodiscard]] std::vector<std::string> importedFunctions(std::string_view module) const;
 
     /// The types and, of one type, the names of the resources, all of which must be numbers; in ascending order.
     [[nodiscard]] std::vector<unsigned> resourceTypes() const;
@@ -39,6 +43,7 @@ public:
     [[nodiscard]] std::string resource(unsigned type, unsigned id) const;
 
 private:
+    [[nodiscard]] const IMAGE_IMPORT_DESCRIPTOR* imports() const;
     /// What lies at an address of the program.
     template <class Structure>
     [[nodiscard]] const Structure* at(std::size_t address) const
