@@ -8,8 +8,9 @@
 
 namespace
 {
-/// An address at which there is never anything; volatile, so that no compiler sees that.
-int* volatile s_nowhere = nullptr;
+/// An address at which there is never anything, and not 0, which checks of a hardened build find first; volatile, so that no
+/// compiler sees that.
+int* volatile s_nowhere = reinterpret_cast<int*>(sizeof(int));
 
 TEST(CrashGuardDeathTest, EndsTheProgramWithTheTestsNameWhenItCrashes)
 {
