@@ -6,10 +6,10 @@
 
 namespace sandboxctl
 {
-namespace
-{
 using Json = nlohmann::json;
 
+namespace
+{
 /// On one line, also when a name has more.
 [[nodiscard]] std::string onOneLine(const std::string& text)
 {

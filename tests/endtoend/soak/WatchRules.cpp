@@ -304,9 +304,9 @@ bool WatchRules::looksLikeContacts(const Object& folder) const
 {
     if (const auto found = folder.description.find("class"); found != folder.description.end())
         return *found == "IPF.Contact";
-    const std::vector<Object> contacts = m_mailbox.objectsIn(folder.id, false);
-    return contacts.empty() || std::ranges::any_of(contacts, [](const Object& contact)
-                                                   { return contact.description.at("class") == "IPM.Contact"; });
+    const std::vector<Object> messages = m_mailbox.objectsIn(folder.id, false);
+    return messages.empty() || std::ranges::any_of(messages, [](const Object& message)
+                                                   { return message.description.at("class") == "IPM.Contact"; });
 }
 
 std::vector<Object> WatchRules::visibleFolders() const
