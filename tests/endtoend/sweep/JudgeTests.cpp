@@ -13,6 +13,7 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 using testing::StartsWith;
 
 const std::string snapshotOfA = "2;snapshot;contact;0;2\nAnn;;;;;ann@x;;;;;00A1;00C1";
@@ -47,6 +48,13 @@ TEST_F(JudgeTest, HasNothingAgainstTheReferenceRun)
 {
     EXPECT_THAT(complaintsOf(m_judge.reference()), IsEmpty());
     EXPECT_EQ(m_judge.outcome(m_judge.reference()), "all said");
+}
+
+TEST_F(JudgeTest, HasNothingAgainstALineFeedAtTheEndWhichTheLogDoesNotHave)
+{
+    AgentRun run = m_judge.reference();
+    run.messages.back() += '\n';
+    EXPECT_THAT(complaintsOf(run), Not(Contains("the host has not what the log says was sent")));
 }
 
 TEST_F(JudgeTest, HasNothingAgainstALossThatStandsInTheLog)
