@@ -107,6 +107,8 @@ void fillParts(Turn& turn, const Reception& reception, double begin, double send
         support::throwLastError("GetProcessMemoryInfo");
     return counters.PeakWorkingSetSize;
 }
+
+/// In the order in which they stand in the tables.
 constexpr std::array<std::pair<Party, Turn Round::*>, 3> turnsOf = {{
     {Party::Agent, &Round::agent},
     {Party::Floor, &Round::floor},

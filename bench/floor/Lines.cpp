@@ -34,7 +34,6 @@ void appendHex(Text& text, const SPropValue& value)
         *to++ = static_cast<Character>(digits[*from & 0xF]);
     }
 }
-
 } // namespace
 
 void appendLine(std::string& bytes, const SPropValue* values, const SPropValue& address)

@@ -95,7 +95,7 @@ template <class T>
 }
 } // namespace
 
-Reader::Reader(const Runtime& runtime) : m_runtime(runtime)
+Reader::Reader(const Runtime& runtime, bool keepsTexts) : m_runtime(runtime), m_keepsTexts(keepsTexts)
 {
     check(m_runtime.initialize(nullptr), "MAPIInitialize");
     check(m_runtime.logonEx(0, nullptr, nullptr,
@@ -128,10 +128,9 @@ void Reader::openFirstStore()
     m_runtime.freeBuffer(provider);
 }
 
-Message Reader::snapshot(bool keepsTexts)
+Message Reader::snapshot()
 {
     Message message;
-    message.keepsTexts = keepsTexts;
     message.bytes = std::string(4, '\0') + "2;snapshot;contact;0;1";
     visitFolders(
         [this, &message](IMAPIFolder& folder)
@@ -261,7 +260,7 @@ void Reader::readContact(IMAPIProp& contact, Message& message)
 
     const Clock::time_point begin = Clock::now();
     const SPropValue& address = addresses[1]; // an SMTP address: the mailboxes of measurements have no others
-    if (message.keepsTexts)
+    if (m_keepsTexts)
         message.texts.push_back(lineOf(values, address));
     else
     {

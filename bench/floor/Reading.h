@@ -15,10 +15,7 @@ struct Message
 {
     std::string bytes;
     std::chrono::nanoseconds composing{0}; // of what it took to make it
-
-    /// Each contact's line is kept as a text of its own, in UTF-16, and `bytes` has only the first line.
-    bool keepsTexts = false;
-    std::vector<std::wstring> texts;
+    std::vector<std::wstring> texts;       // of a reader that keeps them; `bytes` has only the first line then
 };
 
 /// A session on the mailbox, as the agent's two threads have it together.
@@ -26,13 +23,14 @@ class Reader
 {
 public:
     /// Logs on. Throws, as all here, std::runtime_error for what fails.
-    explicit Reader(const Runtime& runtime);
+    /// @param keepsTexts  each contact's line is kept as a text of its own, in UTF-16.
+    explicit Reader(const Runtime& runtime, bool keepsTexts = false);
     ~Reader();
     Reader(const Reader&) = delete;
     Reader& operator=(const Reader&) = delete;
 
     /// The message of the first store's snapshot, with the time that was not spent in MAPI calls.
-    [[nodiscard]] Message snapshot(bool keepsTexts = false);
+    [[nodiscard]] Message snapshot();
 
     /// Visits the visible folders of the first store from the root of what users see, depth first.
     void visitFolders(const std::function<void(IMAPIFolder&)>& visitor);
@@ -51,6 +49,7 @@ private:
     void visitFolder(IMAPIFolder& folder, const std::function<void(IMAPIFolder&)>& visitor);
 
     const Runtime& m_runtime;
+    const bool m_keepsTexts;
     IMAPISession* m_session = nullptr;
     IMsgStore* m_store = nullptr;
 };

@@ -67,9 +67,9 @@ namespace
 void run(const std::string& log, const std::string& times, bool keepsTexts)
 {
     const bench::Runtime runtime = bench::Runtime::load();
-    bench::Reader reader(runtime);
+    bench::Reader reader(runtime, keepsTexts);
     const std::uint64_t begin = now();
-    const bench::Message message = reader.snapshot(keepsTexts);
+    const bench::Message message = reader.snapshot();
     const std::wstring text = keepsTexts ? joinTexts(message) : std::wstring();
     const std::uint64_t sending = now();
     const std::size_t mailbox = memory().WorkingSetSize - message.bytes.size(); // as a snapshot leaves it

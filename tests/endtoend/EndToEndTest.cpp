@@ -10,9 +10,6 @@ namespace
 {
 constexpr std::size_t lengthSize = 4;
 
-/// How long the sandbox waits for what a test asks it to. Generous, as `support::deadline` is.
-constexpr unsigned waitMilliseconds = 120'000;
-
 /// A text value of the machine's registry as it stands; empty when it isn't there.
 std::wstring registeredText(const wchar_t* key, const wchar_t* name)
 {
@@ -52,7 +49,7 @@ support::PipeServerOptions hostOptions()
 {
     support::PipeServerOptions options;
     options.name = hostPipeName;
-    options.defaultTimeout = waitMilliseconds; // the agent gives up then; on a busy machine the host may come late
+    options.defaultTimeout = busyMilliseconds; // the agent gives up then; on a busy machine the host may come late
     return options;
 }
 
@@ -201,7 +198,7 @@ std::vector<std::string> EndToEndTest::messages() const
 Json EndToEndTest::ask(Json request)
 {
     if (request.at("do") == "wait")
-        request.emplace("timeout", waitMilliseconds);
+        request.emplace("timeout", busyMilliseconds);
     if (!m_control)
         m_control = std::make_unique<sandbox::ControlClient>(controlPipe(), support::deadline);
     return m_control->request(request);

@@ -29,6 +29,9 @@ namespace endtoend
 /// The name of the host's pipe, without the prefix.
 inline constexpr std::wstring_view hostPipeName = L"CorvenaLinkwell";
 
+/// How long what has to come may take on a busy machine.
+inline constexpr DWORD busyMilliseconds = 120'000;
+
 /// What the sandbox's end report says when all memory and all interfaces have come back.
 inline constexpr std::string_view nothingHeld = "Nothing is held.\n";
 

@@ -73,6 +73,7 @@ private:
         return error == 0 ? TRUE : FALSE;
     }
     [[nodiscard]] static std::string narrow(std::wstring_view text) { return {text.begin(), text.end()}; }
+
     const HANDLE m_pipe = reinterpret_cast<HANDLE>(std::uintptr_t{0xF0000});
     std::vector<std::string> m_calls;
     Hook<"CreateFileW", decltype(CreateFileW)> m_open =

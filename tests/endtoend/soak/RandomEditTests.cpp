@@ -22,9 +22,6 @@ namespace
 constexpr unsigned long long firstSeed = 1;
 constexpr unsigned long long usualCount = 200;
 
-/// How long the start of an agent may take on a busy machine.
-constexpr std::chrono::minutes patience{2};
-
 /// In so many steps of a hundred, edits are handled inside the handling of another one.
 constexpr unsigned nestedSteps = 30;
 
@@ -253,7 +250,8 @@ void RandomEditTest::start(Sequence& sequence)
     serveHost();
     startAgentOn(sequence.file.dump());
     const std::vector<unsigned> order = orderOfStores(sequence.mailbox);
-    const bool isSubscribed = waitUntilSubscribed(sequence.mailbox.store(order.back()).name, patience);
+    const bool isSubscribed =
+        waitUntilSubscribed(sequence.mailbox.store(order.back()).name, std::chrono::milliseconds(busyMilliseconds));
     require(isSubscribed, "the agent doesn't subscribe; its log is\n" + textOf(readLog(logFile())));
 
     Messages expected;

@@ -14,8 +14,6 @@ namespace
 {
 using testing::IsEmpty;
 
-constexpr DWORD heldLimit = 120'000; // milliseconds
-
 /// A call of the worker in the reference run.
 struct WorkerCall
 {
@@ -82,7 +80,7 @@ void EndAtCallTest::endWhileHeld(bool isLate)
 {
     EXPECT_TRUE(waitForLog(isLate ? "MAPI session closed" : "Shutdown..."));
     ask({{"do", "release"}, {"hold", "call"}});
-    EXPECT_EQ(WaitForSingleObject(agent().process(), heldLimit), WAIT_OBJECT_0);
+    EXPECT_EQ(WaitForSingleObject(agent().process(), busyMilliseconds), WAIT_OBJECT_0);
 }
 
 Verdict EndAtCallTest::endAt(const Judge& judge, const WorkerCall& call, bool isLate, Door door)

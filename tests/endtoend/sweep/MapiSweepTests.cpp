@@ -22,6 +22,8 @@ const std::map<std::string, std::string> results = { // and as the journal has i
     {"MAPI_W_ERRORS_RETURNED", "0x40380"}};
 constexpr const char* gifts[] = {"nothing", "empty", "fewer", "otherTypes", "nullValues", "huge"};
 
+constexpr const char* objectType = "0xFFE0003"; // PR_OBJECT_TYPE
+
 /// Those of which the first call begins before the journal does.
 constexpr const char* earlyMethods[] = {"MAPIInitialize", "MAPILogonEx"};
 
@@ -35,8 +37,6 @@ Json with(Json plans, Json plan)
     plans.push_back(std::move(plan));
     return plans;
 }
-
-constexpr const char* objectType = "0xFFE0003"; // PR_OBJECT_TYPE
 
 bool isFailure(const std::string& result)
 {
