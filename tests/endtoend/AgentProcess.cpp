@@ -2,6 +2,7 @@
 
 #include <array>
 #include <chrono>
+#include <iostream>
 
 #include "tests/support/Platform.h"
 #include "tests/support/ProgramRun.h"
@@ -72,7 +73,7 @@ AgentProcess::AgentProcess(const std::wstring& arguments, const std::filesystem:
     startup.hStdError = errors.get();
     const PROCESS_INFORMATION information = support::startChild(nullptr, m_commandLine, CREATE_SUSPENDED, startup);
     m_process.reset(information.hProcess);
-    const support::Handle mainThread(information.hThread);
+    m_mainThread.reset(information.hThread);
     if (!AssignProcessToJobObject(m_job.get(), m_process.get()))
     {
         TerminateProcess(m_process.get(), 0xDEAD);
@@ -80,10 +81,11 @@ AgentProcess::AgentProcess(const std::wstring& arguments, const std::filesystem:
     }
     if (!library.empty())
         loadFirst(information, library);
-    if (ResumeThread(mainThread.get()) == DWORD(-1))
+    if (ResumeThread(m_mainThread.get()) == DWORD(-1))
         support::throwLastError("ResumeThread");
     m_processId = information.dwProcessId;
     m_mainThreadId = information.dwThreadId;
+    m_follower = std::jthread([this] { endAfterMainThread(); });
 }
 
 AgentProcess::~AgentProcess()
@@ -91,6 +93,17 @@ AgentProcess::~AgentProcess()
     // Waits for the end as well: until then the process may hold files of the test's folder.
     if (TerminateProcess(m_process.get(), 0xDEAD))
         WaitForSingleObject(m_process.get(), INFINITE);
+}
+
+void AgentProcess::endAfterMainThread() const
+{
+    constexpr DWORD patience = 5'000;
+    constexpr UINT aborted = 3; // what it would have come to
+    WaitForSingleObject(m_mainThread.get(), INFINITE);
+    if (WaitForSingleObject(m_process.get(), patience) == WAIT_OBJECT_0)
+        return;
+    std::cout << "The main thread of process " << m_processId << " has ended without the process, which is ended now\n";
+    TerminateProcess(m_process.get(), aborted);
 }
 
 std::optional<DWORD> AgentProcess::waitForExit() const

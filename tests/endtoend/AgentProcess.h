@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <thread>
 
 #include "tests/support/Handle.h"
 
@@ -18,7 +19,8 @@ namespace endtoend
 [[nodiscard]] std::filesystem::path agentProgram();
 
 /// Starts the agent in the constructor, with this process's environment. The destructor ends a process that still runs, so none outlives its test; nor
-/// does one outlive a test program that is itself ended.
+/// does one outlive a test program that is itself ended, nor, by more than some seconds, its own main thread: a process that
+/// aborts under Wine now and then waits for ever for a lock of one of its threads that has ended before.
 class AgentProcess
 {
 public:
@@ -50,10 +52,15 @@ public:
     [[nodiscard]] bool pressAltF4() const;
 
 private:
+    /// Waits for the end of the main thread, and ends what of the process does not follow it.
+    void endAfterMainThread() const;
+
     std::wstring m_commandLine;
     support::Handle m_job; // ends the process when its last handle goes
     support::Handle m_process;
+    support::Handle m_mainThread;
     DWORD m_processId = 0;
     DWORD m_mainThreadId = 0;
+    std::jthread m_follower; // ends with the process
 };
 } // namespace endtoend
