@@ -72,7 +72,7 @@ void die()
         {"answers `ACK`", [](auto& o) { o.parts = {"ACK"}; }},
         {"answers with a line feed behind `ack`", [](auto& o) { o.parts = {"ack\n"}; }},
         {"answers by two writes", [](auto& o) { o.parts = {"a", "ck"}, o.pause = 100ms; }},
-        {"has one instance", [](auto& o) { o.instances = 1; }},
+        {"has one instance", [](auto& o) { o.instances = 1, o.defaultTimeout = 2000; }}, // before it lets go of one that stays
         {"has two instances", [](auto& o) { o.instances = 2; }},
         {"lets clients wait for 50 ms", [](auto& o) { o.defaultTimeout = 50; }},
         {"lets others create instances", [](auto& o) { o.mostInstances = PIPE_UNLIMITED_INSTANCES; }},
