@@ -114,6 +114,8 @@ TEST(CleanerTest, KeepsNoLettersOfCommandLinesButThoseOfDrives)
     Cleaner cleaner;
     EXPECT_THAT(cleanedRecord(cleaner, "Started D:\\J\\agent.log 4 9 /x=B"),
                 testing::MatchesRegex("Started D:\\\\text-\\w+\\\\agent.log text-\\w+ text-\\w+ /text-\\w+=text-\\w+"));
+    EXPECT_THAT(cleanedRecord(cleaner, "Started \xDF:\\agent.log"),
+                testing::MatchesRegex("Started text-\\w+:\\\\agent.log"));
 }
 
 TEST(CleanerTest, GivesTheSameForTheSameByAKeyOfItsOwn)

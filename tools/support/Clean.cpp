@@ -149,7 +149,8 @@ std::string Cleaner::cleanCommandLine(std::string_view text) const
     while (!text.empty())
     {
         const std::string_view word = text.substr(0, text.find_first_of(fillers));
-        const bool isDrive = word.size() == 1 && text.substr(1).starts_with(":\\");
+        const bool isDrive = word.size() == 1 && lower(word.front()) >= 'a' && lower(word.front()) <= 'z' &&
+                             text.substr(1).starts_with(":\\");
         cleaned += isDrive || isHarmless(word) ? std::string(word) : personal(word);
         text.remove_prefix(word.size());
         if (!text.empty())
