@@ -75,6 +75,8 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"NotAnObject", "[]", "line 1, column 1: /: must be an object: a mailbox"},
         Case{"KeyTwice", R"({"stores":[{"name":"A"},{"name":"B","name":"C"}]})",
              "line 1, column 37: /stores/1/name: this key is given twice"},
+        Case{"KeyTwiceInFrontOfAnOpenEnd", R"({"stores":[{"name":"A","name":"B")",
+             "line 1, column 24: /stores/0/name: this key is given twice"},
         Case{"UnknownKey", R"({"store":[]})",
              "line 1, column 2: /store: unknown key; known here are $schema, addressBook, fastShutdown, plans, "
              "rowsPerQuery, stores"},
