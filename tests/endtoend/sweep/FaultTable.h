@@ -96,7 +96,6 @@ inline constexpr auto functions = []
         {"WaitNamedPipeW",
          File,
          {{failure("ERROR_SEM_TIMEOUT", ERROR_SEM_TIMEOUT), failure("ERROR_FILE_NOT_FOUND", ERROR_FILE_NOT_FOUND)}}},
-        {"CloseHandle", File, {{badHandle}}},
         {"SetFilePointer", File, {{{"INVALID_SET_FILE_POINTER", -1, ERROR_INVALID_HANDLE}}}},
         {"GetFileAttributesExW",
          File,
@@ -150,6 +149,8 @@ inline constexpr auto functions = []
         {"CreateEventA", Thread, {{noMemory}}},
         {"CreateSemaphoreA", Thread, {{noMemory}}},
         {"SetEvent", Thread, {{badHandle}}},
+        // Files are closed by it, too; but a lock has an event only where it has been waited for.
+        {"CloseHandle", Thread, {{badHandle}}},
         {"ResetEvent", Thread, {{badHandle}}},
         {"ReleaseSemaphore", Thread, {{badHandle}}},
         {"WaitForSingleObject", Thread, {{waitFailed}}},

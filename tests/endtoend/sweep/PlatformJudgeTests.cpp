@@ -117,6 +117,14 @@ TEST_F(PlatformJudgeTest, MindsWhatIsHeldAndWhatStandardErrorHas)
     expectComplaint("CloseHandle", run, "standard error: oh");
 }
 
+TEST_F(PlatformJudgeTest, MindsACallThatHasNotComeUnlessItsNumberIsAMatterOfTime)
+{
+    PlatformRun run = m_whole;
+    run.isMet = false;
+    expectComplaint("WriteFile", run, "the call has not come");
+    EXPECT_THAT(of("CloseHandle", run).complaints, IsEmpty());
+}
+
 TEST_F(PlatformJudgeTest, MindsAnAbortWhereTheWorkerCatches)
 {
     PlatformRun run = leftOf({}, {});
