@@ -103,6 +103,8 @@ INSTANTIATE_TEST_SUITE_P(
                     Complaint{
                         "BadUtf8", "{ \"\xC3\x28\": 1 }",
                         "line 1, column 5: invalid string: ill-formed UTF-8 byte; last read: '\"\xEF\xBF\xBD('..."},
+                    Complaint{"NumberBeyondAll", "{\n  \"rowsPerQuery\": -1e999, \"stores\": []}",
+                              "line 2, column 19: number overflow parsing '-1e999'"},
                     Complaint{"KeyTwiceBehindNesting", R"({"stores":[{"folders":[[],{"a":[1,{}]}],"x":1,"x":2}]})",
                               "/stores/0/x: this key is given twice"}),
     [](const auto& entry) { return entry.param.name; });

@@ -130,7 +130,7 @@ private:
 /// The parser's words without its own preamble, which speaks of the library and repeats the position.
 [[nodiscard]] std::string plainWords(const std::string& what)
 {
-    std::string words = what;
+    std::string words = what.substr(what.find("] ") + 2);
     if (const std::size_t column = words.find(", column "); column != std::string::npos)
     {
         if (const std::size_t end = words.find(": ", column); end != std::string::npos)
@@ -163,6 +163,16 @@ private:
     }
     return "line " + std::to_string(line) + ", column " + std::to_string(column);
 }
+
+/// Has the parser take the text again, up to its end or to where it is no JSON.
+/// @param taken  counts how much that is.
+void follow(const std::string& text, std::size_t& taken, const Json::parser_callback_t& look)
+{
+    std::size_t unused = 0;
+    const CountingIterator begin(text.data(), taken);
+    const CountingIterator end(text.data() + text.size(), unused);
+    const Json again = Json::parse(begin, end, look, !parserThrows, allowsComments);
+}
 } // namespace
 
 Json parseJson(const std::string& text)
@@ -185,6 +195,13 @@ Json parseJson(const std::string& text)
         // The parser counts from 1 and names the byte at which it gave up, which may be one behind the end.
         throw MailboxError(positionAt(text, error.byte == 0 ? 0 : error.byte - 1) + ": " + plainWords(error.what()));
     }
+    catch (const Json::out_of_range& error) // a number, and the parser doesn't say where
+    {
+        std::size_t taken = 0;
+        follow(text, taken, nullptr);
+        throw MailboxError(positionAt(text, beginOfToken(text, taken, Event::value, Json())) + ": " +
+                           plainWords(error.what()));
+    }
 }
 
 std::string positionOf(const std::string& text, const std::string& path)
@@ -200,11 +217,7 @@ std::string positionOf(const std::string& text, const std::string& path)
         follower.leave(event);
         return true;
     };
-    std::size_t unused = 0;
-    const CountingIterator begin(text.data(), taken);
-    const CountingIterator end(text.data() + text.size(), unused);
-    // Behind a key that is given twice the text may be no JSON; the place has been found by then.
-    const Json again = Json::parse(begin, end, look, !parserThrows, allowsComments);
+    follow(text, taken, look);
     return positionAt(text, found);
 }
 } // namespace sandbox
