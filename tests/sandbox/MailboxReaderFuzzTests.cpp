@@ -300,9 +300,14 @@ std::string shapeOf(const Json& file)
 /// That the complaint is one line, and begins with a place that is in the text.
 void expectComplaint(const std::string& complaint, const std::string& text)
 {
-    static const std::regex s_form("line ([0-9]+), column ([0-9]+): [^\\x00-\\x1F]+");
+    // The place alone by an expression: over a complaint that quotes a long text, the library's would run out of stack.
+    static const std::regex s_form("line ([0-9]+), column ([0-9]+): ");
     std::smatch place;
-    ASSERT_TRUE(std::regex_match(complaint, place, s_form)) << testing::PrintToString(complaint);
+    ASSERT_TRUE(std::regex_search(complaint, place, s_form, std::regex_constants::match_continuous)) << complaint;
+    const std::string words = place.suffix();
+    ASSERT_FALSE(words.empty()) << complaint;
+    ASSERT_TRUE(std::ranges::none_of(words, [](unsigned char byte) { return byte < 0x20; }))
+        << testing::PrintToString(complaint);
     std::istringstream lines(text);
     std::string line;
     std::size_t number = 0;
