@@ -84,7 +84,6 @@ AgentProcess::AgentProcess(const std::wstring& arguments, const std::filesystem:
     if (ResumeThread(m_mainThread.get()) == DWORD(-1))
         support::throwLastError("ResumeThread");
     m_processId = information.dwProcessId;
-    m_mainThreadId = information.dwThreadId;
     m_follower = std::jthread([this] { endAfterMainThread(); });
 }
 
@@ -138,14 +137,14 @@ bool AgentProcess::postToWindow(UINT message, WPARAM wParam, LPARAM lParam) cons
 
 bool AgentProcess::postToMainThread(UINT message) const
 {
-    return PostThreadMessageW(m_mainThreadId, message, 0, 0) != FALSE;
+    return PostThreadMessageW(GetThreadId(m_mainThread.get()), message, 0, 0) != FALSE;
 }
 
 bool AgentProcess::pressAltF4() const
 {
     MSG none{};
     PeekMessageW(&none, nullptr, WM_USER, WM_USER, PM_NOREMOVE); // makes the message queue that the next call needs
-    if (!AttachThreadInput(GetCurrentThreadId(), m_mainThreadId, TRUE))
+    if (!AttachThreadInput(GetCurrentThreadId(), GetThreadId(m_mainThread.get()), TRUE))
         return false;
     std::array<BYTE, 256> keys{};
     keys[VK_MENU] = 0x80; // down

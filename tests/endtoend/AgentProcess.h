@@ -18,9 +18,10 @@ namespace endtoend
 /// The program that is tested: what LINKWELL_AGENT in the environment names, or LinkwellAgent.exe in that folder.
 [[nodiscard]] std::filesystem::path agentProgram();
 
-/// Starts the agent in the constructor, with this process's environment. The destructor ends a process that still runs, so none outlives its test; nor
-/// does one outlive a test program that is itself ended, nor, by more than some seconds, its own main thread: a process that
-/// aborts under Wine now and then waits for ever for a lock of one of its threads that has ended before.
+/// Starts the agent in the constructor, with this process's environment. The destructor ends a process that still runs, so
+/// none outlives its test; nor does one outlive a test program that is itself ended, nor, by more than 5 s, its own main
+/// thread: it is ended with exit value 3 then. A process that aborts under Wine now and then waits for ever for a lock of one
+/// of its threads that has ended before.
 class AgentProcess
 {
 public:
@@ -60,7 +61,6 @@ private:
     support::Handle m_process;
     support::Handle m_mainThread;
     DWORD m_processId = 0;
-    DWORD m_mainThreadId = 0;
     std::jthread m_follower; // ends with the process
 };
 } // namespace endtoend

@@ -131,7 +131,6 @@ void hookAll()
     hook<"WriteFile">(WriteFile, failWrite);
     hook<"ReadFile">(ReadFile, failRead);
     hook<"WaitNamedPipeW">(WaitNamedPipeW);
-    hook<"CloseHandle">(CloseHandle);
     hook<"SetFilePointer">(SetFilePointer);
     hook<"GetFileAttributesExW">(GetFileAttributesExW, failAttributes);
     hook<"MoveFileExW">(MoveFileExW);
@@ -169,6 +168,7 @@ void hookAll()
     hook<"CreateEventA">(CreateEventA);
     hook<"CreateSemaphoreA">(CreateSemaphoreA);
     hook<"SetEvent">(SetEvent);
+    hook<"CloseHandle">(CloseHandle);
     hook<"ResetEvent">(ResetEvent);
     hook<"ReleaseSemaphore">(ReleaseSemaphore);
     hook<"WaitForSingleObject">(WaitForSingleObject);
