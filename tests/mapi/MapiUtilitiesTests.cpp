@@ -191,9 +191,17 @@ TEST_F(ObjectTest, HasAPropertyThatIsListedUnderTheWholeTag)
             {
                 *tags = makeTags({PR_ENTRYID});
                 return warning;
+            })
+        .WillOnce(
+            [](ULONG, SPropTagArray** tags)
+            {
+                *tags = makeTags({PR_OBJECT_TYPE, PR_ENTRYID});
+                --(*tags)->cValues; // what lies behind the last one is no part of the list
+                return S_OK;
             });
     EXPECT_FALSE(mapi::hasProperty(object(), PR_ENTRYID));
     EXPECT_TRUE(mapi::hasProperty(object(), PR_ENTRYID));
+    EXPECT_FALSE(mapi::hasProperty(object(), PR_ENTRYID));
 }
 
 TEST_F(ObjectTest, ThrowsWhenItsPropertiesCannotBeListed)
