@@ -32,6 +32,8 @@ public:
 
     /// Waits until all of it is read, or in the pipe's buffer. False when the host has ended the connection.
     bool write(std::string_view bytes);
+    /// Waits until the host has read all that was written. False when the host has ended the connection.
+    bool flush() { return FlushFileBuffers(m_pipe.get()) != FALSE; }
     /// The next bytes, `size` at most; fewer when the host ends the connection.
     [[nodiscard]] std::string read(std::size_t size);
     void close() { m_pipe.reset(); }
