@@ -23,6 +23,7 @@ constexpr std::size_t stampSize = 25; // "05.03.2024 14:07:09.042  "
 constexpr std::string_view lineEnd = "\r\n";
 constexpr std::string_view workerEnd = "MAPI thread finished";
 constexpr std::string_view threadClose = "WM_CLOSE for thread received, will quit";
+constexpr std::string_view shutdown = "Shutdown...";
 constexpr std::string_view sendingData = "Sending data:\n";
 constexpr std::string_view continued = "(continue logging)"; // begins a file that followed on a full one
 
@@ -54,8 +55,8 @@ std::string withoutSourceLine(std::string text)
     return support::withoutLineNumbers(std::vector{std::move(text)}).front();
 }
 
-/// Adds a record's text. The log takes no lock, so the line break between the worker's last record and one that the
-/// main thread writes at the same moment can be lost; then the second one stands behind the first, stamp and all.
+/// Adds a record's text. The log takes no lock, so the line break in front of the worker's last record, or of one that the
+/// main thread writes at the same moment, can be lost; then the second one stands behind the first, stamp and all.
 void addRecord(Records& records, std::string_view bytes)
 {
     for (std::size_t position = 1; position < bytes.size(); ++position)
@@ -64,7 +65,7 @@ void addRecord(Records& records, std::string_view bytes)
             continue;
         const std::string_view before = bytes.substr(0, position);
         const std::string_view behind = bytes.substr(position + stampSize);
-        if (before == workerEnd || behind == workerEnd)
+        if (before == workerEnd || behind == workerEnd || behind == threadClose || behind == shutdown)
         {
             records.push_back(withoutSourceLine(withLineFeeds(before)));
             bytes = behind;

@@ -37,6 +37,10 @@ TEST(AgentLogTest, FindsTheRecordsOfTwoThreadsThatLostTheirLineBreak)
     const Records both = {workerEnd, threadClose, "Shutdown..."};
     EXPECT_EQ(logRecords(stamp + workerEnd + stamp + threadClose + "\r\n" + stamp + "Shutdown..."), both);
     EXPECT_THAT(logRecords(stamp + threadClose + stamp + workerEnd), ElementsAre(threadClose, workerEnd));
+    // Written while the worker was about to write its end.
+    EXPECT_THAT(logRecords(stamp + "report" + stamp + threadClose + "\r\n" + stamp + workerEnd),
+                ElementsAre("report", threadClose, workerEnd));
+    EXPECT_THAT(logRecords(stamp + threadClose + stamp + "Shutdown..."), ElementsAre(threadClose, "Shutdown..."));
     EXPECT_THAT(logRecords(stamp + "one" + stamp + "two"), ElementsAre("one" + stamp + "two")); // no one else may
 }
 
