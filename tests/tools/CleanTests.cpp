@@ -50,6 +50,8 @@ TEST(CleanerTest, KeepsWordsAndNumbersAndReplacesNamesAndIdentifiers)
     EXPECT_THAT(cleanedRecord(cleaner, "createSnapshot for \"Anna\": 12 contact\\(s\\) found"), HasSubstr("text-"));
     EXPECT_EQ(cleanedRecord(cleaner, noPipe), noPipe);
     EXPECT_EQ(cleanedRecord(cleaner, startRefused), startRefused);
+    const std::string joined = std::string(startRefused).append(stamp).append("Shutdown...");
+    EXPECT_EQ(cleanedRecord(cleaner, joined), joined);
     EXPECT_THAT(cleanedRecord(cleaner, "Notification 8 for (cannot resolve) of type 5, EntryId hash = 7f372 (00A1)"),
                 testing::MatchesRegex(
                     "Notification 8 for \\(cannot resolve\\) of type 5, EntryId hash = id-\\w+ \\(id-\\w+\\)"));

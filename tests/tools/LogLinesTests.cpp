@@ -80,6 +80,10 @@ TEST(LogLinesTest, FindsStampsAndTheWordsOfARotation)
     EXPECT_EQ(withoutStamp(line), "Done");
     EXPECT_EQ(stampOf("05.03.2024 14:07:09,042  Done"), "");
     EXPECT_EQ(stampOf("05.03.2024 14:07:09.042"), "");
+    std::string_view two = "05.03.2024 14:07:09.042  Shutdown...05.03.2024 14:07:09.043  Done";
+    EXPECT_EQ(takeRecord(two), "05.03.2024 14:07:09.042  Shutdown...");
+    EXPECT_EQ(takeRecord(two), "05.03.2024 14:07:09.043  Done");
+    EXPECT_EQ(two, "");
     std::string_view rotated = "Done(continue to the next log file)(continue logging)";
     EXPECT_EQ(takeRotation(rotated), "(continue to the next log file)(continue logging)");
     EXPECT_EQ(rotated, "Done");

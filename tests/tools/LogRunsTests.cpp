@@ -93,6 +93,20 @@ TEST(LogRunsTest, TellAHostThatIsNotThere)
     EXPECT_EQ(problemsOf(runs[0])[0]->entry->line, noPipe);
 }
 
+TEST(LogRunsTest, KnowRecordsThatLostTheirLineBreak)
+{
+    const std::string next = "05.03.2024 14:07:00.043  ";
+    const auto runs =
+        runsOf(logOf({logHeader, started, "Start MAPI thread...", "Sending data:", "| 2;snapshot;contact;0;1", noPipe,
+                      std::string(startRefused) + next + "WM_CLOSE for thread received, will quit", "Shutdown...",
+                      "MAPI thread finished" + next + "Closing MAPI session...", "Done", logFooter}));
+    ASSERT_THAT(runs, SizeIs(1));
+    EXPECT_EQ(runs[0].refused, 1U);
+    ASSERT_THAT(problemsOf(runs[0]), SizeIs(2));
+    EXPECT_EQ(problemsOf(runs[0])[1]->entry->line, startRefused);
+    EXPECT_THAT(runs[0].findings, SizeIs(2)); // nothing is unknown
+}
+
 TEST(LogRunsTest, TellAnAgentThatCouldNotLogOn)
 {
     const auto runs = runsOf(logOf({logHeader, started,

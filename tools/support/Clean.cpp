@@ -76,15 +76,14 @@ std::string Cleaner::clean(const LinePart& part)
     std::string_view text = part.text;
     const std::string_view rotation = takeRotation(text);
     std::string cleaned;
-    if (const std::string_view stamp = part.begins ? stampOf(text) : std::string_view(); !stamp.empty())
+    if (!part.begins || stampOf(text).empty())
+        return cleanContinuation(text).append(rotation);
+    while (!text.empty())
     {
-        text = withoutStamp(text);
-        cleaned.append(stamp).append("  ").append(cleanRecord(text));
-        m_place = text == "Sending data:" ? Place::Message : Place::Record;
-    }
-    else
-    {
-        cleaned = cleanContinuation(text);
+        const std::string_view record = takeRecord(text);
+        const std::string_view recordText = withoutStamp(record);
+        cleaned.append(stampOf(record)).append("  ").append(cleanRecord(recordText));
+        m_place = recordText == "Sending data:" ? Place::Message : Place::Record;
     }
     return cleaned.append(rotation);
 }

@@ -211,6 +211,16 @@ std::string_view withoutStamp(std::string_view line)
     return line.substr(stampForm.size() + 2);
 }
 
+std::string_view takeRecord(std::string_view& line)
+{
+    std::size_t end = std::min(line.size(), stampForm.size() + 2);
+    while (end < line.size() && stampOf(line.substr(end)).empty())
+        ++end;
+    const std::string_view record = line.substr(0, end);
+    line.remove_prefix(end);
+    return record;
+}
+
 std::string_view takeRotation(std::string_view& line)
 {
     std::string_view rest = line;

@@ -62,6 +62,10 @@ private:
 /// What follows the stamp and the two blanks.
 [[nodiscard]] std::string_view withoutStamp(std::string_view line);
 
+/// Takes the first record off a line that begins with a stamp, and gives it with that. Others are left where two threads
+/// have lost the line break between their records.
+[[nodiscard]] std::string_view takeRecord(std::string_view& line);
+
 /// Takes the words of a rotation from the end of a line, which may stand directly behind its record; gives them in order.
 [[nodiscard]] std::string_view takeRotation(std::string_view& line);
 } // namespace diagnosis

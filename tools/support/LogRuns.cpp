@@ -74,10 +74,17 @@ void RunReader::read(const LinePart& part)
         return;
     std::string_view text = part.text;
     static_cast<void>(takeRotation(text));
-    if (const std::string_view stamp = stampOf(text); !stamp.empty())
-        readRecord(stamp, withoutStamp(text));
-    else if (!m_inRun && !text.empty())
-        ++m_strayLines;
+    if (stampOf(text).empty())
+    {
+        if (!m_inRun && !text.empty())
+            ++m_strayLines;
+        return;
+    }
+    while (!text.empty())
+    {
+        const std::string_view record = takeRecord(text);
+        readRecord(stampOf(record), withoutStamp(record));
+    }
 }
 
 void RunReader::finish()
