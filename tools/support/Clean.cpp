@@ -75,9 +75,9 @@ std::string Cleaner::clean(const LinePart& part)
 {
     std::string_view text = part.text;
     const std::string_view rotation = takeRotation(text);
-    std::string cleaned;
     if (!part.begins || stampOf(text).empty())
         return cleanContinuation(text).append(rotation);
+    std::string cleaned;
     while (!text.empty())
     {
         const std::string_view record = takeRecord(text);
